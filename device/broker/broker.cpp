@@ -1,0 +1,810 @@
+#include "broker.h"
+
+#include "pps/busprotocol_p.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QList>
+
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <fcntl.h>
+#include <map>
+#include <set>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace omdevice {
+
+namespace {
+
+// A client that does not read its messages may hold this much in the
+// broker before it is disconnected, so it cannot eat the device's memory.
+constexpr size_t MaxQueuedBytes = 32 * 1024 * 1024;
+
+struct Object;
+
+struct Connection
+{
+    int fd = -1;
+    quint64 id = 0;
+    uid_t uid = 0;
+    gid_t gid = 0;
+    bool open = false;
+    bool readable = false;
+    bool writable = false;
+    bool isServer = false;
+    bool doomed = false;
+    Object *object = nullptr;
+    std::deque<QByteArray> queue;
+    size_t queuedBytes = 0;
+    bool watchingOut = false;
+};
+
+struct Object
+{
+    QString path;
+    QByteArray name; // the last component of the path
+    bool isServer = false;
+    Connection *server = nullptr;
+    uid_t uid = 0;
+    gid_t gid = 0;
+    mode_t mode = 0666;
+    std::set<Connection *> clients;
+    std::map<QByteArray, QByteArray> attributes; // name -> whole line
+    bool live() const { return !isServer || server; }
+};
+
+struct OpenOptions
+{
+    bool server = false;
+    bool create = false;
+    bool separate = false;
+    bool hasMode = false;
+    mode_t mode = 0666;
+};
+
+bool parseOptions(const QByteArray &text, OpenOptions *options)
+{
+    const QList<QByteArray> parts = text.split(',');
+    for (QByteArray part : parts) {
+        part = part.trimmed();
+        if (part.isEmpty() || part == "wait")
+            continue;
+        if (part == "server")
+            options->server = true;
+        else if (part == "create")
+            options->create = true;
+        else if (part == "separate")
+            options->separate = true;
+        else if (part.startsWith("mode=")) {
+            bool ok = false;
+            const uint mode = part.mid(5).toUInt(&ok, 8);
+            if (!ok || mode > 0777)
+                return false;
+            options->hasMode = true;
+            options->mode = mode_t(mode);
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool validObjectPath(const QByteArray &path)
+{
+    if (!path.startsWith("/pps/") || path.size() > 1024)
+        return false;
+    const QList<QByteArray> parts = path.mid(5).split('/');
+    for (const QByteArray &part : parts) {
+        if (part.isEmpty() || part.startsWith('.') || part.contains('?') || part.contains('\0'))
+            return false;
+    }
+    return true;
+}
+
+bool validDirectoryPath(const QByteArray &path)
+{
+    return path == "/pps" || path == "/pps/" || validObjectPath(path.endsWith('/') ? path.chopped(1) : path);
+}
+
+} // namespace
+
+struct Broker::Impl
+{
+    QString root;
+    int listenFd = -1;
+    int epollFd = -1;
+    int stopFd = -1;
+    int lockFd = -1;
+    quint64 nextId = 1;
+    std::map<int, Connection *> connections;
+    std::map<QString, Object *> objects;
+    std::vector<Connection *> doomed;
+    std::thread thread;
+
+    ~Impl() { teardown(); }
+
+    QByteArray socketPath() const
+    {
+        return QFile::encodeName(root + QLatin1Char('/') + QLatin1String(om::bus::socketName()));
+    }
+
+    QString mirrorPath(const QString &objectPath) const { return root + objectPath.mid(4); }
+
+    // ------------------------------------------------------------ set-up
+
+    bool listen(QString *error)
+    {
+        if (!QDir().mkpath(root)) {
+            *error = QStringLiteral("cannot create %1").arg(root);
+            return false;
+        }
+        const QByteArray lockPath =
+            QFile::encodeName(root + QLatin1Char('/') + QLatin1String(om::bus::lockName()));
+        lockFd = ::open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        if (lockFd < 0) {
+            *error = QStringLiteral("cannot open %1: %2")
+                         .arg(QFile::decodeName(lockPath), QString::fromLocal8Bit(strerror(errno)));
+            return false;
+        }
+        if (::flock(lockFd, LOCK_EX | LOCK_NB) < 0) {
+            *error = QStringLiteral("another bus broker already serves %1").arg(root);
+            ::close(lockFd);
+            lockFd = -1;
+            return false;
+        }
+        clearMirrors();
+
+        listenFd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        sockaddr_un addr;
+        std::memset(&addr, 0, sizeof addr);
+        addr.sun_family = AF_UNIX;
+        const QByteArray path = socketPath();
+        if (path.size() >= int(sizeof addr.sun_path)) {
+            *error = QStringLiteral("socket path too long: %1").arg(QFile::decodeName(path));
+            return false;
+        }
+        std::memcpy(addr.sun_path, path.constData(), size_t(path.size()));
+        ::unlink(path.constData());
+        if (::bind(listenFd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) < 0
+            || ::chmod(path.constData(), 0666) < 0 || ::listen(listenFd, 128) < 0) {
+            *error = QStringLiteral("cannot listen on %1: %2")
+                         .arg(QFile::decodeName(path), QString::fromLocal8Bit(strerror(errno)));
+            return false;
+        }
+        epollFd = ::epoll_create1(EPOLL_CLOEXEC);
+        stopFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+        watch(listenFd, EPOLLIN);
+        watch(stopFd, EPOLLIN);
+        return true;
+    }
+
+    void watch(int fd, uint32_t events)
+    {
+        epoll_event ev;
+        std::memset(&ev, 0, sizeof ev);
+        ev.events = events;
+        ev.data.fd = fd;
+        ::epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &ev);
+    }
+
+    void rewatch(Connection *c, bool out)
+    {
+        if (c->watchingOut == out)
+            return;
+        c->watchingOut = out;
+        epoll_event ev;
+        std::memset(&ev, 0, sizeof ev);
+        ev.events = out ? uint32_t(EPOLLIN | EPOLLOUT) : uint32_t(EPOLLIN);
+        ev.data.fd = c->fd;
+        ::epoll_ctl(epollFd, EPOLL_CTL_MOD, c->fd, &ev);
+    }
+
+    // Removes every mirror left in the root by an earlier broker.
+    void clearMirrors()
+    {
+        QDir dir(root);
+        const QStringList entries =
+            dir.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System);
+        for (const QString &entry : entries) {
+            const QString path = root + QLatin1Char('/') + entry;
+            if (QFileInfo(path).isDir())
+                QDir(path).removeRecursively();
+            else
+                QFile::remove(path);
+        }
+    }
+
+    void teardown()
+    {
+        for (auto &entry : connections) {
+            ::close(entry.second->fd);
+            delete entry.second;
+        }
+        connections.clear();
+        for (auto &entry : objects)
+            delete entry.second;
+        objects.clear();
+        if (listenFd >= 0) {
+            ::close(listenFd);
+            ::unlink(socketPath().constData());
+            clearMirrors();
+        }
+        listenFd = -1;
+        if (epollFd >= 0)
+            ::close(epollFd);
+        epollFd = -1;
+        if (stopFd >= 0)
+            ::close(stopFd);
+        stopFd = -1;
+        if (lockFd >= 0)
+            ::close(lockFd);
+        lockFd = -1;
+    }
+
+    // ------------------------------------------------------------ loop
+
+    void run()
+    {
+        epoll_event events[64];
+        for (;;) {
+            const int n = ::epoll_wait(epollFd, events, 64, -1);
+            if (n < 0) {
+                if (errno == EINTR)
+                    continue;
+                return;
+            }
+            for (int i = 0; i < n; ++i) {
+                const int fd = events[i].data.fd;
+                if (fd == stopFd)
+                    return;
+                if (fd == listenFd) {
+                    acceptAll();
+                    continue;
+                }
+                auto it = connections.find(fd);
+                if (it == connections.end())
+                    continue;
+                Connection *c = it->second;
+                if (events[i].events & EPOLLOUT)
+                    flush(c);
+                if (!c->doomed && (events[i].events & (EPOLLIN | EPOLLHUP | EPOLLERR)))
+                    receive(c);
+                reap();
+            }
+        }
+    }
+
+    void acceptAll()
+    {
+        for (;;) {
+            const int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+            if (fd < 0)
+                return;
+            ucred cred;
+            socklen_t len = sizeof cred;
+            if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) < 0) {
+                ::close(fd);
+                continue;
+            }
+            const int sndbuf = 1024 * 1024;
+            ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf);
+            auto *c = new Connection;
+            c->fd = fd;
+            c->id = nextId++;
+            c->uid = cred.uid;
+            c->gid = cred.gid;
+            connections[fd] = c;
+            watch(fd, EPOLLIN);
+        }
+    }
+
+    void receive(Connection *c)
+    {
+        QByteArray buf(om::bus::MaxDatagram + 1, Qt::Uninitialized);
+        for (;;) {
+            iovec iov{buf.data(), size_t(buf.size())};
+            msghdr msg;
+            std::memset(&msg, 0, sizeof msg);
+            msg.msg_iov = &iov;
+            msg.msg_iovlen = 1;
+            const ssize_t n = ::recvmsg(c->fd, &msg, MSG_DONTWAIT);
+            if (n < 0) {
+                if (errno == EINTR)
+                    continue;
+                if (errno != EAGAIN)
+                    doom(c);
+                return;
+            }
+            if (n == 0) {
+                doom(c);
+                return;
+            }
+            // Over-long messages are dropped; a client of ours never sends one.
+            if ((msg.msg_flags & MSG_TRUNC) || n > om::bus::MaxMessage)
+                continue;
+            const QByteArray data(buf.constData(), int(n));
+            if (!c->open) {
+                handshake(c, data);
+                return;
+            }
+            message(c, data);
+            if (c->doomed)
+                return;
+        }
+    }
+
+    // ------------------------------------------------------------ sending
+
+    void send(Connection *c, const QByteArray &data)
+    {
+        if (c->doomed)
+            return;
+        if (c->queue.empty()) {
+            const ssize_t n = ::send(c->fd, data.constData(), size_t(data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
+            if (n >= 0)
+                return;
+            if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS) {
+                doom(c);
+                return;
+            }
+        }
+        c->queue.push_back(data);
+        c->queuedBytes += size_t(data.size());
+        if (c->queuedBytes > MaxQueuedBytes) {
+            doom(c);
+            return;
+        }
+        rewatch(c, true);
+    }
+
+    void flush(Connection *c)
+    {
+        while (!c->queue.empty()) {
+            const QByteArray &data = c->queue.front();
+            const ssize_t n = ::send(c->fd, data.constData(), size_t(data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
+            if (n < 0) {
+                if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS)
+                    doom(c);
+                return;
+            }
+            c->queuedBytes -= size_t(data.size());
+            c->queue.pop_front();
+        }
+        rewatch(c, false);
+    }
+
+    // ------------------------------------------------------------ closing
+
+    void doom(Connection *c)
+    {
+        if (c->doomed)
+            return;
+        c->doomed = true;
+        doomed.push_back(c);
+    }
+
+    void reap()
+    {
+        while (!doomed.empty()) {
+            Connection *c = doomed.back();
+            doomed.pop_back();
+            detach(c);
+            ::epoll_ctl(epollFd, EPOLL_CTL_DEL, c->fd, nullptr);
+            ::close(c->fd);
+            connections.erase(c->fd);
+            delete c;
+        }
+    }
+
+    void detach(Connection *c)
+    {
+        Object *o = c->object;
+        if (!o)
+            return;
+        c->object = nullptr;
+        if (c->isServer) {
+            // The object stops existing for new opens; its open clients stay,
+            // silent, for a server that registers it again.
+            o->server = nullptr;
+            removeMirror(o);
+            if (o->clients.empty())
+                dropObject(o);
+            return;
+        }
+        o->clients.erase(c);
+        if (o->isServer) {
+            if (o->server)
+                send(o->server, notice('-', o, c));
+            else if (o->clients.empty())
+                dropObject(o);
+        }
+    }
+
+    void dropObject(Object *o)
+    {
+        objects.erase(o->path);
+        delete o;
+    }
+
+    // ------------------------------------------------------------ mirrors
+
+    void writeMirror(Object *o)
+    {
+        const QString path = mirrorPath(o->path);
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        const QByteArray file = QFile::encodeName(path);
+        const int fd = ::open(file.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        if (fd < 0)
+            return;
+        ::fchmod(fd, o->mode);
+        if (::geteuid() == 0)
+            (void)::fchown(fd, o->uid, o->gid);
+        ::close(fd);
+    }
+
+    void removeMirror(Object *o)
+    {
+        const QString path = mirrorPath(o->path);
+        QFile::remove(path);
+        // Take empty directories away too, up to the root.
+        QDir dir = QFileInfo(path).absoluteDir();
+        const QString rootPath = QDir(root).absolutePath();
+        while (dir.absolutePath() != rootPath && dir.absolutePath().startsWith(rootPath)) {
+            const QString name = dir.dirName();
+            if (!dir.cdUp() || !dir.rmdir(name))
+                break;
+        }
+    }
+
+    // ------------------------------------------------------------ requests
+
+    void answer(Connection *c, int error, const QByteArray &body = QByteArray())
+    {
+        QByteArray text = QByteArray::number(error);
+        text += '\n';
+        text += body;
+        send(c, text);
+        if (error != 0)
+            doom(c);
+    }
+
+    static bool permitted(const Object *o, const Connection *c, bool read, bool write)
+    {
+        if (c->uid == 0)
+            return true;
+        int bits;
+        if (c->uid == o->uid)
+            bits = (o->mode >> 6) & 7;
+        else if (c->gid == o->gid)
+            bits = (o->mode >> 3) & 7;
+        else
+            bits = o->mode & 7;
+        return (!read || (bits & 4)) && (!write || (bits & 2));
+    }
+
+    void handshake(Connection *c, const QByteArray &data)
+    {
+        const QList<QByteArray> lines = data.split('\n');
+        if (lines.value(0) == "LIST") {
+            list(c, lines.value(1));
+            return;
+        }
+        if (lines.value(0) != "OPEN" || lines.size() < 3) {
+            answer(c, EPROTO);
+            return;
+        }
+        const QByteArray pathBytes = lines.at(1);
+        bool modeOk = false;
+        const int mode = lines.at(2).toInt(&modeOk);
+        OpenOptions options;
+        if (!modeOk || !validObjectPath(pathBytes) || !parseOptions(lines.value(3), &options)
+            || (mode & 3) == 0) {
+            answer(c, EINVAL);
+            return;
+        }
+        const QString path = QString::fromUtf8(pathBytes);
+        const bool wantRead = mode & 2;
+        const bool wantWrite = mode & 1;
+        const bool create = options.create || (mode & 4);
+
+        auto it = objects.find(path);
+        Object *o = it == objects.end() ? nullptr : it->second;
+
+        if (options.server) {
+            if (!wantRead) {
+                answer(c, EINVAL);
+                return;
+            }
+            if (o && (!o->isServer || o->server)) {
+                answer(c, EBUSY);
+                return;
+            }
+            if (o && c->uid != 0 && c->uid != o->uid) {
+                answer(c, EACCES);
+                return;
+            }
+            if (!o) {
+                o = new Object;
+                o->path = path;
+                o->name = pathBytes.mid(pathBytes.lastIndexOf('/') + 1);
+                o->isServer = true;
+                o->uid = c->uid;
+                o->gid = c->gid;
+                objects[path] = o;
+            }
+            if (options.hasMode)
+                o->mode = options.mode;
+            else if (!o->server && o->clients.empty())
+                o->mode = 0666;
+            o->server = c;
+            c->object = o;
+            c->isServer = true;
+            c->open = true;
+            c->readable = true;
+            c->writable = wantWrite;
+            writeMirror(o);
+            answer(c, 0);
+            // A restarted server adopts the clients that stayed open.
+            for (Connection *client : o->clients)
+                send(c, notice('+', o, client));
+            return;
+        }
+
+        if (!o || !o->live()) {
+            if (o || !create) {
+                answer(c, ENOENT);
+                return;
+            }
+            o = new Object;
+            o->path = path;
+            o->name = pathBytes.mid(pathBytes.lastIndexOf('/') + 1);
+            o->uid = c->uid;
+            o->gid = c->gid;
+            o->mode = options.hasMode ? options.mode : 0666;
+            objects[path] = o;
+            writeMirror(o);
+        } else if (!permitted(o, c, wantRead, wantWrite)) {
+            answer(c, EACCES);
+            return;
+        }
+        c->object = o;
+        c->open = true;
+        c->readable = wantRead;
+        c->writable = wantWrite;
+        o->clients.insert(c);
+
+        QByteArray content;
+        if (!o->isServer && wantRead && !o->attributes.empty())
+            content = wholeObject(o);
+        if (options.separate) {
+            answer(c, 0);
+            if (!content.isEmpty())
+                send(c, content);
+        } else {
+            answer(c, 0, content);
+        }
+        if (o->isServer)
+            send(o->server, notice('+', o, c));
+    }
+
+    void list(Connection *c, const QByteArray &dirBytes)
+    {
+        if (!validDirectoryPath(dirBytes)) {
+            answer(c, EINVAL);
+            return;
+        }
+        QString dir = QString::fromUtf8(dirBytes);
+        if (dir.endsWith(QLatin1Char('/')))
+            dir.chop(1);
+        auto exact = objects.find(dir);
+        if (exact != objects.end() && exact->second->live()) {
+            answer(c, ENOTDIR);
+            return;
+        }
+        const QString prefix = dir + QLatin1Char('/');
+        std::set<QString> names;
+        for (const auto &entry : objects) {
+            if (!entry.second->live() || !entry.first.startsWith(prefix))
+                continue;
+            const QString rest = entry.first.mid(prefix.size());
+            const int slash = rest.indexOf(QLatin1Char('/'));
+            names.insert(slash < 0 ? rest : rest.left(slash + 1));
+        }
+        if (names.empty() && dir != QLatin1String("/pps")) {
+            answer(c, ENOENT);
+            return;
+        }
+        QByteArray body;
+        for (const QString &name : names) {
+            body += name.toUtf8();
+            body += '\n';
+        }
+        answer(c, 0, body);
+        doom(c);
+    }
+
+    static QByteArray notice(char sign, const Object *o, const Connection *client)
+    {
+        QByteArray text;
+        text += sign;
+        text += '@';
+        text += o->name;
+        text += '.';
+        text += QByteArray::number(client->id);
+        text += '\n';
+        return text;
+    }
+
+    static QByteArray wholeObject(const Object *o)
+    {
+        QByteArray text = "@" + o->name + '\n';
+        for (const auto &entry : o->attributes) {
+            text += entry.second;
+            text += '\n';
+        }
+        return text;
+    }
+
+    // Strips a leading "@name" line that a client may have written itself.
+    static QByteArray withoutHeader(const QByteArray &data)
+    {
+        if (!data.startsWith('@'))
+            return data;
+        const int nl = data.indexOf('\n');
+        return nl < 0 ? QByteArray() : data.mid(nl + 1);
+    }
+
+    void message(Connection *c, const QByteArray &data)
+    {
+        Object *o = c->object;
+        if (!o || !c->writable)
+            return;
+        if (!o->isServer) {
+            publish(o, data);
+            return;
+        }
+        if (c->isServer) {
+            route(o, data);
+            return;
+        }
+        // A client's message goes to the server only, headed with the
+        // client's id; while the object has no server it is dropped.
+        if (!o->server)
+            return;
+        QByteArray text = "@" + o->name + '.' + QByteArray::number(c->id) + '\n';
+        text += withoutHeader(data);
+        send(o->server, text);
+    }
+
+    // A server's message: "@name.<client>" goes to that client, which reads
+    // it headed "@name"; anything else goes to every client.
+    void route(Object *o, const QByteArray &data)
+    {
+        if (data.startsWith('@')) {
+            const int nl = data.indexOf('\n');
+            const QByteArray header = nl < 0 ? data.mid(1) : data.mid(1, nl - 1);
+            const QByteArray body = nl < 0 ? QByteArray() : data.mid(nl + 1);
+            const int dot = header.lastIndexOf('.');
+            bool isClient = false;
+            const quint64 id = dot < 0 ? 0 : header.mid(dot + 1).toULongLong(&isClient);
+            if (isClient) {
+                const QByteArray text = '@' + header.left(dot) + '\n' + body;
+                for (Connection *client : o->clients) {
+                    if (client->id == id) {
+                        if (client->readable)
+                            send(client, text);
+                        break;
+                    }
+                }
+                return;
+            }
+            broadcast(o, data);
+            return;
+        }
+        broadcast(o, '@' + o->name + '\n' + data);
+    }
+
+    void broadcast(Object *o, const QByteArray &text)
+    {
+        for (Connection *client : o->clients) {
+            if (client->readable)
+                send(client, text);
+        }
+    }
+
+    // A publisher's write merges into a plain object; every subscriber then
+    // receives the whole object.
+    void publish(Object *o, const QByteArray &data)
+    {
+        std::map<QByteArray, QByteArray> merged = o->attributes;
+        const QList<QByteArray> lines = data.split('\n');
+        for (const QByteArray &line : lines) {
+            if (line.isEmpty() || line.startsWith('@'))
+                continue;
+            if (line.startsWith('-')) {
+                merged.erase(line.mid(1));
+                continue;
+            }
+            const int c1 = line.indexOf(':');
+            if (c1 <= 0 || line.indexOf(':', c1 + 1) < 0)
+                continue;
+            merged[line.left(c1)] = line;
+        }
+        size_t size = size_t(o->name.size()) + 2;
+        for (const auto &entry : merged)
+            size += size_t(entry.second.size()) + 1;
+        // An object that would no longer fit in one message keeps its old
+        // content.
+        if (size > size_t(om::bus::MaxMessage))
+            return;
+        o->attributes.swap(merged);
+        const QByteArray text = wholeObject(o);
+        for (Connection *client : o->clients) {
+            if (client->readable)
+                send(client, text);
+        }
+    }
+};
+
+Broker::Broker(const QString &root) : d(new Impl)
+{
+    d->root = QDir::cleanPath(QDir(root).absolutePath());
+}
+
+Broker::~Broker()
+{
+    shutdown();
+}
+
+bool Broker::listen(QString *error)
+{
+    QString dummy;
+    return d->listen(error ? error : &dummy);
+}
+
+void Broker::run()
+{
+    d->run();
+}
+
+void Broker::stop()
+{
+    if (d->stopFd >= 0) {
+        const uint64_t one = 1;
+        (void)!::write(d->stopFd, &one, sizeof one);
+    }
+}
+
+bool Broker::start(QString *error)
+{
+    if (!listen(error))
+        return false;
+    d->thread = std::thread([this]() { d->run(); });
+    return true;
+}
+
+void Broker::shutdown()
+{
+    stop();
+    if (d->thread.joinable())
+        d->thread.join();
+    d->teardown();
+}
+
+QString Broker::root() const
+{
+    return d->root;
+}
+
+} // namespace omdevice

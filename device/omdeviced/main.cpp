@@ -1,0 +1,185 @@
+// omdeviced: the simulated device. Runs the bus broker on OM_PPS_ROOT and
+// the device's service modules on it, until SIGTERM or SIGINT.
+
+#include "broker.h"
+#include "datastore.h"
+#include "servicemodule.h"
+
+#include <om/ppsobject.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QSocketNotifier>
+#include <QTextStream>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char c = 1;
+    (void)!::write(signalPipe[1], &c, 1);
+}
+
+QString usage()
+{
+    QString text;
+    QTextStream out(&text);
+    out << "Usage: omdeviced [options]\n"
+           "\n"
+           "The simulated device: runs the bus broker on the PPS root and the device's\n"
+           "service modules on it, until it receives SIGTERM or SIGINT.\n"
+           "\n"
+           "Options:\n"
+           "  --services=LIST   Comma-separated service modules to run; 'all' (the\n"
+           "                    default) runs every module, 'none' the bare bus.\n"
+           "  --root=DIR        PPS root directory (default: $OM_PPS_ROOT, else\n"
+           "                    $XDG_RUNTIME_DIR/om-pps, else /tmp/om-pps-<uid>).\n"
+           "  --data=DIR        Where the services keep their state (default:\n"
+           "                    $OM_DEVICE_DATA, else ~/.local/share/omdevice).\n"
+           "  --set KEY=VALUE   A setting for a service module (see below); may repeat.\n"
+           "  --list-services   Print the service modules and exit.\n"
+           "  -h, --help        Print this help and exit.\n"
+           "\n"
+           "Service modules:\n";
+    for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all()) {
+        out << "  " << info.name.leftJustified(18) << info.description << "\n";
+        if (!info.settingsHelp.isEmpty()) {
+            const QStringList lines = info.settingsHelp.split(QLatin1Char('\n'));
+            for (const QString &line : lines)
+                out << "      --set " << line << "\n";
+        }
+    }
+    out << "\nWhen all services are up, omdeviced prints a line beginning with\n"
+           "\"omdeviced: ready\" on standard output.\n";
+    return text;
+}
+
+int fail(const QString &message, int code = 1)
+{
+    std::fprintf(stderr, "omdeviced: %s\n", qPrintable(message));
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments().mid(1);
+
+    QString services = QStringLiteral("all");
+    QString root;
+    QString dataDirectory;
+    omdevice::DeviceContext context;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString &arg = args.at(i);
+        if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
+            std::fputs(qPrintable(usage()), stdout);
+            return 0;
+        }
+        if (arg == QLatin1String("--list-services")) {
+            for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all())
+                std::printf("%s\t%s\n", qPrintable(info.name), qPrintable(info.description));
+            return 0;
+        }
+        if (arg.startsWith(QLatin1String("--services="))) {
+            services = arg.mid(11);
+        } else if (arg.startsWith(QLatin1String("--root="))) {
+            root = arg.mid(7);
+        } else if (arg.startsWith(QLatin1String("--data="))) {
+            dataDirectory = arg.mid(7);
+        } else if (arg == QLatin1String("--set") || arg.startsWith(QLatin1String("--set="))) {
+            QString setting;
+            if (arg == QLatin1String("--set")) {
+                if (i + 1 >= args.size())
+                    return fail(QStringLiteral("--set needs KEY=VALUE; see --help"), 2);
+                setting = args.at(++i);
+            } else {
+                setting = arg.mid(6);
+            }
+            const int eq = setting.indexOf(QLatin1Char('='));
+            if (eq <= 0)
+                return fail(QStringLiteral("--set needs KEY=VALUE, not '%1'").arg(setting), 2);
+            context.settings.insert(setting.left(eq), setting.mid(eq + 1));
+        } else {
+            return fail(QStringLiteral("unknown argument '%1'; see --help").arg(arg), 2);
+        }
+    }
+
+    // The modules reach the broker through the platform, which reads the
+    // root from the environment.
+    if (!root.isEmpty())
+        qputenv("OM_PPS_ROOT", QFile::encodeName(root));
+    root = om::PpsObject::rootDirectory();
+    context.dataDirectory =
+        dataDirectory.isEmpty() ? omdevice::DataStore::defaultDirectory() : dataDirectory;
+
+    QList<omdevice::ModuleInfo> chosen;
+    const QList<omdevice::ModuleInfo> all = omdevice::ModuleRegistry::all();
+    if (services == QLatin1String("all")) {
+        chosen = all;
+    } else if (services != QLatin1String("none")) {
+        const QStringList names = services.split(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (const QString &name : names) {
+            auto it = std::find_if(all.begin(), all.end(), [&](const omdevice::ModuleInfo &info) {
+                return info.name == name.trimmed();
+            });
+            if (it == all.end())
+                return fail(QStringLiteral("unknown service '%1'; --list-services names them").arg(name), 2);
+            chosen.append(*it);
+        }
+    }
+
+    omdevice::Broker broker(root);
+    QString error;
+    if (!broker.start(&error))
+        return fail(error);
+
+    if (::pipe2(signalPipe, O_CLOEXEC) == 0) {
+        struct sigaction sa = {};
+        sa.sa_handler = onSignal;
+        sigemptyset(&sa.sa_mask);
+        ::sigaction(SIGTERM, &sa, nullptr);
+        ::sigaction(SIGINT, &sa, nullptr);
+    }
+    ::signal(SIGPIPE, SIG_IGN);
+    QSocketNotifier signalNotifier(signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &app, [&]() {
+        char c;
+        (void)!::read(signalPipe[0], &c, 1);
+        app.quit();
+    });
+
+    QList<omdevice::ServiceModule *> modules;
+    QStringList names;
+    for (const omdevice::ModuleInfo &info : chosen) {
+        omdevice::ServiceModule *module = info.create(context, nullptr);
+        if (!module->start(&error)) {
+            delete module;
+            qDeleteAll(modules);
+            broker.shutdown();
+            return fail(QStringLiteral("service %1 could not start: %2").arg(info.name, error));
+        }
+        modules.append(module);
+        names.append(info.name);
+    }
+
+    std::printf("omdeviced: ready on %s (services: %s)\n", qPrintable(root),
+                names.isEmpty() ? "none" : qPrintable(names.join(QLatin1String(", "))));
+    std::fflush(stdout);
+
+    const int code = app.exec();
+    // Modules first, so that their connections close before the bus goes.
+    for (int i = modules.size() - 1; i >= 0; --i)
+        delete modules.at(i);
+    broker.shutdown();
+    return code;
+}

@@ -1,0 +1,95 @@
+#include "busprotocol_p.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace om {
+namespace bus {
+
+QString rootDirectory()
+{
+    const QByteArray root = qgetenv("OM_PPS_ROOT");
+    if (!root.isEmpty())
+        return QDir::cleanPath(QString::fromLocal8Bit(root));
+    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
+    if (!runtime.isEmpty())
+        return QDir::cleanPath(QString::fromLocal8Bit(runtime)) + QLatin1String("/om-pps");
+    return QStringLiteral("/tmp/om-pps-%1").arg(::getuid());
+}
+
+bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdOut, bool keepOpen)
+{
+    const QByteArray socketPath =
+        QFile::encodeName(rootDirectory() + QLatin1Char('/') + QLatin1String(socketName()));
+    sockaddr_un addr;
+    std::memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    if (socketPath.size() >= int(sizeof addr.sun_path)) {
+        *error = ENAMETOOLONG;
+        return false;
+    }
+    std::memcpy(addr.sun_path, socketPath.constData(), size_t(socketPath.size()));
+
+    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        *error = errno;
+        return false;
+    }
+    const int sndbuf = ClientSendBuffer;
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf);
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) < 0) {
+        // A missing socket and a dead one both mean: no broker.
+        *error = (errno == ENOENT || errno == ECONNREFUSED) ? ECONNREFUSED : errno;
+        ::close(fd);
+        return false;
+    }
+    ssize_t n;
+    do {
+        n = ::send(fd, message.constData(), size_t(message.size()), MSG_NOSIGNAL);
+    } while (n < 0 && errno == EINTR);
+    if (n < 0) {
+        *error = errno;
+        ::close(fd);
+        return false;
+    }
+    QByteArray buf(MaxDatagram, Qt::Uninitialized);
+    do {
+        n = ::recv(fd, buf.data(), size_t(buf.size()), 0);
+    } while (n < 0 && errno == EINTR);
+    if (n <= 0) {
+        *error = n == 0 ? ECONNRESET : errno;
+        ::close(fd);
+        return false;
+    }
+    buf.truncate(int(n));
+    const int nl = buf.indexOf('\n');
+    bool numberOk = false;
+    const int code = (nl < 0 ? buf : buf.left(nl)).toInt(&numberOk);
+    if (!numberOk) {
+        *error = EPROTO;
+        ::close(fd);
+        return false;
+    }
+    if (code != 0) {
+        *error = code;
+        ::close(fd);
+        return false;
+    }
+    *answer = nl < 0 ? QByteArray() : buf.mid(nl + 1);
+    *error = 0;
+    if (keepOpen && fdOut)
+        *fdOut = fd;
+    else
+        ::close(fd);
+    return true;
+}
+
+} // namespace bus
+} // namespace om

@@ -1,0 +1,51 @@
+#ifndef OM_BUSPROTOCOL_P_H
+#define OM_BUSPROTOCOL_P_H
+
+// The conversation between a bus client and the broker, on one
+// SOCK_SEQPACKET connection per opened object:
+//
+//   client -> broker   "OPEN\n<object path>\n<mode flags>\n<options>"
+//   broker -> client   "<errno>\n" followed, on success, by the object's
+//                      current content for a subscriber of a plain object
+//
+//   client -> broker   "LIST\n<directory path>"
+//   broker -> client   "<errno>\n" followed by one name a line
+//
+// After a successful OPEN every datagram is one message of PPS text.
+
+#include <QByteArray>
+#include <QString>
+
+namespace om {
+namespace bus {
+
+constexpr int MaxMessage = 64 * 1024;
+// Room for the routing header that the broker puts before a message.
+constexpr int MaxDatagram = MaxMessage + 4096;
+// The kernel refuses a datagram longer than twice this send buffer less a
+// little bookkeeping; this value puts that limit right at MaxMessage, so
+// raw writes on a pps_open() descriptor fail with EMSGSIZE like PpsObject's.
+constexpr int ClientSendBuffer = (MaxMessage + 32) / 2;
+
+inline const char *socketName() { return ".bus"; }
+inline const char *lockName() { return ".lock"; }
+
+QString rootDirectory();
+
+// Splits "/pps/a/b?wait,server" into the object path and its option text.
+inline void splitPath(const QString &full, QString *object, QString *options)
+{
+    const int q = full.indexOf(QLatin1Char('?'));
+    *object = q < 0 ? full : full.left(q);
+    *options = q < 0 ? QString() : full.mid(q + 1);
+}
+
+// Connects to the broker and runs one request; returns the broker's answer
+// body (after the errno line) or sets *error. On success *fd stays open when
+// keepOpen is true.
+bool request(const QByteArray &message, QByteArray *answer, int *error, int *fd, bool keepOpen);
+
+} // namespace bus
+} // namespace om
+
+#endif

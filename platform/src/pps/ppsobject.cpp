@@ -1,0 +1,292 @@
+#include <om/ppsobject.h>
+
+#include "busprotocol_p.h"
+#include "ppscodec_p.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QPointer>
+#include <QSocketNotifier>
+#include <QThread>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace om {
+
+class PpsObjectPrivate
+{
+public:
+    QString path;
+    QString objectPath;
+    QString options;
+    int fd = -1;
+    bool blocking = false;
+    bool readable = false;
+    bool writable = false;
+    bool ended = false; // the broker closed the connection
+    int error = 0;
+    QList<QByteArray> pending; // content that came with the open answer
+    QSocketNotifier *notifier = nullptr;
+
+    bool hasOption(const QString &name) const
+    {
+        const auto parts = options.splitRef(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (const QStringRef &part : parts) {
+            if (part.trimmed() == name)
+                return true;
+        }
+        return false;
+    }
+};
+
+PpsObject::PpsObject(const QString &path, QObject *parent)
+    : QObject(parent), d_ptr(new PpsObjectPrivate)
+{
+    Q_D(PpsObject);
+    d->path = path;
+    bus::splitPath(path, &d->objectPath, &d->options);
+}
+
+PpsObject::~PpsObject()
+{
+    close();
+    delete d_ptr;
+}
+
+QString PpsObject::path() const
+{
+    return d_func()->path;
+}
+
+bool PpsObject::open(PpsOpenMode::Types mode)
+{
+    Q_D(PpsObject);
+    if (d->fd >= 0) {
+        d->error = EBUSY;
+        return false;
+    }
+    QByteArray request = "OPEN\n";
+    request += QFile::encodeName(d->objectPath);
+    request += '\n';
+    request += QByteArray::number(int(mode));
+    request += '\n';
+    request += d->options.toUtf8();
+
+    QByteArray content;
+    int fd = -1;
+    int err = 0;
+    if (!bus::request(request, &content, &err, &fd, true)) {
+        d->error = err;
+        return false;
+    }
+    d->fd = fd;
+    d->error = 0;
+    d->ended = false;
+    d->readable = mode.testFlag(PpsOpenMode::Subscribe);
+    d->writable = mode.testFlag(PpsOpenMode::Publish);
+    if (d->hasOption(QStringLiteral("wait")))
+        d->blocking = true;
+    d->pending.clear();
+    if (!content.isEmpty())
+        d->pending.append(content);
+
+    // Without an event loop on this thread there is nobody to tell; read()
+    // still works.
+    if (d->readable && QThread::currentThread()->eventDispatcher()) {
+        d->notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+        connect(d->notifier, &QSocketNotifier::activated, this, [this]() {
+            Q_D(PpsObject);
+            // A closed connection stays readable for ever; tell the reader
+            // once, then stop watching.
+            char probe;
+            const ssize_t n = ::recv(d->fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+            if (n == 0)
+                d->notifier->setEnabled(false);
+            Q_EMIT readyRead();
+        });
+        if (!d->pending.isEmpty()) {
+            QPointer<PpsObject> self(this);
+            QMetaObject::invokeMethod(
+                this,
+                [self]() {
+                    if (self && !self->d_func()->pending.isEmpty())
+                        Q_EMIT self->readyRead();
+                },
+                Qt::QueuedConnection);
+        }
+    }
+    return true;
+}
+
+bool PpsObject::isOpen() const
+{
+    return d_func()->fd >= 0;
+}
+
+void PpsObject::close()
+{
+    Q_D(PpsObject);
+    delete d->notifier;
+    d->notifier = nullptr;
+    if (d->fd >= 0)
+        ::close(d->fd);
+    d->fd = -1;
+    d->pending.clear();
+}
+
+void PpsObject::setBlocking(bool enable)
+{
+    d_func()->blocking = enable;
+}
+
+bool PpsObject::isBlocking() const
+{
+    return d_func()->blocking;
+}
+
+QByteArray PpsObject::read(bool *ok)
+{
+    Q_D(PpsObject);
+    bool dummy;
+    if (!ok)
+        ok = &dummy;
+    *ok = false;
+    if (d->fd < 0) {
+        d->error = EBADF;
+        return QByteArray();
+    }
+    if (!d->readable) {
+        d->error = EBADF;
+        return QByteArray();
+    }
+    if (!d->pending.isEmpty()) {
+        *ok = true;
+        d->error = 0;
+        return d->pending.takeFirst();
+    }
+    if (d->ended) {
+        d->error = ENOTCONN;
+        return QByteArray();
+    }
+    QByteArray buf(bus::MaxDatagram, Qt::Uninitialized);
+    ssize_t n;
+    do {
+        n = ::recv(d->fd, buf.data(), size_t(buf.size()), d->blocking ? 0 : MSG_DONTWAIT);
+    } while (n < 0 && errno == EINTR);
+    if (n < 0) {
+        d->error = errno;
+        return QByteArray();
+    }
+    if (n == 0) {
+        // The broker went away: every further read fails at once.
+        d->ended = true;
+        d->error = ENOTCONN;
+        return QByteArray();
+    }
+    buf.truncate(int(n));
+    d->error = 0;
+    *ok = true;
+    return buf;
+}
+
+bool PpsObject::write(const QByteArray &data)
+{
+    Q_D(PpsObject);
+    if (d->fd < 0 || !d->writable) {
+        d->error = EBADF;
+        return false;
+    }
+    if (data.size() > MaxMessageSize) {
+        d->error = EMSGSIZE;
+        return false;
+    }
+    if (data.isEmpty()) {
+        d->error = 0;
+        return true;
+    }
+    ssize_t n;
+    do {
+        n = ::send(d->fd, data.constData(), size_t(data.size()), MSG_NOSIGNAL);
+    } while (n < 0 && errno == EINTR);
+    if (n < 0) {
+        d->error = errno;
+        return false;
+    }
+    d->error = 0;
+    return true;
+}
+
+int PpsObject::writeMessage(const QString &msg, const QString &id, const QVariantMap &dat)
+{
+    QVariantMap message;
+    message.insert(QStringLiteral("msg"), msg);
+    message.insert(QStringLiteral("id"), id);
+    message.insert(QStringLiteral("dat"), dat);
+    bool ok = false;
+    const QByteArray text = encode(message, &ok);
+    if (!ok) {
+        d_func()->error = EINVAL;
+        return -1;
+    }
+    return write(text) ? 0 : -1;
+}
+
+int PpsObject::error() const
+{
+    return d_func()->error;
+}
+
+QString PpsObject::errorString() const
+{
+    return QString::fromLocal8Bit(std::strerror(d_func()->error));
+}
+
+QByteArray PpsObject::encode(const QVariantMap &map, bool *ok)
+{
+    return pps::encode(map, ok);
+}
+
+QVariantMap PpsObject::decode(const QByteArray &data, bool *ok)
+{
+    return pps::decode(data, ok);
+}
+
+QString PpsObject::rootDirectory()
+{
+    return bus::rootDirectory();
+}
+
+QString PpsObject::mirrorFilePath(const QString &ppsPath)
+{
+    QString object;
+    QString options;
+    bus::splitPath(ppsPath, &object, &options);
+    // The root directory stands for /pps.
+    if (object == QLatin1String("/pps") || object.startsWith(QLatin1String("/pps/")))
+        object = object.mid(4);
+    return bus::rootDirectory() + object;
+}
+
+QStringList PpsObject::list(const QString &ppsDirectory, int *error)
+{
+    QByteArray request = "LIST\n";
+    request += QFile::encodeName(ppsDirectory);
+    QByteArray answer;
+    int err = 0;
+    QStringList names;
+    if (bus::request(request, &answer, &err, nullptr, false)) {
+        const QList<QByteArray> lines = answer.split('\n');
+        for (const QByteArray &line : lines) {
+            if (!line.isEmpty())
+                names.append(QString::fromUtf8(line));
+        }
+    }
+    if (error)
+        *error = err;
+    return names;
+}
+
+} // namespace om

@@ -1,0 +1,55 @@
+#include <sys/pps.h>
+
+#include <om/ppsopenmode.h>
+
+#include "busprotocol_p.h"
+
+#include <QByteArray>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+extern "C" int pps_open(const char *path, int oflag)
+{
+    if (!path) {
+        errno = EINVAL;
+        return -1;
+    }
+    om::PpsOpenMode::Types mode;
+    switch (oflag & O_ACCMODE) {
+    case O_RDONLY: mode = om::PpsOpenMode::Subscribe; break;
+    case O_WRONLY: mode = om::PpsOpenMode::Publish; break;
+    case O_RDWR: mode = om::PpsOpenMode::PublishSubscribe; break;
+    default: errno = EINVAL; return -1;
+    }
+    if (oflag & O_CREAT)
+        mode |= om::PpsOpenMode::Create;
+
+    QString object;
+    QString options;
+    om::bus::splitPath(QString::fromUtf8(path), &object, &options);
+    // The broker delivers a plain object's content as a datagram of its own
+    // for descriptors, which have no place to keep it beside the answer.
+    options = options.isEmpty() ? QStringLiteral("separate") : options + QLatin1String(",separate");
+
+    QByteArray request = "OPEN\n";
+    request += object.toUtf8();
+    request += '\n';
+    request += QByteArray::number(int(mode));
+    request += '\n';
+    request += options.toUtf8();
+
+    QByteArray content;
+    int fd = -1;
+    int err = 0;
+    if (!om::bus::request(request, &content, &err, &fd, true)) {
+        errno = err;
+        return -1;
+    }
+    if (oflag & O_NONBLOCK) {
+        const int flags = ::fcntl(fd, F_GETFL);
+        ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+    }
+    return fd;
+}

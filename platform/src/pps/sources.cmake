@@ -1,0 +1,14 @@
+# The bus client, the PPS text codec and pps_open().
+list(APPEND OMSYS_SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/busprotocol_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/busclient.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ppscodec_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/ppscodec.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ppsobject.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ppsopen.cpp
+  ${PROJECT_SOURCE_DIR}/platform/include/om/ppsobject.h
+  ${PROJECT_SOURCE_DIR}/platform/include/om/ppsopenmode.h)
+list(APPEND OMSYS_PUBLIC_HEADERS
+  om/ppsobject.h
+  om/ppsopenmode.h
+  sys/pps.h)

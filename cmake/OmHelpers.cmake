@@ -10,7 +10,7 @@ endfunction()
 # directory; the library includes those that exist, so a new piece never has
 # to touch a shared list.
 macro(om_include_pieces DIR)
-  file(GLOB _om_pieces LIST_DIRECTORIES true "${DIR}/*")
+  file(GLOB _om_pieces LIST_DIRECTORIES true CONFIGURE_DEPENDS "${DIR}/*")
   list(SORT _om_pieces)
   foreach(_piece ${_om_pieces})
     if(EXISTS "${_piece}/sources.cmake")
@@ -21,7 +21,7 @@ endmacro()
 
 # Adds every subdirectory of DIR that has a CMakeLists.txt.
 macro(om_add_subdirectories DIR)
-  file(GLOB _om_subdirs LIST_DIRECTORIES true "${DIR}/*")
+  file(GLOB _om_subdirs LIST_DIRECTORIES true CONFIGURE_DEPENDS "${DIR}/*")
   list(SORT _om_subdirs)
   foreach(_sub ${_om_subdirs})
     if(IS_DIRECTORY "${_sub}" AND EXISTS "${_sub}/CMakeLists.txt")

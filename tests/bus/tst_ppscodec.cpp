@@ -60,7 +60,8 @@ void tst_PpsCodec::roundTrip_data()
     QTest::newRow("newlines and backslashes")
         << QVariantMap{{QStringLiteral("n"), QStringLiteral("line one\nline two\n")},
                        {QStringLiteral("b"), QStringLiteral("C:\\path\\to")},
-                       {QStringLiteral("ctl"), QStringLiteral("tab\there\r\x01")}};
+                       {QStringLiteral("ctl"), QStringLiteral("tab\there\r\x01")},
+                       {QStringLiteral("nul"), QString::fromLatin1("a\0b", 3)}};
     QTest::newRow("non-ASCII") << QVariantMap{
         {QStringLiteral("de"), QStringLiteral("Grüße aus Köln")},
         {QStringLiteral("ja"), QStringLiteral("通知")},
@@ -71,6 +72,7 @@ void tst_PpsCodec::roundTrip_data()
                                                           {QStringLiteral("map"), QVariantMap()}};
     QTest::newRow("nested text needing escapes") << QVariantMap{
         {QStringLiteral("dat"), QVariantMap{{QStringLiteral("q"), QStringLiteral("say \"hi\"\n\\ \t")},
+                                            {QStringLiteral("nul"), QString::fromLatin1("x\0y", 3)},
                                             {QStringLiteral("u"), QStringLiteral("ünï \x7f")}}}};
     QTest::newRow("objects") << QVariantMap{
         {QStringLiteral("top"), QStringLiteral("level")},

@@ -345,7 +345,7 @@ struct JsonParser
         while (p != end) {
             const char c = *p++;
             if (c == '"') {
-                *s = QString::fromUtf8(buf);
+                *s = QString::fromUtf8(buf.constData(), buf.size());
                 return true;
             }
             if (static_cast<unsigned char>(c) < 0x20)
@@ -622,7 +622,7 @@ bool parseCEscaped(const char *p, const char *end, QString *out)
             return false;
         }
     }
-    *out = QString::fromUtf8(buf);
+    *out = QString::fromUtf8(buf.constData(), buf.size());
     return true;
 }
 

@@ -8,6 +8,7 @@
 #include <QList>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <deque>
 #include <fcntl.h>
@@ -31,6 +32,9 @@ namespace {
 // broker before it is disconnected, so it cannot eat the device's memory.
 constexpr size_t MaxQueuedBytes = 32 * 1024 * 1024;
 
+// The longest a server waits for a notice of a client opening or closing.
+constexpr std::chrono::milliseconds NoticeDelay(10);
+
 struct Object;
 
 struct Connection
@@ -44,10 +48,18 @@ struct Connection
     bool writable = false;
     bool isServer = false;
     bool doomed = false;
+    // The peer no longer reads (it closed); what it wrote before is still
+    // read and delivered, up to the end of the connection.
+    bool writeClosed = false;
     Object *object = nullptr;
     std::deque<QByteArray> queue;
     size_t queuedBytes = 0;
     bool watchingOut = false;
+    // A server's notices of clients opening and closing, held back until
+    // the next message to it or until they fall due, so that a server is
+    // not woken three times for one exchange.
+    std::vector<QByteArray> notices;
+    std::chrono::steady_clock::time_point noticesDue;
 };
 
 struct Object
@@ -130,6 +142,7 @@ struct Broker::Impl
     std::map<int, Connection *> connections;
     std::map<QString, Object *> objects;
     std::vector<Connection *> doomed;
+    std::set<Connection *> noticesPending;
     std::thread thread;
     std::vector<char> buffer = std::vector<char>(size_t(om::bus::MaxDatagram) + 1);
 
@@ -257,18 +270,36 @@ struct Broker::Impl
 
     void run()
     {
+        while (poll(-1)) {
+        }
+    }
+
+    // Handles what epoll has; false once stop() was called.
+    bool poll(int timeoutMs)
+    {
         epoll_event events[64];
         for (;;) {
-            const int n = ::epoll_wait(epollFd, events, 64, -1);
+            int wait = timeoutMs;
+            if (!noticesPending.empty()) {
+                const auto now = std::chrono::steady_clock::now();
+                auto due = now + std::chrono::hours(1);
+                for (Connection *server : noticesPending)
+                    due = std::min(due, server->noticesDue);
+                const int untilDue = int(std::max<qint64>(
+                    0, std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count() + 1));
+                wait = wait < 0 ? untilDue : std::min(wait, untilDue);
+            }
+            const int n = ::epoll_wait(epollFd, events, 64, wait);
             if (n < 0) {
                 if (errno == EINTR)
                     continue;
-                return;
+                return false;
             }
+            flushDueNotices();
             for (int i = 0; i < n; ++i) {
                 const int fd = events[i].data.fd;
                 if (fd == stopFd)
-                    return;
+                    return false;
                 if (fd == listenFd) {
                     acceptAll();
                     continue;
@@ -283,6 +314,7 @@ struct Broker::Impl
                     receive(c);
                 reap();
             }
+            return true;
         }
     }
 
@@ -320,7 +352,10 @@ struct Broker::Impl
             msg.msg_iovlen = 1;
             const ssize_t n = ::recvmsg(c->fd, &msg, MSG_DONTWAIT);
             if (n < 0) {
-                if (errno == EINTR)
+                // A client that closed with answers unread makes the next
+                // receive fail with ECONNRESET once; what it wrote before
+                // closing still waits behind that.
+                if (errno == EINTR || errno == ECONNRESET)
                     continue;
                 if (errno != EAGAIN)
                     doom(c);
@@ -348,14 +383,14 @@ struct Broker::Impl
 
     void send(Connection *c, const QByteArray &data)
     {
-        if (c->doomed)
+        if (c->doomed || c->writeClosed)
             return;
         if (c->queue.empty()) {
             const ssize_t n = ::send(c->fd, data.constData(), size_t(data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
             if (n >= 0)
                 return;
             if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS) {
-                doom(c);
+                stopWriting(c);
                 return;
             }
         }
@@ -375,12 +410,53 @@ struct Broker::Impl
             const ssize_t n = ::send(c->fd, data.constData(), size_t(data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
             if (n < 0) {
                 if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS)
-                    doom(c);
+                    stopWriting(c);
                 return;
             }
             c->queuedBytes -= size_t(data.size());
             c->queue.pop_front();
         }
+        rewatch(c, false);
+    }
+
+    void queueNotice(Connection *server, const QByteArray &text)
+    {
+        if (server->notices.empty())
+            server->noticesDue = std::chrono::steady_clock::now() + NoticeDelay;
+        server->notices.push_back(text);
+        noticesPending.insert(server);
+    }
+
+    void flushNotices(Connection *server)
+    {
+        if (server->notices.empty())
+            return;
+        std::vector<QByteArray> notices;
+        notices.swap(server->notices);
+        noticesPending.erase(server);
+        for (const QByteArray &text : notices)
+            send(server, text);
+    }
+
+    void flushDueNotices()
+    {
+        if (noticesPending.empty())
+            return;
+        const auto now = std::chrono::steady_clock::now();
+        std::vector<Connection *> due;
+        for (Connection *server : noticesPending) {
+            if (server->noticesDue <= now)
+                due.push_back(server);
+        }
+        for (Connection *server : due)
+            flushNotices(server);
+    }
+
+    void stopWriting(Connection *c)
+    {
+        c->writeClosed = true;
+        c->queue.clear();
+        c->queuedBytes = 0;
         rewatch(c, false);
     }
 
@@ -399,6 +475,7 @@ struct Broker::Impl
         while (!doomed.empty()) {
             Connection *c = doomed.back();
             doomed.pop_back();
+            noticesPending.erase(c);
             detach(c);
             ::epoll_ctl(epollFd, EPOLL_CTL_DEL, c->fd, nullptr);
             ::close(c->fd);
@@ -425,7 +502,7 @@ struct Broker::Impl
         o->clients.erase(c);
         if (o->isServer) {
             if (o->server)
-                send(o->server, notice('-', o, c));
+                queueNotice(o->server, notice('-', o, c));
             else if (o->clients.empty())
                 dropObject(o);
         }
@@ -447,6 +524,10 @@ struct Broker::Impl
         const int fd = ::open(file.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         if (fd < 0)
             return;
+        if (o->isServer) {
+            const char *text = om::bus::controlMirrorText();
+            (void)!::write(fd, text, std::strlen(text));
+        }
         ::fchmod(fd, o->mode);
         if (::geteuid() == 0)
             (void)::fchown(fd, o->uid, o->gid);
@@ -595,7 +676,7 @@ struct Broker::Impl
             answer(c, 0, content);
         }
         if (o->isServer)
-            send(o->server, notice('+', o, c));
+            queueNotice(o->server, notice('+', o, c));
     }
 
     void list(Connection *c, const QByteArray &dirBytes)
@@ -682,6 +763,7 @@ struct Broker::Impl
         // client's id; while the object has no server it is dropped.
         if (!o->server)
             return;
+        flushNotices(o->server);
         QByteArray text = "@" + o->name + '.' + QByteArray::number(c->id) + '\n';
         text += withoutHeader(data);
         send(o->server, text);
@@ -776,6 +858,16 @@ bool Broker::listen(QString *error)
 void Broker::run()
 {
     d->run();
+}
+
+int Broker::descriptor() const
+{
+    return d->epollFd;
+}
+
+void Broker::processPending()
+{
+    d->poll(0);
 }
 
 void Broker::stop()

@@ -36,7 +36,7 @@ ssize_t receive(int fd, int flags, QByteArray *data)
     return n;
 }
 
-bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdOut, bool keepOpen)
+int connectAndSend(const QByteArray &message, int *error)
 {
     const QByteArray socketPath =
         QFile::encodeName(rootDirectory() + QLatin1Char('/') + QLatin1String(socketName()));
@@ -45,14 +45,14 @@ bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdO
     addr.sun_family = AF_UNIX;
     if (socketPath.size() >= int(sizeof addr.sun_path)) {
         *error = ENAMETOOLONG;
-        return false;
+        return -1;
     }
     std::memcpy(addr.sun_path, socketPath.constData(), size_t(socketPath.size()));
 
     const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (fd < 0) {
         *error = errno;
-        return false;
+        return -1;
     }
     const int sndbuf = ClientSendBuffer;
     ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf);
@@ -60,7 +60,7 @@ bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdO
         // A missing socket and a dead one both mean: no broker.
         *error = (errno == ENOENT || errno == ECONNREFUSED) ? ECONNREFUSED : errno;
         ::close(fd);
-        return false;
+        return -1;
     }
     ssize_t n;
     do {
@@ -69,30 +69,45 @@ bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdO
     if (n < 0) {
         *error = errno;
         ::close(fd);
-        return false;
+        return -1;
     }
+    *error = 0;
+    return fd;
+}
+
+bool receiveAnswer(int fd, int flags, QByteArray *body, int *error)
+{
     QByteArray buf;
-    n = receive(fd, 0, &buf);
+    const ssize_t n = receive(fd, flags, &buf);
     if (n <= 0) {
         *error = n == 0 ? ECONNRESET : errno;
-        ::close(fd);
         return false;
     }
     const int nl = buf.indexOf('\n');
     bool numberOk = false;
     const int code = (nl < 0 ? buf : buf.left(nl)).toInt(&numberOk);
-    if (!numberOk) {
+    if (!numberOk || code < 0) {
         *error = EPROTO;
-        ::close(fd);
         return false;
     }
     if (code != 0) {
         *error = code;
+        return false;
+    }
+    *body = nl < 0 ? QByteArray() : buf.mid(nl + 1);
+    *error = 0;
+    return true;
+}
+
+bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdOut, bool keepOpen)
+{
+    const int fd = connectAndSend(message, error);
+    if (fd < 0)
+        return false;
+    if (!receiveAnswer(fd, 0, answer, error)) {
         ::close(fd);
         return false;
     }
-    *answer = nl < 0 ? QByteArray() : buf.mid(nl + 1);
-    *error = 0;
     if (keepOpen && fdOut)
         *fdOut = fd;
     else

@@ -3,11 +3,17 @@
 #include <QLocale>
 #include <QStringList>
 
+#include <algorithm>
 #include <cerrno>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace om {
 namespace pps {
@@ -16,17 +22,119 @@ namespace {
 
 // ---------------------------------------------------------------- writing
 
-// Appends @p s as UTF-8 straight from its UTF-16, without a temporary.
-void appendUtf8(QByteArray &out, const QString &s)
+// Output of the encoder: a buffer reused for every message of this thread,
+// written through a plain pointer. Growing a QByteArray piece by piece cost
+// more than the text itself.
+class Writer
+{
+public:
+    explicit Writer(std::vector<char> &storage) : m_storage(storage)
+    {
+        if (m_storage.size() < 4096)
+            m_storage.resize(4096);
+        m_begin = m_storage.data();
+        m_p = m_begin;
+        m_end = m_begin + m_storage.size();
+    }
+
+    void ensure(size_t n)
+    {
+        if (size_t(m_end - m_p) < n)
+            grow(n);
+    }
+    void put(char c)
+    {
+        ensure(1);
+        *m_p++ = c;
+    }
+    void put(const char *s, size_t n)
+    {
+        ensure(n);
+        std::memcpy(m_p, s, n);
+        m_p += n;
+    }
+    template<size_t N>
+    void literal(const char (&s)[N])
+    {
+        put(s, N - 1);
+    }
+    void put(const QByteArray &bytes) { put(bytes.constData(), size_t(bytes.size())); }
+
+    size_t size() const { return size_t(m_p - m_begin); }
+    void truncate(size_t size) { m_p = m_begin + size; }
+    char *&cursor() { return m_p; }
+    QByteArray bytes() const { return QByteArray(m_begin, int(m_p - m_begin)); }
+
+private:
+    void grow(size_t n)
+    {
+        const size_t used = size();
+        m_storage.resize(std::max(m_storage.size() * 2, used + n));
+        m_begin = m_storage.data();
+        m_p = m_begin + used;
+        m_end = m_begin + m_storage.size();
+    }
+
+    std::vector<char> &m_storage;
+    char *m_begin;
+    char *m_p;
+    char *m_end;
+};
+
+// Characters that a text value cannot carry as they are: a plain value
+// needs C escapes for control characters and backslashes, a JSON string
+// escapes for control characters, quotes and backslashes.
+enum class Text { Name, Plain, Json };
+
+template<Text kind>
+inline bool isSpecial(uint c)
+{
+    switch (kind) {
+    case Text::Name: return false;
+    case Text::Plain: return c < 0x20 || c == 0x7f || c == '\\';
+    case Text::Json: return c < 0x20 || c == '"' || c == '\\';
+    }
+    return false;
+}
+
+// Writes @p s as UTF-8 straight from its UTF-16. Returns false, having
+// written an unknown part, if @p s holds a character special to @p kind;
+// the caller then truncates and writes it escaped. Text is mostly ASCII,
+// which goes eight characters at a time.
+template<Text kind>
+bool writeUtf8(Writer &w, const QString &s)
 {
     const int length = s.size();
-    const int old = out.size();
-    out.resize(old + length * 3);
-    char *dst = out.data() + old;
+    w.ensure(size_t(length) * 3);
+    char *dst = w.cursor();
     const ushort *src = s.utf16();
-    for (int i = 0; i < length; ++i) {
+    int i = 0;
+#ifdef __SSE2__
+    const __m128i nonAscii = _mm_set1_epi16(short(0xff80));
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 8 <= length; i += 8) {
+        const __m128i chunk = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + i));
+        __m128i special = _mm_cmpeq_epi16(_mm_and_si128(chunk, nonAscii), zero);
+        special = _mm_andnot_si128(special, _mm_set1_epi16(-1)); // non-ASCII lanes
+        if (kind != Text::Name) {
+            special = _mm_or_si128(special, _mm_cmplt_epi16(chunk, _mm_set1_epi16(0x20)));
+            special = _mm_or_si128(special, _mm_cmpeq_epi16(chunk, _mm_set1_epi16('\\')));
+            special = _mm_or_si128(special, _mm_cmpeq_epi16(
+                                                 chunk, _mm_set1_epi16(kind == Text::Json ? '"' : 0x7f)));
+        }
+        if (_mm_movemask_epi8(special) != 0)
+            break; // the careful loop below handles this chunk
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(dst), _mm_packus_epi16(chunk, chunk));
+        dst += 8;
+    }
+#endif
+    for (; i < length; ++i) {
         uint c = src[i];
         if (c < 0x80) {
+            if (isSpecial<kind>(c)) {
+                w.cursor() = dst;
+                return false;
+            }
             *dst++ = char(c);
             continue;
         }
@@ -49,104 +157,99 @@ void appendUtf8(QByteArray &out, const QString &s)
         *dst++ = char(0x80 | ((c >> 6) & 0x3f));
         *dst++ = char(0x80 | (c & 0x3f));
     }
-    out.resize(int(dst - out.constData()));
+    w.cursor() = dst;
+    return true;
 }
 
 template<typename Char>
 bool needsCEscapes(const Char *p, int length)
 {
     for (int i = 0; i < length; ++i) {
-        const uint u = uint(p[i]) & (sizeof(Char) == 1 ? 0xffu : 0xffffu);
-        if (u < 0x20 || u == 0x7f || u == '\\')
+        if (isSpecial<Text::Plain>(uint(p[i]) & 0xffu))
             return true;
     }
     return false;
 }
 
-void appendCEscaped(QByteArray &out, const QByteArray &utf8)
+void writeCEscaped(Writer &w, const QByteArray &utf8)
 {
     static const char hex[] = "0123456789abcdef";
     for (const char c : utf8) {
         const unsigned char u = static_cast<unsigned char>(c);
         switch (c) {
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        case '\\': out += "\\\\"; break;
+        case '\n': w.literal("\\n"); break;
+        case '\r': w.literal("\\r"); break;
+        case '\t': w.literal("\\t"); break;
+        case '\\': w.literal("\\\\"); break;
         default:
             if (u < 0x20 || u == 0x7f) {
-                out += "\\x";
-                out += hex[u >> 4];
-                out += hex[u & 0xf];
+                const char escape[4] = {'\\', 'x', hex[u >> 4], hex[u & 0xf]};
+                w.put(escape, 4);
             } else {
-                out += c;
+                w.put(c);
             }
         }
     }
 }
 
-void appendDouble(QByteArray &out, double v)
+void writeDouble(Writer &w, double v)
 {
     if (std::isnan(v)) {
-        out += "nan";
+        w.literal("nan");
         return;
     }
     if (std::isinf(v)) {
-        out += v < 0 ? "-inf" : "inf";
+        if (v < 0)
+            w.literal("-inf");
+        else
+            w.literal("inf");
         return;
     }
     const QByteArray text = QByteArray::number(v, 'g', QLocale::FloatingPointShortest);
-    out += text;
+    w.put(text);
     // Keep a double a double on the way back.
     if (text.indexOf('.') < 0 && text.indexOf('e') < 0)
-        out += ".0";
+        w.literal(".0");
 }
 
-void appendJsonString(QByteArray &out, const QByteArray &utf8)
+void writeJsonString(Writer &w, const QByteArray &utf8)
 {
     static const char hex[] = "0123456789abcdef";
-    out += '"';
-    const char *p = utf8.constData();
-    const char *end = p + utf8.size();
-    const char *run = p;
-    for (; p != end; ++p) {
-        const unsigned char u = static_cast<unsigned char>(*p);
-        if (u >= 0x20 && *p != '"' && *p != '\\')
+    w.put('"');
+    for (const char c : utf8) {
+        const unsigned char u = static_cast<unsigned char>(c);
+        if (u >= 0x20 && c != '"' && c != '\\') {
+            w.put(c);
             continue;
-        out.append(run, int(p - run));
-        run = p + 1;
-        switch (*p) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        case '\b': out += "\\b"; break;
-        case '\f': out += "\\f"; break;
-        default:
-            out += "\\u00";
-            out += hex[u >> 4];
-            out += hex[u & 0xf];
+        }
+        switch (c) {
+        case '"': w.literal("\\\""); break;
+        case '\\': w.literal("\\\\"); break;
+        case '\n': w.literal("\\n"); break;
+        case '\r': w.literal("\\r"); break;
+        case '\t': w.literal("\\t"); break;
+        case '\b': w.literal("\\b"); break;
+        case '\f': w.literal("\\f"); break;
+        default: {
+            const char escape[6] = {'\\', 'u', '0', '0', hex[u >> 4], hex[u & 0xf]};
+            w.put(escape, 6);
+        }
         }
     }
-    out.append(run, int(end - run));
-    out += '"';
+    w.put('"');
 }
 
 // The same for a QString, which needs no escapes in the usual case.
-void appendJsonString(QByteArray &out, const QString &s)
+void writeJsonString(Writer &w, const QString &s)
 {
-    const ushort *p = s.utf16();
-    const int length = s.size();
-    for (int i = 0; i < length; ++i) {
-        if (p[i] < 0x20 || p[i] == '"' || p[i] == '\\') {
-            appendJsonString(out, s.toUtf8());
-            return;
-        }
+    const size_t start = w.size();
+    w.put('"');
+    if (writeUtf8<Text::Json>(w, s)) {
+        w.put('"');
+        return;
     }
-    out += '"';
-    appendUtf8(out, s);
-    out += '"';
+    w.truncate(start);
+    writeJsonString(w, s.toUtf8());
 }
 
 // Text of a scalar that goes out as a string, or false if the value has no
@@ -189,12 +292,15 @@ bool isIntegerType(int type)
     }
 }
 
-void appendInteger(QByteArray &out, const QVariant &value)
+void writeInteger(Writer &w, const QVariant &value)
 {
+    char buf[24];
+    int n;
     if (value.userType() == QMetaType::ULongLong || value.userType() == QMetaType::ULong)
-        out += QByteArray::number(value.toULongLong());
+        n = std::snprintf(buf, sizeof buf, "%llu", value.toULongLong());
     else
-        out += QByteArray::number(value.toLongLong());
+        n = std::snprintf(buf, sizeof buf, "%lld", value.toLongLong());
+    w.put(buf, size_t(n));
 }
 
 bool isAttributeName(const QString &name)
@@ -211,61 +317,181 @@ bool isAttributeName(const QString &name)
     return true;
 }
 
-bool appendAttribute(QByteArray &out, const QString &name, const QVariant &value)
+bool writeJson(Writer &w, const QVariant &value, int depth);
+
+bool writeAttribute(Writer &w, const QString &name, const QVariant &value)
 {
     if (!isAttributeName(name))
         return false;
-    appendUtf8(out, name);
+    writeUtf8<Text::Name>(w, name);
     const int type = value.userType();
+    if (type == QMetaType::QString) {
+        const size_t start = w.size();
+        w.literal("::");
+        if (writeUtf8<Text::Plain>(w, *static_cast<const QString *>(value.constData()))) {
+            w.put('\n');
+            return true;
+        }
+        w.truncate(start);
+    }
     if (type == QMetaType::Bool) {
-        out += value.toBool() ? ":b:true\n" : ":b:false\n";
+        if (value.toBool())
+            w.literal(":b:true\n");
+        else
+            w.literal(":b:false\n");
         return true;
     }
     if (isIntegerType(type)) {
-        out += ":n:";
-        appendInteger(out, value);
-        out += '\n';
+        w.literal(":n:");
+        writeInteger(w, value);
+        w.put('\n');
         return true;
     }
     if (type == QMetaType::Double || type == QMetaType::Float) {
-        out += ":n:";
-        appendDouble(out, value.toDouble());
-        out += '\n';
+        w.literal(":n:");
+        writeDouble(w, value.toDouble());
+        w.put('\n');
         return true;
     }
     if (type == QMetaType::QVariantMap || type == QMetaType::QVariantList
         || type == QMetaType::QStringList || type == QMetaType::QVariantHash
         || type == QMetaType::UnknownType || type == QMetaType::Nullptr) {
-        out += ":json:";
-        if (!appendJson(out, value))
+        w.literal(":json:");
+        if (!writeJson(w, value, 0))
             return false;
-        out += '\n';
+        w.put('\n');
         return true;
-    }
-    if (type == QMetaType::QString) {
-        const QString text = value.toString();
-        if (!needsCEscapes(text.utf16(), text.size())) {
-            out += "::";
-            appendUtf8(out, text);
-            out += '\n';
-            return true;
-        }
     }
     QByteArray text;
     if (!scalarText(value, &text))
         return false;
     if (needsCEscapes(text.constData(), text.size())) {
-        out += ":c:";
-        appendCEscaped(out, text);
+        w.literal(":c:");
+        writeCEscaped(w, text);
     } else {
-        out += "::";
-        out += text;
+        w.literal("::");
+        w.put(text);
     }
-    out += '\n';
+    w.put('\n');
     return true;
 }
 
+bool writeJson(Writer &w, const QVariant &value, int depth)
+{
+    if (depth > MaxNesting)
+        return false;
+    const int type = value.userType();
+    switch (type) {
+    case QMetaType::UnknownType:
+    case QMetaType::Nullptr:
+        w.literal("null");
+        return true;
+    case QMetaType::Bool:
+        if (value.toBool())
+            w.literal("true");
+        else
+            w.literal("false");
+        return true;
+    case QMetaType::Double:
+    case QMetaType::Float: {
+        const double d = value.toDouble();
+        if (std::isnan(d) || std::isinf(d)) {
+            w.literal("null");
+            return true;
+        }
+        writeDouble(w, d);
+        return true;
+    }
+    case QMetaType::QString:
+        writeJsonString(w, *static_cast<const QString *>(value.constData()));
+        return true;
+    case QMetaType::QVariantMap: {
+        const QVariantMap &map = *static_cast<const QVariantMap *>(value.constData());
+        w.put('{');
+        bool first = true;
+        for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            if (!first)
+                w.put(',');
+            first = false;
+            writeJsonString(w, it.key());
+            w.put(':');
+            if (!writeJson(w, it.value(), depth + 1))
+                return false;
+        }
+        w.put('}');
+        return true;
+    }
+    case QMetaType::QVariantHash: {
+        QVariantMap map;
+        const QVariantHash hash = value.toHash();
+        for (auto it = hash.cbegin(); it != hash.cend(); ++it)
+            map.insert(it.key(), it.value());
+        return writeJson(w, map, depth);
+    }
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList: {
+        const QVariantList list = value.toList();
+        w.put('[');
+        bool first = true;
+        for (const QVariant &item : list) {
+            if (!first)
+                w.put(',');
+            first = false;
+            if (!writeJson(w, item, depth + 1))
+                return false;
+        }
+        w.put(']');
+        return true;
+    }
+    default:
+        break;
+    }
+    if (isIntegerType(type)) {
+        writeInteger(w, value);
+        return true;
+    }
+    QByteArray text;
+    if (!scalarText(value, &text))
+        return false;
+    writeJsonString(w, text);
+    return true;
+}
+
+std::vector<char> &writerStorage()
+{
+    thread_local std::vector<char> storage;
+    return storage;
+}
+
 // ---------------------------------------------------------------- reading
+
+// UTF-8 to QString. Names and values are short and mostly ASCII, where
+// widening sixteen bytes at a time beats the general converter by far.
+QString fromUtf8(const char *p, int length)
+{
+    if (length <= 0)
+        return QString::fromUtf8(p, 0);
+    QString s(length, Qt::Uninitialized);
+    ushort *dst = reinterpret_cast<ushort *>(s.data());
+    int i = 0;
+#ifdef __SSE2__
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 16 <= length; i += 16) {
+        const __m128i chunk = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + i));
+        if (_mm_movemask_epi8(chunk) != 0)
+            return QString::fromUtf8(p, length);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), _mm_unpacklo_epi8(chunk, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i + 8), _mm_unpackhi_epi8(chunk, zero));
+    }
+#endif
+    for (; i < length; ++i) {
+        const uchar c = uchar(p[i]);
+        if (c >= 0x80)
+            return QString::fromUtf8(p, length);
+        dst[i] = c;
+    }
+    return s;
+}
 
 struct JsonParser
 {
@@ -337,7 +563,7 @@ struct JsonParser
         if (p == end)
             return false;
         if (*p == '"') {
-            *s = QString::fromUtf8(start, int(p - start));
+            *s = fromUtf8(start, int(p - start));
             ++p;
             return true;
         }
@@ -345,7 +571,7 @@ struct JsonParser
         while (p != end) {
             const char c = *p++;
             if (c == '"') {
-                *s = QString::fromUtf8(buf.constData(), buf.size());
+                *s = fromUtf8(buf.constData(), buf.size());
                 return true;
             }
             if (static_cast<unsigned char>(c) < 0x20)
@@ -622,7 +848,7 @@ bool parseCEscaped(const char *p, const char *end, QString *out)
             return false;
         }
     }
-    *out = QString::fromUtf8(buf.constData(), buf.size());
+    *out = fromUtf8(buf.constData(), buf.size());
     return true;
 }
 
@@ -662,7 +888,7 @@ bool parseScalarNumber(const char *p, const char *end, QVariant *v)
 bool decodeValue(const char *enc, int encLen, const char *value, const char *end, QVariant *out)
 {
     if (encLen == 0) {
-        *out = QString::fromUtf8(value, int(end - value));
+        *out = fromUtf8(value, int(end - value));
         return true;
     }
     if (encLen == 1) {
@@ -714,80 +940,11 @@ void mergeObject(QVariantMap &top, const QString &name, const QVariantMap &attri
 
 bool appendJson(QByteArray &out, const QVariant &value, int depth)
 {
-    if (depth > MaxNesting)
+    std::vector<char> storage;
+    Writer w(storage);
+    if (!writeJson(w, value, depth))
         return false;
-    const int type = value.userType();
-    switch (type) {
-    case QMetaType::UnknownType:
-    case QMetaType::Nullptr:
-        out += "null";
-        return true;
-    case QMetaType::Bool:
-        out += value.toBool() ? "true" : "false";
-        return true;
-    case QMetaType::Double:
-    case QMetaType::Float: {
-        const double d = value.toDouble();
-        if (std::isnan(d) || std::isinf(d)) {
-            out += "null";
-            return true;
-        }
-        appendDouble(out, d);
-        return true;
-    }
-    case QMetaType::QVariantMap: {
-        const QVariantMap map = value.toMap();
-        out += '{';
-        bool first = true;
-        for (auto it = map.cbegin(); it != map.cend(); ++it) {
-            if (!first)
-                out += ',';
-            first = false;
-            appendJsonString(out, it.key());
-            out += ':';
-            if (!appendJson(out, it.value(), depth + 1))
-                return false;
-        }
-        out += '}';
-        return true;
-    }
-    case QMetaType::QVariantHash: {
-        QVariantMap map;
-        const QVariantHash hash = value.toHash();
-        for (auto it = hash.cbegin(); it != hash.cend(); ++it)
-            map.insert(it.key(), it.value());
-        return appendJson(out, map, depth);
-    }
-    case QMetaType::QVariantList:
-    case QMetaType::QStringList: {
-        const QVariantList list = value.toList();
-        out += '[';
-        bool first = true;
-        for (const QVariant &item : list) {
-            if (!first)
-                out += ',';
-            first = false;
-            if (!appendJson(out, item, depth + 1))
-                return false;
-        }
-        out += ']';
-        return true;
-    }
-    default:
-        break;
-    }
-    if (isIntegerType(type)) {
-        appendInteger(out, value);
-        return true;
-    }
-    if (type == QMetaType::QString) {
-        appendJsonString(out, value.toString());
-        return true;
-    }
-    QByteArray text;
-    if (!scalarText(value, &text))
-        return false;
-    appendJsonString(out, text);
+    out += w.bytes();
     return true;
 }
 
@@ -800,17 +957,17 @@ bool parseJson(const char *begin, const char *end, QVariant *value)
     return parser.p == parser.end;
 }
 
+
 QByteArray encode(const QVariantMap &map, bool *ok)
 {
-    QByteArray out;
-    out.reserve(512);
+    Writer w(writerStorage());
     bool good = true;
     // Attributes at top level first: once an "@name" line is written, every
     // following line belongs to that object.
     for (auto it = map.cbegin(); it != map.cend() && good; ++it) {
         if (it.key().startsWith(QLatin1Char('@')) && it.value().userType() == QMetaType::QVariantMap)
             continue;
-        good = appendAttribute(out, it.key(), it.value());
+        good = writeAttribute(w, it.key(), it.value());
     }
     for (auto it = map.cbegin(); it != map.cend() && good; ++it) {
         const QString &key = it.key();
@@ -820,17 +977,17 @@ QByteArray encode(const QVariantMap &map, bool *ok)
             good = false;
             break;
         }
-        appendUtf8(out, key);
-        out += '\n';
-        const QVariantMap attributes = it.value().toMap();
+        writeUtf8<Text::Name>(w, key);
+        w.put('\n');
+        const QVariantMap &attributes = *static_cast<const QVariantMap *>(it.value().constData());
         for (auto a = attributes.cbegin(); a != attributes.cend() && good; ++a)
-            good = appendAttribute(out, a.key(), a.value());
+            good = writeAttribute(w, a.key(), a.value());
     }
     if (ok)
         *ok = good;
     if (!good)
         return QByteArray();
-    return out;
+    return w.bytes();
 }
 
 QVariantMap decode(const QByteArray &data, bool *ok)
@@ -861,7 +1018,7 @@ QVariantMap decode(const QByteArray &data, bool *ok)
             if (inObject)
                 mergeObject(top, currentName, current);
             current.clear();
-            currentName = QString::fromUtf8(line, int(lineEnd - line));
+            currentName = fromUtf8(line, int(lineEnd - line));
             inObject = true;
             continue;
         }
@@ -889,7 +1046,7 @@ QVariantMap decode(const QByteArray &data, bool *ok)
             good = false;
             break;
         }
-        const QString name = QString::fromUtf8(line, int(colon1 - line));
+        const QString name = fromUtf8(line, int(colon1 - line));
         if (inObject)
             current.insert(current.cend(), name, value);
         else

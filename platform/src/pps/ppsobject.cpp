@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace om {
@@ -27,9 +28,64 @@ public:
     bool readable = false;
     bool writable = false;
     bool ended = false; // the broker closed the connection
+    // The open request went out without waiting; its answer comes first.
+    bool awaitingAnswer = false;
     int error = 0;
     QList<QByteArray> pending; // content that came with the open answer
     QSocketNotifier *notifier = nullptr;
+
+    // Takes the broker's answer to a pipelined open. False if it is not
+    // there yet (error EAGAIN) or refuses the open (error set, object ended).
+    bool takeAnswer(int flags)
+    {
+        QByteArray body;
+        int err = 0;
+        const bool accepted = bus::receiveAnswer(fd, flags, &body, &err);
+        if (!accepted && (err == EAGAIN || err == EWOULDBLOCK)) {
+            error = EAGAIN;
+            return false;
+        }
+        awaitingAnswer = false;
+        if (!accepted) {
+            error = err;
+            ended = true;
+            return false;
+        }
+        return true;
+    }
+
+    // A client of a control object need not wait for the broker: the
+    // object's mirror file tells that it exists and that this user may open
+    // it, so the first message can follow the open request at once. When
+    // the mirror file says no, the broker is asked, and says why.
+    bool canPipeline(PpsOpenMode::Types mode) const
+    {
+        if (mode.testFlag(PpsOpenMode::Create) || (mode & PpsOpenMode::PublishSubscribe) == 0)
+            return false;
+        // Options other than "wait" are for the broker to judge.
+        const auto parts = options.splitRef(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (const QStringRef &part : parts) {
+            if (part.trimmed() != QLatin1String("wait"))
+                return false;
+        }
+        const QByteArray mirror = QFile::encodeName(PpsObject::mirrorFilePath(objectPath));
+        struct stat info;
+        if (::stat(mirror.constData(), &info) != 0 || !S_ISREG(info.st_mode)
+            || info.st_size != qint64(std::strlen(bus::controlMirrorText())))
+            return false;
+        int wanted = 0;
+        if (mode.testFlag(PpsOpenMode::Subscribe))
+            wanted |= R_OK;
+        if (mode.testFlag(PpsOpenMode::Publish))
+            wanted |= W_OK;
+        return ::access(mirror.constData(), wanted) == 0;
+    }
+
+    bool hasData() const
+    {
+        char probe;
+        return ::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+    }
 
     bool hasOption(const QString &name) const
     {
@@ -78,11 +134,19 @@ bool PpsObject::open(PpsOpenMode::Types mode)
     QByteArray content;
     int fd = -1;
     int err = 0;
-    if (!bus::request(request, &content, &err, &fd, true)) {
+    const bool pipelined = d->canPipeline(mode);
+    if (pipelined) {
+        fd = bus::connectAndSend(request, &err);
+        if (fd < 0) {
+            d->error = err;
+            return false;
+        }
+    } else if (!bus::request(request, &content, &err, &fd, true)) {
         d->error = err;
         return false;
     }
     d->fd = fd;
+    d->awaitingAnswer = pipelined;
     d->error = 0;
     d->ended = false;
     d->readable = mode.testFlag(PpsOpenMode::Subscribe);
@@ -99,10 +163,16 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         d->notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
         connect(d->notifier, &QSocketNotifier::activated, this, [this]() {
             Q_D(PpsObject);
+            // The answer to a pipelined open is the broker's business, not
+            // data for the reader; only a refusal is news.
+            if (d->awaitingAnswer && d->takeAnswer(MSG_DONTWAIT) && !d->hasData())
+                return;
+            if (d->awaitingAnswer)
+                return;
             // A closed connection stays readable for ever; tell the reader
             // once, then stop watching.
             char probe;
-            const ssize_t n = ::recv(d->fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+            const ssize_t n = d->ended ? 0 : ::recv(d->fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
             if (n == 0)
                 d->notifier->setEnabled(false);
             Q_EMIT readyRead();
@@ -135,6 +205,7 @@ void PpsObject::close()
         ::close(d->fd);
     d->fd = -1;
     d->pending.clear();
+    d->awaitingAnswer = false;
 }
 
 void PpsObject::setBlocking(bool enable)
@@ -167,8 +238,11 @@ QByteArray PpsObject::read(bool *ok)
         d->error = 0;
         return d->pending.takeFirst();
     }
+    if (d->awaitingAnswer && !d->takeAnswer(d->blocking ? 0 : MSG_DONTWAIT))
+        return QByteArray();
     if (d->ended) {
-        d->error = ENOTCONN;
+        if (d->error == 0 || d->error == EAGAIN)
+            d->error = ENOTCONN;
         return QByteArray();
     }
     QByteArray buf;
@@ -193,6 +267,10 @@ bool PpsObject::write(const QByteArray &data)
     Q_D(PpsObject);
     if (d->fd < 0 || !d->writable) {
         d->error = EBADF;
+        return false;
+    }
+    if (d->ended && !d->awaitingAnswer) {
+        d->error = d->error ? d->error : ENOTCONN;
         return false;
     }
     if (data.size() > MaxMessageSize) {

@@ -133,6 +133,9 @@ bool PerimeterManager::isLocked() const
 void PerimeterManager::apply(const LockState &state)
 {
     m_current = state;
+    // Applications see the change first; the disk can wait for them.
+    publish();
+    schedule();
     QVariantMap saved;
     saved.insert(s_keyState, state.raw);
     if (state.hasTime)
@@ -140,8 +143,6 @@ void PerimeterManager::apply(const LockState &state)
     QString error;
     if (!m_store.save(saved, &error))
         qWarning().noquote() << "perimeter: cannot save the data lock state:" << error;
-    publish();
-    schedule();
 }
 
 void PerimeterManager::publish()

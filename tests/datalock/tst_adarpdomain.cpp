@@ -184,6 +184,7 @@ private Q_SLOTS:
     void updates_data();
     void updates();
     void signalsSeeNewValues();
+    void deletedByAReceiver();
 
     void requests_data();
     void requests();
@@ -475,6 +476,29 @@ void tst_AdarpDomain::signalsSeeNewValues()
     publish({{QStringLiteral("state"), 3}}, {QStringLiteral("data_lock_time")});
     QTRY_COMPARE(seen.size(), 2);
     QCOMPARE(seen, (QStringList{QStringLiteral("state: DataLocked null"), QStringLiteral("time: DataLocked null")}));
+}
+
+// A receiver of the state signal may delete the domain; the time signal
+// then does not come, and nothing else breaks.
+void tst_AdarpDomain::deletedByAReceiver()
+{
+    publish({{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("1000")}});
+    QVERIFY(startServer());
+    auto *domain = new AdarpDomain;
+    QPointer<AdarpDomain> guard(domain);
+    QStringList seen;
+    connect(domain, &AdarpDomain::dataLockStateChanged, this, [&]() {
+        seen << QStringLiteral("state");
+        delete domain;
+    });
+    connect(domain, &AdarpDomain::nextDataLockTimeChanged, this, [&]() { seen << QStringLiteral("time"); });
+
+    publish({{QStringLiteral("state"), 3}}, {QStringLiteral("data_lock_time")});
+    QTRY_VERIFY(guard.isNull());
+    QCOMPARE(seen, QStringList{QStringLiteral("state")});
+    // The bus is still fine for a new domain.
+    AdarpDomain other;
+    QCOMPARE(other.dataLockState(), DataLockState::DataLocked);
 }
 
 // ------------------------------------------------------------ requests

@@ -34,6 +34,17 @@ bool waitFor(const AdarpDomain *sender, Signal signal)
     loop.exec();
     return came;
 }
+
+/** A state object with raw state @p raw, published on the current bus. */
+std::unique_ptr<omdevice::StatePublisher> publishState(int raw)
+{
+    std::unique_ptr<omdevice::StatePublisher> publisher(new omdevice::StatePublisher(statePath));
+    if (!publisher->open(nullptr) || !publisher->publish({{QStringLiteral("state"), raw}}))
+        publisher.reset();
+    return publisher;
+}
+
+void ignoreMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
 } // namespace
 
 class bench_DataLock : public QObject
@@ -44,10 +55,10 @@ private Q_SLOTS:
     void construction()
     {
         omtest::TestBroker broker;
-        omdevice::StatePublisher publisher(statePath);
-        QVERIFY(publisher.open(nullptr));
-        QVERIFY(publisher.publish({{QStringLiteral("state"), 3}}));
-        QtMessageHandler previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+        const auto publisher = publishState(3);
+        QVERIFY(publisher);
+        // Without a control object every construction logs a warning.
+        QtMessageHandler previous = qInstallMessageHandler(ignoreMessages);
         QBENCHMARK {
             AdarpDomain domain;
         }
@@ -57,16 +68,15 @@ private Q_SLOTS:
     void stateChangeToSignal()
     {
         omtest::TestBroker broker;
-        omdevice::StatePublisher publisher(statePath);
-        QVERIFY(publisher.open(nullptr));
-        QVERIFY(publisher.publish({{QStringLiteral("state"), 1}}));
-        QtMessageHandler previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+        const auto publisher = publishState(1);
+        QVERIFY(publisher);
+        QtMessageHandler previous = qInstallMessageHandler(ignoreMessages);
         AdarpDomain domain;
         qInstallMessageHandler(previous);
         int raw = 1;
         QBENCHMARK {
             raw = raw == 1 ? 3 : 1;
-            publisher.publish({{QStringLiteral("state"), raw}});
+            publisher->publish({{QStringLiteral("state"), raw}});
             QVERIFY(waitFor(&domain, &AdarpDomain::dataLockStateChanged));
         }
     }

@@ -188,27 +188,28 @@ QVariantMap PerimeterManager::describe() const
     return dat;
 }
 
-void PerimeterManager::answer(ControlServer *server, int clientId, const QVariantMap &request,
-                              const QVariantMap &dat)
+void PerimeterManager::respond(ControlServer *server, int clientId, const QVariantMap &request,
+                               const QString &key, const QVariant &value)
 {
     QVariantMap reply;
     reply.insert(QStringLiteral("res"), request.value(QStringLiteral("msg")));
     if (request.contains(QStringLiteral("id")))
         reply.insert(QStringLiteral("id"), request.value(QStringLiteral("id")));
-    if (!dat.isEmpty())
-        reply.insert(QStringLiteral("dat"), dat);
+    if (!key.isEmpty())
+        reply.insert(key, value);
     server->reply(clientId, reply);
+}
+
+void PerimeterManager::answer(ControlServer *server, int clientId, const QVariantMap &request,
+                              const QVariantMap &dat)
+{
+    respond(server, clientId, request, dat.isEmpty() ? QString() : QStringLiteral("dat"), dat);
 }
 
 void PerimeterManager::refuse(ControlServer *server, int clientId, const QVariantMap &request,
                               const QString &error)
 {
-    QVariantMap reply;
-    reply.insert(QStringLiteral("res"), request.value(QStringLiteral("msg")));
-    if (request.contains(QStringLiteral("id")))
-        reply.insert(QStringLiteral("id"), request.value(QStringLiteral("id")));
-    reply.insert(QStringLiteral("err"), error);
-    server->reply(clientId, reply);
+    respond(server, clientId, request, QStringLiteral("err"), error);
 }
 
 void PerimeterManager::onControl(int clientId, const QVariantMap &request)

@@ -59,6 +59,9 @@ private:
 
     void onControl(int clientId, const QVariantMap &request);
     void onSimulator(int clientId, const QVariantMap &request);
+    /** Answers @p request with its "msg" as "res", its "id", and @p key if set. */
+    void respond(ControlServer *server, int clientId, const QVariantMap &request,
+                 const QString &key, const QVariant &value);
     void answer(ControlServer *server, int clientId, const QVariantMap &request,
                 const QVariantMap &dat = QVariantMap());
     void refuse(ControlServer *server, int clientId, const QVariantMap &request,

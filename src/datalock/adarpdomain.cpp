@@ -44,6 +44,12 @@ DataLockState::Type fromRawState(int raw)
     }
 }
 
+/** A request to the perimeter manager: "msg", the caller's "id", "dat". */
+QVariantMap envelope(const QString &msg, const QString &requestId, const QVariantMap &dat)
+{
+    return {{s_attributeMsg, msg}, {s_attributeId, requestId}, {s_attributeDat, dat}};
+}
+
 } // namespace
 
 const QString AdarpDomainPrivate::StatePath =
@@ -105,14 +111,8 @@ int AdarpDomainPrivate::requestDataLock(const QString &requestId)
                    << qPrintable(ControlPath) << " does not exist";
         return -1;
     }
-    QVariantMap dat;
-    dat.insert(s_attributeName, perimeterName);
-    dat.insert(s_attributeType, lockType);
-    QVariantMap request;
-    request.insert(s_attributeMsg, s_msgLock);
-    request.insert(s_attributeId, requestId);
-    request.insert(s_attributeDat, dat);
-    return send(request);
+    return send(envelope(s_msgLock, requestId,
+                         {{s_attributeName, perimeterName}, {s_attributeType, lockType}}));
 }
 
 int AdarpDomainPrivate::extendDataLockTime(const QString &requestId, uint interval)
@@ -122,14 +122,8 @@ int AdarpDomainPrivate::extendDataLockTime(const QString &requestId, uint interv
                    << qPrintable(ControlPath) << " does not exist";
         return -1;
     }
-    QVariantMap dat;
-    dat.insert(s_attributeName, perimeterName);
-    dat.insert(s_attributeTime, interval);
-    QVariantMap request;
-    request.insert(s_attributeMsg, s_msgExtendLock);
-    request.insert(s_attributeId, requestId);
-    request.insert(s_attributeDat, dat);
-    return send(request);
+    return send(envelope(s_msgExtendLock, requestId,
+                         {{s_attributeName, perimeterName}, {s_attributeTime, interval}}));
 }
 
 int AdarpDomainPrivate::send(QMap<QString, QVariant> request)

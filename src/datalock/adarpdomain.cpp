@@ -61,6 +61,9 @@ AdarpDomainPrivate::AdarpDomainPrivate(AdarpDomain *q)
     : QObject(q), q(q), lockState(DataLockState::NotLocked), dataLockTime(s_nullDateTime),
       perimeterName(QStringLiteral("enterprise")), lockType(1), extendedTime(0)
 {
+    // For queued connections and QVariant: the signals carry the enumeration.
+    qRegisterMetaType<DataLockState::Type>();
+
     // The state channel and the control channel fail independently: a
     // failure of one is logged and the other is still set up.
     statePps = new (std::nothrow) PpsObject(StatePath, this);
@@ -255,8 +258,7 @@ void AdarpDomainPrivate::onReadyReadControl()
 }
 
 AdarpDomain::AdarpDomain(QObject *parent)
-    : QObject(parent), d_ptr((qRegisterMetaType<DataLockState::Type>(),
-                              new AdarpDomainPrivate(this)))
+    : QObject(parent), d_ptr(new AdarpDomainPrivate(this))
 {
 }
 

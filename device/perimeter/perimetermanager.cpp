@@ -99,7 +99,8 @@ bool PerimeterManager::start(QString *error)
             bool ok = false;
             m_current.raw = initial.toInt(&ok);
             if (!ok) {
-                *error = QStringLiteral("perimeter.state must be a whole number, not '%1'").arg(initial);
+                *error =
+                    QStringLiteral("perimeter.state must be a whole number, not '%1'").arg(initial);
                 return false;
             }
         }
@@ -126,8 +127,8 @@ bool PerimeterManager::dueSeconds(qint64 *seconds) const
 
 bool PerimeterManager::isLocked() const
 {
-    return m_current.raw == Locked || m_current.raw == StartupLocked
-        || m_current.raw == StartupUnlocking;
+    return m_current.raw == Locked || m_current.raw == StartupLocked ||
+           m_current.raw == StartupUnlocking;
 }
 
 void PerimeterManager::apply(const LockState &state)
@@ -221,20 +222,22 @@ void PerimeterManager::onControl(int clientId, const QVariantMap &request)
     }
     const QVariant datValue = request.value(QStringLiteral("dat"));
     if (datValue.userType() != QMetaType::QVariantMap) {
-        refuse(m_control, clientId, request, QStringLiteral("%1 needs dat with the perimeter's name").arg(msg));
+        refuse(m_control, clientId, request,
+               QStringLiteral("%1 needs dat with the perimeter's name").arg(msg));
         return;
     }
     const QVariantMap dat = datValue.toMap();
     const QString name = dat.value(QStringLiteral("name")).toString();
     if (name != s_perimeterName) {
-        refuse(m_control, clientId, request, QStringLiteral("no data lock on perimeter '%1'").arg(name));
+        refuse(m_control, clientId, request,
+               QStringLiteral("no data lock on perimeter '%1'").arg(name));
         return;
     }
 
     if (msg == QLatin1String("lock")) {
         qint64 type = 1;
-        if (dat.contains(QStringLiteral("type"))
-            && (!integerValue(dat.value(QStringLiteral("type")), &type) || type != 1)) {
+        if (dat.contains(QStringLiteral("type")) &&
+            (!integerValue(dat.value(QStringLiteral("type")), &type) || type != 1)) {
             refuse(m_control, clientId, request, QStringLiteral("unknown lock type"));
             return;
         }
@@ -248,7 +251,8 @@ void PerimeterManager::onControl(int clientId, const QVariantMap &request)
 
     qint64 interval = 0;
     if (!integerValue(dat.value(QStringLiteral("time")), &interval) || interval < 0) {
-        refuse(m_control, clientId, request, QStringLiteral("extend_lock needs a time of zero or more seconds"));
+        refuse(m_control, clientId, request,
+               QStringLiteral("extend_lock needs a time of zero or more seconds"));
         return;
     }
     qint64 due = 0;
@@ -278,27 +282,32 @@ void PerimeterManager::onSimulator(int clientId, const QVariantMap &request)
     } else if (msg == QLatin1String("pending")) {
         qint64 seconds = 0;
         if (!integerValue(dat.value(QStringLiteral("seconds")), &seconds) || seconds < 0) {
-            refuse(m_simulator, clientId, request, QStringLiteral("pending needs zero or more seconds"));
+            refuse(m_simulator, clientId, request,
+                   QStringLiteral("pending needs zero or more seconds"));
             return;
         }
         const qint64 due = nowSeconds() + seconds;
         if (seconds > s_latestTime || due > s_latestTime) {
-            refuse(m_simulator, clientId, request, QStringLiteral("the time would be out of range"));
+            refuse(m_simulator, clientId, request,
+                   QStringLiteral("the time would be out of range"));
             return;
         }
         apply(LockState{Pending, true, QString::number(due)});
     } else if (msg == QLatin1String("raw")) {
         qint64 raw = 0;
-        if (!integerValue(dat.value(s_keyState), &raw) || raw < std::numeric_limits<qint32>::min()
-            || raw > std::numeric_limits<qint32>::max()) {
-            refuse(m_simulator, clientId, request, QStringLiteral("raw needs a state that is a 32-bit whole number"));
+        if (!integerValue(dat.value(s_keyState), &raw) ||
+            raw < std::numeric_limits<qint32>::min() || raw > std::numeric_limits<qint32>::max()) {
+            refuse(m_simulator, clientId, request,
+                   QStringLiteral("raw needs a state that is a 32-bit whole number"));
             return;
         }
         LockState state{int(raw), dat.contains(s_keyTime), QString()};
         if (state.hasTime) {
             const QVariant time = dat.value(s_keyTime);
-            if (time.userType() == QMetaType::QVariantMap || time.userType() == QMetaType::QVariantList) {
-                refuse(m_simulator, clientId, request, QStringLiteral("the time must be text or a number"));
+            if (time.userType() == QMetaType::QVariantMap ||
+                time.userType() == QMetaType::QVariantList) {
+                refuse(m_simulator, clientId, request,
+                       QStringLiteral("the time must be text or a number"));
                 return;
             }
             state.time = time.toString();

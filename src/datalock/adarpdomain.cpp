@@ -163,7 +163,8 @@ void AdarpDomainPrivate::readPpsState(PpsDataState &result)
         return;
     }
     if (!attributes.contains(s_objectState)) {
-        qWarning() << "[AdarpDomain] pps does not contain " << "@state";
+        qWarning() << "[AdarpDomain] pps does not contain "
+                   << "@state";
         return;
     }
     attributes = attributes.value(s_objectState).toMap();
@@ -257,10 +258,7 @@ void AdarpDomainPrivate::onReadyReadControl()
     Q_EMIT q->responseReceived(id, 0);
 }
 
-AdarpDomain::AdarpDomain(QObject *parent)
-    : QObject(parent), d_ptr(new AdarpDomainPrivate(this))
-{
-}
+AdarpDomain::AdarpDomain(QObject *parent) : QObject(parent), d_ptr(new AdarpDomainPrivate(this)) {}
 
 AdarpDomain::~AdarpDomain() = default;
 

@@ -65,13 +65,16 @@ public:
     {
         connect(domain, &AdarpDomain::dataLockStateChanged, this,
                 [this](DataLockState::Type oldState, DataLockState::Type newState) {
-                    events << QStringLiteral("state %1 %2").arg(stateName(oldState), stateName(newState));
+                    events << QStringLiteral("state %1 %2")
+                                  .arg(stateName(oldState), stateName(newState));
                 });
-        connect(domain, &AdarpDomain::nextDataLockTimeChanged, this,
-                [this](const QDateTime &time) { events << QStringLiteral("time ") + timeText(time); });
-        connect(domain, &AdarpDomain::responseReceived, this, [this](const QString &id, int status) {
-            events << QStringLiteral("response %1 %2").arg(id).arg(status);
+        connect(domain, &AdarpDomain::nextDataLockTimeChanged, this, [this](const QDateTime &time) {
+            events << QStringLiteral("time ") + timeText(time);
         });
+        connect(domain, &AdarpDomain::responseReceived, this,
+                [this](const QString &id, int status) {
+                    events << QStringLiteral("response %1 %2").arg(id).arg(status);
+                });
     }
     QStringList events;
 };
@@ -84,7 +87,8 @@ public:
     EmissionWatch()
     {
         s_emissions.clear();
-        static QSignalSpyCallbackSet callbacks = {&EmissionWatch::onSignal, nullptr, nullptr, nullptr};
+        static QSignalSpyCallbackSet callbacks = {&EmissionWatch::onSignal, nullptr, nullptr,
+                                                  nullptr};
         qt_register_signal_spy_callbacks(&callbacks);
     }
     ~EmissionWatch() { qt_register_signal_spy_callbacks(nullptr); }
@@ -150,8 +154,8 @@ public:
     }
     ~GreetingServer()
     {
-        QMetaObject::invokeMethod(&m_context, [this]() { delete m_server; },
-                                  Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            &m_context, [this]() { delete m_server; }, Qt::BlockingQueuedConnection);
         m_thread.quit();
         m_thread.wait();
     }
@@ -247,7 +251,8 @@ bool tst_AdarpDomain::startServer()
 // from the recorder.
 bool tst_AdarpDomain::settle(Recorder &recorder, DataLockState::Type expectedState)
 {
-    publish({{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("42")}});
+    publish(
+        {{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("42")}});
     QStringList barrier;
     if (expectedState != DataLockState::LockPending)
         barrier << QStringLiteral("state %1 LockPending").arg(stateName(expectedState));
@@ -279,18 +284,27 @@ void tst_AdarpDomain::firstReading_data()
     const QString missing = QStringLiteral("[AdarpDomain] datalock time is missing");
     const QString unreadable = QStringLiteral("[AdarpDomain] datalock time could not be read");
 
-    QTest::newRow("raw 0") << QVariantMap{{state, 0}} << QByteArray() << DataLockState::StartupLocked << qint64(-1) << none;
-    QTest::newRow("raw 1") << QVariantMap{{state, 1}} << QByteArray() << DataLockState::NotLocked << qint64(-1) << none;
-    QTest::newRow("raw 2") << QVariantMap{{state, 2}} << QByteArray() << DataLockState::NotLocked << qint64(-1) << none;
-    QTest::newRow("raw 3") << QVariantMap{{state, 3}} << QByteArray() << DataLockState::DataLocked << qint64(-1) << none;
-    QTest::newRow("raw 4") << QVariantMap{{state, 4}} << QByteArray() << DataLockState::NotLocked << qint64(-1) << none;
+    QTest::newRow("raw 0") << QVariantMap{{state, 0}} << QByteArray()
+                           << DataLockState::StartupLocked << qint64(-1) << none;
+    QTest::newRow("raw 1") << QVariantMap{{state, 1}} << QByteArray() << DataLockState::NotLocked
+                           << qint64(-1) << none;
+    QTest::newRow("raw 2") << QVariantMap{{state, 2}} << QByteArray() << DataLockState::NotLocked
+                           << qint64(-1) << none;
+    QTest::newRow("raw 3") << QVariantMap{{state, 3}} << QByteArray() << DataLockState::DataLocked
+                           << qint64(-1) << none;
+    QTest::newRow("raw 4") << QVariantMap{{state, 4}} << QByteArray() << DataLockState::NotLocked
+                           << qint64(-1) << none;
     QTest::newRow("raw 5 with a time")
         << QVariantMap{{state, 5}, {lockTime, QStringLiteral("1700000000")}} << QByteArray()
         << DataLockState::LockPending << qint64(1700000000) << none;
-    QTest::newRow("raw 6") << QVariantMap{{state, 6}} << QByteArray() << DataLockState::StartupLocked << qint64(-1) << none;
-    QTest::newRow("raw 7") << QVariantMap{{state, 7}} << QByteArray() << DataLockState::NotLocked << qint64(-1) << none;
-    QTest::newRow("raw -1") << QVariantMap{{state, -1}} << QByteArray() << DataLockState::NotLocked << qint64(-1) << none;
-    QTest::newRow("largest raw") << QVariantMap{{state, 2147483647}} << QByteArray() << DataLockState::NotLocked << qint64(-1) << none;
+    QTest::newRow("raw 6") << QVariantMap{{state, 6}} << QByteArray()
+                           << DataLockState::StartupLocked << qint64(-1) << none;
+    QTest::newRow("raw 7") << QVariantMap{{state, 7}} << QByteArray() << DataLockState::NotLocked
+                           << qint64(-1) << none;
+    QTest::newRow("raw -1") << QVariantMap{{state, -1}} << QByteArray() << DataLockState::NotLocked
+                            << qint64(-1) << none;
+    QTest::newRow("largest raw") << QVariantMap{{state, 2147483647}} << QByteArray()
+                                 << DataLockState::NotLocked << qint64(-1) << none;
     QTest::newRow("no state attribute reads as raw 0")
         << QVariantMap{{QStringLiteral("owner"), QStringLiteral("it")}} << QByteArray()
         << DataLockState::StartupLocked << qint64(-1) << none;
@@ -303,7 +317,8 @@ void tst_AdarpDomain::firstReading_data()
         << QVariantMap{{state, 5}, {lockTime, qint64(1700000000)}} << QByteArray()
         << DataLockState::LockPending << qint64(1700000000) << none;
     QTest::newRow("time missing") << QVariantMap{{state, 5}} << QByteArray()
-                                  << DataLockState::LockPending << qint64(-1) << QStringList{missing};
+                                  << DataLockState::LockPending << qint64(-1)
+                                  << QStringList{missing};
     QTest::newRow("time empty") << QVariantMap{{state, 5}, {lockTime, QString()}} << QByteArray()
                                 << DataLockState::LockPending << qint64(-1) << QStringList{missing};
     QTest::newRow("time not a number")
@@ -326,7 +341,8 @@ void tst_AdarpDomain::firstReading_data()
         << DataLockState::DataLocked << qint64(-1) << none;
     QTest::newRow("undecodable") << QVariantMap() << QByteArray("state:n:garbage\n")
                                  << DataLockState::NotLocked << qint64(-1)
-                                 << QStringList{QStringLiteral("[AdarpDomain] Could read, but not decode pps")};
+                                 << QStringList{QStringLiteral(
+                                        "[AdarpDomain] Could read, but not decode pps")};
 }
 
 // The constructor reads the state once, blocking, and stores what it reads
@@ -391,7 +407,8 @@ void tst_AdarpDomain::updates_data()
 
     QTest::newRow("unlocked, then locked")
         << unlocked << locked << none << QByteArray()
-        << QStringList{QStringLiteral("state NotLocked DataLocked")} << DataLockState::DataLocked << none;
+        << QStringList{QStringLiteral("state NotLocked DataLocked")} << DataLockState::DataLocked
+        << none;
     QTest::newRow("unlocked, then pending")
         << unlocked << pending << none << QByteArray()
         << QStringList{QStringLiteral("state NotLocked LockPending"), QStringLiteral("time 1000")}
@@ -400,8 +417,8 @@ void tst_AdarpDomain::updates_data()
         << pending << locked << QStringList{lockTime} << QByteArray()
         << QStringList{QStringLiteral("state LockPending DataLocked"), QStringLiteral("time null")}
         << DataLockState::DataLocked << none;
-    QTest::newRow("the same reading again") << locked << locked << none << QByteArray() << none
-                                            << DataLockState::DataLocked << none;
+    QTest::newRow("the same reading again")
+        << locked << locked << none << QByteArray() << none << DataLockState::DataLocked << none;
     QTest::newRow("another raw value of the same state")
         << QVariantMap{{state, 6}} << QVariantMap{{state, 0}} << none << QByteArray() << none
         << DataLockState::StartupLocked << none;
@@ -421,11 +438,12 @@ void tst_AdarpDomain::updates_data()
         << QStringList{QStringLiteral("[AdarpDomain] datalock time is missing")};
     QTest::newRow("locked, then the state goes away")
         << locked << QVariantMap() << QStringList{state} << QByteArray()
-        << QStringList{QStringLiteral("state DataLocked StartupLocked")} << DataLockState::StartupLocked
-        << none;
+        << QStringList{QStringLiteral("state DataLocked StartupLocked")}
+        << DataLockState::StartupLocked << none;
     QTest::newRow("locked, then an unknown raw value")
         << locked << QVariantMap{{state, 7}} << none << QByteArray()
-        << QStringList{QStringLiteral("state DataLocked NotLocked")} << DataLockState::NotLocked << none;
+        << QStringList{QStringLiteral("state DataLocked NotLocked")} << DataLockState::NotLocked
+        << none;
     QTest::newRow("locked, then an update that cannot be decoded")
         << locked << QVariantMap() << none << QByteArray("state:n:garbage\n")
         << QStringList{QStringLiteral("state DataLocked NotLocked")} << DataLockState::NotLocked
@@ -462,27 +480,33 @@ void tst_AdarpDomain::updates()
 // When a signal comes, both properties already hold the new reading.
 void tst_AdarpDomain::signalsSeeNewValues()
 {
-    publish({{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("1000")}});
+    publish(
+        {{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("1000")}});
     QVERIFY(startServer());
     AdarpDomain domain;
     QStringList seen;
     auto snapshot = [&](const QString &signal) {
         seen << QStringLiteral("%1: %2 %3")
-                    .arg(signal, stateName(domain.dataLockState()), timeText(domain.nextDataLockTime()));
+                    .arg(signal, stateName(domain.dataLockState()),
+                         timeText(domain.nextDataLockTime()));
     };
-    connect(&domain, &AdarpDomain::dataLockStateChanged, this, [&]() { snapshot(QStringLiteral("state")); });
-    connect(&domain, &AdarpDomain::nextDataLockTimeChanged, this, [&]() { snapshot(QStringLiteral("time")); });
+    connect(&domain, &AdarpDomain::dataLockStateChanged, this,
+            [&]() { snapshot(QStringLiteral("state")); });
+    connect(&domain, &AdarpDomain::nextDataLockTimeChanged, this,
+            [&]() { snapshot(QStringLiteral("time")); });
 
     publish({{QStringLiteral("state"), 3}}, {QStringLiteral("data_lock_time")});
     QTRY_COMPARE(seen.size(), 2);
-    QCOMPARE(seen, (QStringList{QStringLiteral("state: DataLocked null"), QStringLiteral("time: DataLocked null")}));
+    QCOMPARE(seen, (QStringList{QStringLiteral("state: DataLocked null"),
+                                QStringLiteral("time: DataLocked null")}));
 }
 
 // A receiver of the state signal may delete the domain; the time signal
 // then does not come, and nothing else breaks.
 void tst_AdarpDomain::deletedByAReceiver()
 {
-    publish({{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("1000")}});
+    publish(
+        {{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("1000")}});
     QVERIFY(startServer());
     auto *domain = new AdarpDomain;
     QPointer<AdarpDomain> guard(domain);
@@ -491,7 +515,8 @@ void tst_AdarpDomain::deletedByAReceiver()
         seen << QStringLiteral("state");
         delete domain;
     });
-    connect(domain, &AdarpDomain::nextDataLockTimeChanged, this, [&]() { seen << QStringLiteral("time"); });
+    connect(domain, &AdarpDomain::nextDataLockTimeChanged, this,
+            [&]() { seen << QStringLiteral("time"); });
 
     publish({{QStringLiteral("state"), 3}}, {QStringLiteral("data_lock_time")});
     QTRY_VERIFY(guard.isNull());
@@ -528,8 +553,8 @@ void tst_AdarpDomain::requests()
     AdarpDomain domain;
     omtest::WarningCapture capture;
 
-    const int result = extend ? domain.extendDataLockTime(requestId, interval)
-                              : domain.requestDataLock(requestId);
+    const int result =
+        extend ? domain.extendDataLockTime(requestId, interval) : domain.requestDataLock(requestId);
     QCOMPARE(result, 0);
     QVERIFY(m_server->waitForReceived(1));
     const omtest::Received request = m_server->last();
@@ -558,9 +583,10 @@ void tst_AdarpDomain::requestTooLarge()
     omtest::WarningCapture capture;
 
     QCOMPARE(domain.requestDataLock(QString(70000, QLatin1Char('x'))), -1);
-    QCOMPARE(capture.warnings(),
-             QStringList{QStringLiteral("[AdarpDomain] error writing pps control channel: ( \"%1\" )")
-                             .arg(errnoText(EMSGSIZE))});
+    QCOMPARE(
+        capture.warnings(),
+        QStringList{QStringLiteral("[AdarpDomain] error writing pps control channel: ( \"%1\" )")
+                        .arg(errnoText(EMSGSIZE))});
     // The channel is still usable.
     QCOMPARE(domain.requestDataLock(QStringLiteral("after")), 0);
     QVERIFY(m_server->waitForReceived(1));
@@ -595,11 +621,12 @@ void tst_AdarpDomain::answers_data()
 
     QTest::newRow("lock granted") << QString() << QVariantMap{{id, r}, {res, lock}} << QByteArray()
                                   << granted << none << before;
-    QTest::newRow("lock refused") << QString() << QVariantMap{{id, r}, {res, lock}, {err, QStringLiteral("no")}}
+    QTest::newRow("lock refused") << QString()
+                                  << QVariantMap{{id, r}, {res, lock}, {err, QStringLiteral("no")}}
                                   << QByteArray() << refused << none << before;
     QTest::newRow("an empty err still refuses")
-        << QString() << QVariantMap{{id, r}, {res, lock}, {err, QString()}} << QByteArray() << refused
-        << none << before;
+        << QString() << QVariantMap{{id, r}, {res, lock}, {err, QString()}} << QByteArray()
+        << refused << none << before;
     QTest::newRow("no id") << QString() << QVariantMap{{res, lock}} << QByteArray() << none
                            << QStringList{noId} << before;
     QTest::newRow("no res") << QString() << QVariantMap{{id, r}} << QByteArray() << refused
@@ -608,25 +635,31 @@ void tst_AdarpDomain::answers_data()
         << QString() << QVariantMap{{id, r}, {err, QStringLiteral("no")}} << QByteArray() << refused
         << QStringList{noRes} << before;
     QTest::newRow("extension with a time")
-        << QString() << QVariantMap{{id, r}, {res, extend}, {dat, QVariantMap{{QStringLiteral("time"), 1234}}}}
+        << QString()
+        << QVariantMap{{id, r}, {res, extend}, {dat, QVariantMap{{QStringLiteral("time"), 1234}}}}
         << QByteArray() << granted << none << 1234;
-    QTest::newRow("extension without dat") << QString() << QVariantMap{{id, r}, {res, extend}}
-                                           << QByteArray() << granted << none << 0;
+    QTest::newRow("extension without dat")
+        << QString() << QVariantMap{{id, r}, {res, extend}} << QByteArray() << granted << none << 0;
     QTest::newRow("extension whose dat has no time")
-        << QString() << QVariantMap{{id, r}, {res, extend}, {dat, QVariantMap{{QStringLiteral("other"), 5}}}}
+        << QString()
+        << QVariantMap{{id, r}, {res, extend}, {dat, QVariantMap{{QStringLiteral("other"), 5}}}}
         << QByteArray() << granted << none << 0;
     QTest::newRow("extension whose dat is not a map")
         << QString() << QVariantMap{{id, r}, {res, extend}, {dat, QStringLiteral("1234")}}
         << QByteArray() << granted << none << 0;
     QTest::newRow("extension refused keeps the last time")
         << QString()
-        << QVariantMap{{id, r}, {res, extend}, {err, QStringLiteral("nothing pending")},
+        << QVariantMap{{id, r},
+                       {res, extend},
+                       {err, QStringLiteral("nothing pending")},
                        {dat, QVariantMap{{QStringLiteral("time"), 5}}}}
         << QByteArray() << refused << none << before;
-    QTest::newRow("unknown res is success") << QString() << QVariantMap{{id, r}, {res, QStringLiteral("frobnicate")}}
-                                            << QByteArray() << granted << none << before;
-    QTest::newRow("empty id") << QString() << QVariantMap{{id, QString()}, {res, lock}} << QByteArray()
-                              << QStringList{QStringLiteral("response  0")} << none << before;
+    QTest::newRow("unknown res is success")
+        << QString() << QVariantMap{{id, r}, {res, QStringLiteral("frobnicate")}} << QByteArray()
+        << granted << none << before;
+    QTest::newRow("empty id") << QString() << QVariantMap{{id, QString()}, {res, lock}}
+                              << QByteArray() << QStringList{QStringLiteral("response  0")} << none
+                              << before;
     QTest::newRow("numeric id") << QString() << QVariantMap{{id, 42}, {res, lock}} << QByteArray()
                                 << QStringList{QStringLiteral("response 42 0")} << none << before;
     QTest::newRow("answer under another object name")
@@ -634,7 +667,8 @@ void tst_AdarpDomain::answers_data()
         << QStringList{noId} << before;
     QTest::newRow("answer that cannot be decoded")
         << QString() << QVariantMap() << QByteArray("id::r-1\nres:n:lock\n") << none
-        << QStringList{QStringLiteral("[AdarpDomain] Unable to decode pps control result")} << before;
+        << QStringList{QStringLiteral("[AdarpDomain] Unable to decode pps control result")}
+        << before;
 }
 
 void tst_AdarpDomain::answers()
@@ -646,7 +680,8 @@ void tst_AdarpDomain::answers()
     QFETCH(QStringList, warnings);
     QFETCH(int, extendedTime);
 
-    publish({{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("1000")}});
+    publish(
+        {{QStringLiteral("state"), 5}, {QStringLiteral("data_lock_time"), QStringLiteral("1000")}});
     QVERIFY(startServer());
     AdarpDomain domain;
     auto *d = domain.findChild<AdarpDomainPrivate *>();
@@ -664,9 +699,10 @@ void tst_AdarpDomain::answers()
         QTRY_VERIFY(recorder.events.endsWith(QStringLiteral("response barrier 0")));
         recorder.events.removeLast();
     };
-    QVERIFY(m_server->reply(client, {{QStringLiteral("id"), QStringLiteral("first")},
-                                     {QStringLiteral("res"), QStringLiteral("extend_lock")},
-                                     {QStringLiteral("dat"), QVariantMap{{QStringLiteral("time"), 99}}}}));
+    QVERIFY(m_server->reply(client,
+                            {{QStringLiteral("id"), QStringLiteral("first")},
+                             {QStringLiteral("res"), QStringLiteral("extend_lock")},
+                             {QStringLiteral("dat"), QVariantMap{{QStringLiteral("time"), 99}}}}));
     settleAnswers();
     QCOMPARE(recorder.events, QStringList{QStringLiteral("response first 0")});
     QCOMPARE(d->extendedTime, 99);
@@ -714,11 +750,14 @@ void tst_AdarpDomain::channelsFailIndependently()
     AdarpDomain domain;
     QStringList expected;
     if (!withState)
-        expected << QStringLiteral("[AdarpDomain] Unable to open perimeter manager PPS channel  ") + stateWaitPath;
+        expected << QStringLiteral("[AdarpDomain] Unable to open perimeter manager PPS channel  ") +
+                        stateWaitPath;
     if (!withControl)
-        expected << QStringLiteral("[AdarpDomain] error opening pps control channel:  %1").arg(ENOENT);
+        expected
+            << QStringLiteral("[AdarpDomain] error opening pps control channel:  %1").arg(ENOENT);
     QCOMPARE(capture.warnings(), expected);
-    QCOMPARE(domain.dataLockState(), withState ? DataLockState::DataLocked : DataLockState::NotLocked);
+    QCOMPARE(domain.dataLockState(),
+             withState ? DataLockState::DataLocked : DataLockState::NotLocked);
     capture.clear();
 
     Recorder recorder(&domain);
@@ -736,8 +775,9 @@ void tst_AdarpDomain::channelsFailIndependently()
     } else {
         QCOMPARE(lockResult, -1);
         QCOMPARE(extendResult, -1);
-        const QString line = QStringLiteral("[AdarpDomain] error writing pps control channel: ( \"%1\" )")
-                                 .arg(errnoText(EBADF));
+        const QString line =
+            QStringLiteral("[AdarpDomain] error writing pps control channel: ( \"%1\" )")
+                .arg(errnoText(EBADF));
         QCOMPARE(capture.warnings(), (QStringList{line, line}));
     }
 
@@ -762,8 +802,11 @@ void tst_AdarpDomain::noBroker()
     omtest::WarningCapture capture;
     AdarpDomain domain;
     QCOMPARE(capture.warnings(),
-             (QStringList{QStringLiteral("[AdarpDomain] Unable to open perimeter manager PPS channel  ") + stateWaitPath,
-                          QStringLiteral("[AdarpDomain] error opening pps control channel:  %1").arg(ECONNREFUSED)}));
+             (QStringList{
+                 QStringLiteral("[AdarpDomain] Unable to open perimeter manager PPS channel  ") +
+                     stateWaitPath,
+                 QStringLiteral("[AdarpDomain] error opening pps control channel:  %1")
+                     .arg(ECONNREFUSED)}));
     QCOMPARE(domain.dataLockState(), DataLockState::NotLocked);
     QVERIFY(domain.nextDataLockTime().isNull());
     capture.clear();
@@ -794,9 +837,11 @@ void tst_AdarpDomain::brokerGoesAway()
     QTRY_COMPARE(capture.warnings().size(), 2);
     QStringList warnings = capture.warnings();
     warnings.sort();
-    QCOMPARE(warnings,
-             (QStringList{QStringLiteral("[AdarpDomain] Could not read pps. error: \"%1\"").arg(gone),
-                          QStringLiteral("[AdarpDomain] unable to read pps control channel: ( \"%1\" )").arg(gone)}));
+    QCOMPARE(
+        warnings,
+        (QStringList{QStringLiteral("[AdarpDomain] Could not read pps. error: \"%1\"").arg(gone),
+                     QStringLiteral("[AdarpDomain] unable to read pps control channel: ( \"%1\" )")
+                         .arg(gone)}));
     QCOMPARE(responseSpy.count(), 0);
     QCOMPARE(domain.dataLockState(), DataLockState::NotLocked);
 }

@@ -36,7 +36,8 @@ Shown parseShown(const QByteArray &out)
         if (line.startsWith("state: "))
             shown.state = line.mid(7, line.indexOf(' ', 7) - 7).toInt();
         else if (line.startsWith("time: "))
-            shown.time = QString::fromUtf8(line.mid(6, line.indexOf(' ', 6) < 0 ? -1 : line.indexOf(' ', 6) - 6));
+            shown.time = QString::fromUtf8(
+                line.mid(6, line.indexOf(' ', 6) < 0 ? -1 : line.indexOf(' ', 6) - 6));
     }
     return shown;
 }
@@ -133,7 +134,8 @@ void tst_PerimeterManager::cleanup()
 
 bool tst_PerimeterManager::startDevice(const QStringList &extra)
 {
-    const bool started = m_device->start(QStringList{QStringLiteral("--services=perimeter")} + extra);
+    const bool started =
+        m_device->start(QStringList{QStringLiteral("--services=perimeter")} + extra);
     if (!started)
         qWarning() << "omdeviced did not start:" << m_device->output();
     return started;
@@ -142,7 +144,8 @@ bool tst_PerimeterManager::startDevice(const QStringList &extra)
 // Runs a datalock command that must succeed and gives the state it printed.
 Shown tst_PerimeterManager::omctl(const QStringList &args)
 {
-    const DeviceProcess::Result r = DeviceProcess::omctl(QStringList{QStringLiteral("datalock")} + args);
+    const DeviceProcess::Result r =
+        DeviceProcess::omctl(QStringList{QStringLiteral("datalock")} + args);
     if (r.exitCode != 0)
         qWarning() << "omctl datalock" << args << "failed:" << r.exitCode << r.err;
     return r.exitCode == 0 ? parseShown(r.out) : Shown();
@@ -239,44 +242,60 @@ void tst_PerimeterManager::serviceAnswers_data()
     const QStringList nothing;
     const QStringList pending{QStringLiteral("pending"), QStringLiteral("3600")};
 
-    QTest::newRow("lock") << nothing << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, enterprise}, {type, 1}}}}
+    QTest::newRow("lock") << nothing
+                          << QVariantMap{{msg, lock},
+                                         {dat, QVariantMap{{name, enterprise}, {type, 1}}}}
                           << false << qint64(-1) << 3;
-    QTest::newRow("lock a pending lock") << pending << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, enterprise}, {type, 1}}}}
-                                         << false << qint64(-1) << 3;
+    QTest::newRow("lock a pending lock")
+        << pending << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, enterprise}, {type, 1}}}}
+        << false << qint64(-1) << 3;
     QTest::newRow("lock while locked since start-up")
         << QStringList{QStringLiteral("raw"), QStringLiteral("0")}
-        << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, enterprise}, {type, 1}}}} << false << qint64(-1) << 0;
+        << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, enterprise}, {type, 1}}}} << false
+        << qint64(-1) << 0;
     QTest::newRow("lock another perimeter")
-        << nothing << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, QStringLiteral("personal")}, {type, 1}}}}
+        << nothing
+        << QVariantMap{{msg, lock},
+                       {dat, QVariantMap{{name, QStringLiteral("personal")}, {type, 1}}}}
         << true << qint64(-1) << 1;
     QTest::newRow("lock of an unknown type")
-        << nothing << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, enterprise}, {type, 2}}}} << true
-        << qint64(-1) << 1;
-    QTest::newRow("lock without dat") << nothing << QVariantMap{{msg, lock}} << true << qint64(-1) << 1;
-    QTest::newRow("unknown request") << nothing << QVariantMap{{msg, QStringLiteral("unlock")}, {dat, QVariantMap{{name, enterprise}}}}
-                                     << true << qint64(-1) << 1;
+        << nothing << QVariantMap{{msg, lock}, {dat, QVariantMap{{name, enterprise}, {type, 2}}}}
+        << true << qint64(-1) << 1;
+    QTest::newRow("lock without dat")
+        << nothing << QVariantMap{{msg, lock}} << true << qint64(-1) << 1;
+    QTest::newRow("unknown request")
+        << nothing
+        << QVariantMap{{msg, QStringLiteral("unlock")}, {dat, QVariantMap{{name, enterprise}}}}
+        << true << qint64(-1) << 1;
     QTest::newRow("extend a pending lock")
-        << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}} << false
+        << pending
+        << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}} << false
         << qint64(600) << 5;
     QTest::newRow("extend by nothing")
-        << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 0}}}} << false
-        << qint64(0) << 5;
+        << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 0}}}}
+        << false << qint64(0) << 5;
     QTest::newRow("extend with nothing pending")
-        << nothing << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}} << true
+        << nothing
+        << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}} << true
         << qint64(-1) << 1;
     QTest::newRow("extend a locked perimeter")
-        << QStringList{lock} << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}}
-        << true << qint64(-1) << 3;
+        << QStringList{lock}
+        << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}} << true
+        << qint64(-1) << 3;
     QTest::newRow("extend a pending lock that has no time")
         << QStringList{QStringLiteral("raw"), QStringLiteral("5")}
-        << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}} << true << qint64(-1) << 5;
-    QTest::newRow("extend without a time") << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}}}}
-                                           << true << qint64(-1) << 5;
-    QTest::newRow("extend by a negative time")
-        << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, -5}}}} << true
+        << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, 600}}}} << true
         << qint64(-1) << 5;
+    QTest::newRow("extend without a time")
+        << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}}}} << true
+        << qint64(-1) << 5;
+    QTest::newRow("extend by a negative time")
+        << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, -5}}}}
+        << true << qint64(-1) << 5;
     QTest::newRow("extend beyond what a 32-bit time holds")
-        << pending << QVariantMap{{msg, extend}, {dat, QVariantMap{{name, enterprise}, {time, qint64(2147483647)}}}}
+        << pending
+        << QVariantMap{{msg, extend},
+                       {dat, QVariantMap{{name, enterprise}, {time, qint64(2147483647)}}}}
         << true << qint64(-1) << 5;
 }
 
@@ -338,7 +357,8 @@ void tst_PerimeterManager::rawStates_data()
     QTest::newRow("5 with a time") << raw(QStringLiteral("5"), QStringLiteral("2000000000"))
                                    << DataLockState::LockPending << qint64(2000000000);
     QTest::newRow("5 with a time that is not a number")
-        << raw(QStringLiteral("5"), QStringLiteral("soon")) << DataLockState::LockPending << qint64(-1);
+        << raw(QStringLiteral("5"), QStringLiteral("soon")) << DataLockState::LockPending
+        << qint64(-1);
     QTest::newRow("6") << raw(QStringLiteral("6")) << DataLockState::StartupLocked << qint64(-1);
     QTest::newRow("-3") << raw(QStringLiteral("-3")) << DataLockState::NotLocked << qint64(-1);
 }
@@ -356,12 +376,14 @@ void tst_PerimeterManager::rawStates()
     QCOMPARE(shown.state, args.at(1).toInt());
     QCOMPARE(shown.time, args.size() > 2 ? args.at(2) : QStringLiteral("none"));
     if (state == DataLockState::LockPending && time < 0) {
-        QTest::ignoreMessage(QtWarningMsg, args.size() > 2 ? "[AdarpDomain] datalock time could not be read"
-                                                           : "[AdarpDomain] datalock time is missing");
+        QTest::ignoreMessage(QtWarningMsg, args.size() > 2
+                                               ? "[AdarpDomain] datalock time could not be read"
+                                               : "[AdarpDomain] datalock time is missing");
     }
     AdarpDomain domain;
     QCOMPARE(domain.dataLockState(), state);
-    QCOMPARE(domain.nextDataLockTime(), time < 0 ? QDateTime() : QDateTime::fromSecsSinceEpoch(time));
+    QCOMPARE(domain.nextDataLockTime(),
+             time < 0 ? QDateTime() : QDateTime::fromSecsSinceEpoch(time));
 }
 
 void tst_PerimeterManager::pendingLockFallsDue_data()
@@ -398,7 +420,8 @@ void tst_PerimeterManager::stateSurvivesRestart_data()
     QTest::newRow("pending") << QStringList{QStringLiteral("pending"), QStringLiteral("3600")}
                              << DataLockState::LockPending;
     QTest::newRow("locked") << QStringList{QStringLiteral("lock")} << DataLockState::DataLocked;
-    QTest::newRow("unlocked after a lock") << QStringList{QStringLiteral("unlock")} << DataLockState::NotLocked;
+    QTest::newRow("unlocked after a lock")
+        << QStringList{QStringLiteral("unlock")} << DataLockState::NotLocked;
     QTest::newRow("raw, with a time as text")
         << QStringList{QStringLiteral("raw"), QStringLiteral("5"), QStringLiteral("later")}
         << DataLockState::LockPending;
@@ -423,7 +446,8 @@ void tst_PerimeterManager::stateSurvivesRestart()
     AdarpDomain domain;
     QCOMPARE(domain.dataLockState(), state);
     if (state == DataLockState::LockPending && before.time != QLatin1String("later"))
-        QCOMPARE(domain.nextDataLockTime(), QDateTime::fromSecsSinceEpoch(before.time.toLongLong()));
+        QCOMPARE(domain.nextDataLockTime(),
+                 QDateTime::fromSecsSinceEpoch(before.time.toLongLong()));
 }
 
 void tst_PerimeterManager::firstStartSetting()
@@ -453,13 +477,17 @@ void tst_PerimeterManager::omctlUsage_data()
     QTest::addColumn<QStringList>("args");
 
     QTest::newRow("pending without seconds") << QStringList{QStringLiteral("pending")};
-    QTest::newRow("pending with words") << QStringList{QStringLiteral("pending"), QStringLiteral("soon")};
-    QTest::newRow("lock with an argument") << QStringList{QStringLiteral("lock"), QStringLiteral("now")};
+    QTest::newRow("pending with words")
+        << QStringList{QStringLiteral("pending"), QStringLiteral("soon")};
+    QTest::newRow("lock with an argument")
+        << QStringList{QStringLiteral("lock"), QStringLiteral("now")};
     QTest::newRow("raw without a state") << QStringList{QStringLiteral("raw")};
-    QTest::newRow("raw with a word") << QStringList{QStringLiteral("raw"), QStringLiteral("locked")};
-    QTest::newRow("raw beyond 32 bits") << QStringList{QStringLiteral("raw"), QStringLiteral("4294967296")};
-    QTest::newRow("raw with three arguments")
-        << QStringList{QStringLiteral("raw"), QStringLiteral("5"), QStringLiteral("1"), QStringLiteral("2")};
+    QTest::newRow("raw with a word")
+        << QStringList{QStringLiteral("raw"), QStringLiteral("locked")};
+    QTest::newRow("raw beyond 32 bits")
+        << QStringList{QStringLiteral("raw"), QStringLiteral("4294967296")};
+    QTest::newRow("raw with three arguments") << QStringList{
+        QStringLiteral("raw"), QStringLiteral("5"), QStringLiteral("1"), QStringLiteral("2")};
     QTest::newRow("unknown action") << QStringList{QStringLiteral("open")};
 }
 
@@ -468,7 +496,8 @@ void tst_PerimeterManager::omctlUsage()
     QFETCH(QStringList, args);
 
     QVERIFY(startDevice());
-    const DeviceProcess::Result r = DeviceProcess::omctl(QStringList{QStringLiteral("datalock")} + args);
+    const DeviceProcess::Result r =
+        DeviceProcess::omctl(QStringList{QStringLiteral("datalock")} + args);
     QCOMPARE(r.exitCode, 2);
     QCOMPARE(r.out, QByteArray());
     QVERIFY2(r.err.startsWith("omctl: ") && r.err.count('\n') == 1, r.err.constData());
@@ -483,17 +512,19 @@ void tst_PerimeterManager::omctlWithoutPerimeterManager()
     QVERIFY(m_device->start({QStringLiteral("--services=none")}));
     DeviceProcess::Result r = DeviceProcess::omctl({QStringLiteral("datalock")});
     QCOMPARE(r.exitCode, 1);
-    QCOMPARE(r.err, QByteArray("omctl: datalock: no perimeter manager on the bus "
-                               "(/pps/system/perimeter/info/1000/enterprise/state does not exist)\n"));
+    QCOMPARE(r.err,
+             QByteArray("omctl: datalock: no perimeter manager on the bus "
+                        "(/pps/system/perimeter/info/1000/enterprise/state does not exist)\n"));
     r = DeviceProcess::omctl({QStringLiteral("datalock"), QStringLiteral("lock")});
     QCOMPARE(r.exitCode, 1);
     QCOMPARE(r.err, QByteArray("omctl: datalock: no such object\n"));
 
     QVERIFY(m_device->stop());
-    const QByteArray noBroker = "omctl: datalock: no bus broker is running at " + QFile::encodeName(m_device->root())
-                                + " (start omdeviced)\n";
-    for (const QStringList &args : {QStringList{QStringLiteral("datalock")},
-                                    QStringList{QStringLiteral("datalock"), QStringLiteral("unlock")}}) {
+    const QByteArray noBroker = "omctl: datalock: no bus broker is running at " +
+                                QFile::encodeName(m_device->root()) + " (start omdeviced)\n";
+    for (const QStringList &args :
+         {QStringList{QStringLiteral("datalock")},
+          QStringList{QStringLiteral("datalock"), QStringLiteral("unlock")}}) {
         r = DeviceProcess::omctl(args);
         QCOMPARE(r.exitCode, 1);
         QCOMPARE(r.err, noBroker);

@@ -49,8 +49,8 @@ QString describeTime(const QVariant &value)
         return QStringLiteral("%1 (not a number of seconds)").arg(text);
     const QDateTime when = QDateTime::fromSecsSinceEpoch(qint64(quint32(seconds)), Qt::UTC);
     const qint64 from = qint64(quint32(seconds)) - QDateTime::currentSecsSinceEpoch();
-    const QString relative = from >= 0 ? QStringLiteral("in %1 s").arg(from)
-                                       : QStringLiteral("%1 s ago").arg(-from);
+    const QString relative =
+        from >= 0 ? QStringLiteral("in %1 s").arg(from) : QStringLiteral("%1 s ago").arg(-from);
     return QStringLiteral("%1 (%2, %3)")
         .arg(text, when.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss 'UTC'")), relative);
 }
@@ -74,7 +74,9 @@ int show()
     om::PpsObject pps(statePath);
     if (!pps.open(om::PpsOpenMode::Subscribe)) {
         if (pps.error() == ENOENT)
-            return fail(subject, QStringLiteral("no perimeter manager on the bus (%1 does not exist)").arg(statePath));
+            return fail(subject,
+                        QStringLiteral("no perimeter manager on the bus (%1 does not exist)")
+                            .arg(statePath));
         return fail(subject, reason(pps.error()));
     }
     // The content comes with the open answer; an object without any has no
@@ -90,7 +92,8 @@ int show()
     if (!ok)
         return fail(subject, QStringLiteral("the state object cannot be decoded"));
     const QVariantMap attributes = decoded.value(QStringLiteral("@state")).toMap();
-    printState(attributes.value(QStringLiteral("state")), attributes.value(QStringLiteral("data_lock_time")));
+    printState(attributes.value(QStringLiteral("state")),
+               attributes.value(QStringLiteral("data_lock_time")));
     return Success;
 }
 
@@ -123,14 +126,16 @@ int datalock(const QStringList &args)
         bool ok = false;
         const qint64 seconds = rest.value(0).toLongLong(&ok);
         if (rest.size() != 1 || !ok || seconds < 0)
-            return usage(QStringLiteral("datalock pending takes one number of seconds, zero or more"));
+            return usage(
+                QStringLiteral("datalock pending takes one number of seconds, zero or more"));
         return change(action, {{QStringLiteral("seconds"), seconds}});
     }
     if (action == QLatin1String("raw")) {
         bool ok = false;
         const int raw = rest.value(0).toInt(&ok);
         if (rest.isEmpty() || rest.size() > 2 || !ok)
-            return usage(QStringLiteral("datalock raw takes a whole number and, optionally, a time"));
+            return usage(
+                QStringLiteral("datalock raw takes a whole number and, optionally, a time"));
         QVariantMap dat{{QStringLiteral("state"), raw}};
         if (rest.size() == 2)
             dat.insert(QStringLiteral("time"), rest.at(1));
@@ -141,20 +146,20 @@ int datalock(const QStringList &args)
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("datalock"),
-               QStringLiteral("[pending <seconds> | lock | unlock | raw <n> [time]]"),
-               QStringLiteral("Show the enterprise data lock, or change it as its user or administrator."),
-               QStringLiteral(
-                   "Without arguments: the raw state that the perimeter manager publishes, and\n"
-                   "the time at which a pending lock falls due (seconds since 1970, UTC).\n"
-                   "  pending <seconds>  a lock falls due that many seconds from now\n"
-                   "  lock               lock the data now\n"
-                   "  unlock             open the data; nothing pending\n"
-                   "  raw <n> [time]     publish raw state n, with the time text as given\n"
-                   "                     (5 with a time is a pending lock that falls due)\n"
-                   "Raw states: 0 locked since start-up, 1 unlocked, 2 unlocking, 3 locked,\n"
-                   "4 no data lock policy, 5 lock pending, 6 start-up lock being opened.\n"
-                   "Changes print the state that results. They need the device's owner."),
-               datalock});
+OMCTL_COMMAND(
+    {QStringLiteral("datalock"),
+     QStringLiteral("[pending <seconds> | lock | unlock | raw <n> [time]]"),
+     QStringLiteral("Show the enterprise data lock, or change it as its user or administrator."),
+     QStringLiteral("Without arguments: the raw state that the perimeter manager publishes, and\n"
+                    "the time at which a pending lock falls due (seconds since 1970, UTC).\n"
+                    "  pending <seconds>  a lock falls due that many seconds from now\n"
+                    "  lock               lock the data now\n"
+                    "  unlock             open the data; nothing pending\n"
+                    "  raw <n> [time]     publish raw state n, with the time text as given\n"
+                    "                     (5 with a time is a pending lock that falls due)\n"
+                    "Raw states: 0 locked since start-up, 1 unlocked, 2 unlocking, 3 locked,\n"
+                    "4 no data lock policy, 5 lock pending, 6 start-up lock being opened.\n"
+                    "Changes print the state that results. They need the device's owner."),
+     datalock});
 
 } // namespace omctl

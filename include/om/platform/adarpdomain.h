@@ -29,9 +29,10 @@ class OMPLATFORM_EXPORT AdarpDomain : public QObject
     Q_OBJECT
     Q_DISABLE_COPY(AdarpDomain)
     Q_DECLARE_PRIVATE(AdarpDomain)
-    Q_PROPERTY(om::platform::DataLockState::Type dataLockState READ dataLockState
-                   NOTIFY dataLockStateChanged FINAL)
-    Q_PROPERTY(QDateTime nextDataLockTime READ nextDataLockTime NOTIFY nextDataLockTimeChanged FINAL)
+    Q_PROPERTY(om::platform::DataLockState::Type dataLockState READ dataLockState NOTIFY
+                   dataLockStateChanged FINAL)
+    Q_PROPERTY(
+        QDateTime nextDataLockTime READ nextDataLockTime NOTIFY nextDataLockTimeChanged FINAL)
 
 public:
     explicit AdarpDomain(QObject *parent = nullptr);

@@ -15,12 +15,9 @@ struct Property
 };
 
 const Property properties[] = {
-    {"osVersion", "3.1.2.1017"},
-    {"os", "OM OS"},
-    {"deviceName", "OM Simulator"},
-    {"modelName", "Simulator"},
-    {"modelNumber", "SIM-100"},
-    {"hardwareId", "0x0e0f0001"},
+    {"osVersion", "3.1.2.1017"},    {"os", "OM OS"},
+    {"deviceName", "OM Simulator"}, {"modelName", "Simulator"},
+    {"modelNumber", "SIM-100"},     {"hardwareId", "0x0e0f0001"},
     {"serialNumber", nullptr},
 };
 
@@ -65,7 +62,8 @@ bool DevicePropertiesService::start(QString *error)
     if (!m_publisher->open(error))
         return false;
     if (!m_publisher->publish(values)) {
-        *error = QStringLiteral("%1: cannot publish the device properties").arg(QLatin1String(Path));
+        *error =
+            QStringLiteral("%1: cannot publish the device properties").arg(QLatin1String(Path));
         return false;
     }
     return true;

@@ -52,7 +52,8 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
       m_simulator(new ControlServer(QString::fromLatin1(SimulatorPath), 0600, this))
 {
     connect(m_control, &ControlServer::message, this, &NavigatorService::onControlMessage);
-    connect(m_control, &ControlServer::clientClosed, this, &NavigatorService::onControlClientClosed);
+    connect(m_control, &ControlServer::clientClosed, this,
+            &NavigatorService::onControlClientClosed);
     connect(m_simulator, &ControlServer::message, this, &NavigatorService::onSimulatorMessage);
     const auto malformed = [this](ControlServer *server, int clientId) {
         refuse(server, clientId, QVariantMap(), {EBADMSG, QStringLiteral("malformed message")});
@@ -212,8 +213,8 @@ bool NavigatorService::storeImage(const QString &path, const QString &name, QStr
     }
     const QString directory = m_context.dataDirectory + QLatin1String("/navigator");
     QDir().mkpath(directory);
-    QString target = directory + QLatin1Char('/') + name + QLatin1Char('-')
-                     + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    QString target = directory + QLatin1Char('/') + name + QLatin1Char('-') +
+                     QUuid::createUuid().toString(QUuid::WithoutBraces);
     if (!file.suffix().isEmpty())
         target += QLatin1Char('.') + file.suffix();
     if (!source.copy(target)) {
@@ -234,7 +235,8 @@ bool NavigatorService::setWallpaper(const QVariantMap &dat, Refusal *refusal)
     QString stored;
     if (!storeImage(path, QStringLiteral("wallpaper"), &stored, refusal))
         return false;
-    const QString previous = m_data.value(keyWallpaper).toMap().value(QStringLiteral("stored")).toString();
+    const QString previous =
+        m_data.value(keyWallpaper).toMap().value(QStringLiteral("stored")).toString();
     QVariantMap wallpaper;
     wallpaper.insert(QStringLiteral("source"), path);
     wallpaper.insert(QStringLiteral("stored"), stored);
@@ -261,7 +263,8 @@ bool NavigatorService::addShortcut(const QVariantMap &dat, Refusal *refusal)
     QVariantList shortcuts = m_data.value(keyShortcuts).toList();
     for (const QVariant &entry : qAsConst(shortcuts)) {
         if (entry.toMap().value(QStringLiteral("url")).toString() == url) {
-            *refusal = {EEXIST, QStringLiteral("a shortcut for %1 is already on the home screen").arg(url)};
+            *refusal = {EEXIST,
+                        QStringLiteral("a shortcut for %1 is already on the home screen").arg(url)};
             return false;
         }
     }
@@ -292,8 +295,11 @@ bool NavigatorService::setBadge(const QVariantMap &dat, bool on, Refusal *refusa
         return false;
     }
     QVariantMap badges = m_data.value(keyBadges).toMap();
+    const QString badge = dat.value(QStringLiteral("badge")).toString();
+    if (on && badges.value(app) == badge)
+        return true;
     if (on)
-        badges.insert(app, dat.value(QStringLiteral("badge")).toString());
+        badges.insert(app, badge);
     else if (!badges.remove(app))
         return true;
     QVariantMap next = m_data;
@@ -346,7 +352,8 @@ QVariantMap NavigatorService::home() const
     QVariantMap dat;
     const QVariantMap wallpaper = m_data.value(keyWallpaper).toMap();
     dat.insert(QStringLiteral("wallpaper"), wallpaper.value(QStringLiteral("source")).toString());
-    dat.insert(QStringLiteral("wallpaperFile"), wallpaper.value(QStringLiteral("stored")).toString());
+    dat.insert(QStringLiteral("wallpaperFile"),
+               wallpaper.value(QStringLiteral("stored")).toString());
     dat.insert(keyLockState, m_data.value(keyLockState));
     dat.insert(keyBedsideMode, m_data.value(keyBedsideMode).toBool());
     dat.insert(keyWallpaperLocked, m_data.value(keyWallpaperLocked).toBool());

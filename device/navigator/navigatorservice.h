@@ -59,7 +59,8 @@ private:
 
     void answer(ControlServer *server, int clientId, const QVariantMap &request,
                 const QVariantMap &dat = QVariantMap());
-    void refuse(ControlServer *server, int clientId, const QVariantMap &request, const Refusal &refusal);
+    void refuse(ControlServer *server, int clientId, const QVariantMap &request,
+                const Refusal &refusal);
 
     DeviceContext m_context;
     DataStore m_store;

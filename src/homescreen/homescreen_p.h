@@ -36,6 +36,9 @@ public:
     /** Judges by the suffix alone, never by the content. */
     virtual bool isImageFile(const QFileInfo &file);
 
+    /** The file that @p url names, if it is one the checks let through. */
+    bool imageFile(const QUrl &url, QFileInfo *file);
+
     bool setWallpaper(const QUrl &wallpaperFile);
     bool addShortcut(const QUrl &iconPath, const QString &iconLabel, const QUrl &url);
 

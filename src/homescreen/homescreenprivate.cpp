@@ -57,7 +57,8 @@ HomeScreenPrivate::HomeScreenPrivate(HomeScreen *q)
     ommock::OmsApi::getInstance()->navigator.request_events(0);
 
     if (!navigatorState->open(om::PpsOpenMode::Subscribe)) {
-        qWarning() << "HomeScreen - Failed to open state PPS object: " << navigatorState->errorString();
+        qWarning() << "HomeScreen - Failed to open state PPS object: "
+                   << navigatorState->errorString();
         return;
     }
     updateNavigatorState(false);
@@ -85,7 +86,8 @@ void HomeScreenPrivate::updateNavigatorState(bool emitSignals)
         // Nothing new since the last read: normal once the state is known.
         if (navigatorState->error() == EAGAIN && lockState != DeviceLockState::Unknown)
             return;
-        qWarning() << "HomeScreen - failed to read state PPS data: " << navigatorState->errorString();
+        qWarning() << "HomeScreen - failed to read state PPS data: "
+                   << navigatorState->errorString();
         return;
     }
     const QVariantMap decoded = om::PpsObject::decode(data, &ok);
@@ -102,8 +104,8 @@ void HomeScreenPrivate::updateNavigatorState(bool emitSignals)
     WallpaperLockState::Type newWallpaperLockState = WallpaperLockState::Unknown;
     const auto wallpaperLocked = attributes.constFind(QStringLiteral("isWallpaperLocked"));
     if (wallpaperLocked != attributes.constEnd())
-        newWallpaperLockState = wallpaperLocked->toBool() ? WallpaperLockState::Locked
-                                                          : WallpaperLockState::Unlocked;
+        newWallpaperLockState =
+            wallpaperLocked->toBool() ? WallpaperLockState::Locked : WallpaperLockState::Unlocked;
 
     const bool lockStateDiffers = newLockState != lockState;
     const bool bedsideModeDiffers = newBedsideMode != bedsideModeActive;
@@ -168,6 +170,16 @@ bool HomeScreenPrivate::isImageFile(const QFileInfo &file)
     return supportedFormatsList.contains(file.suffix(), Qt::CaseInsensitive);
 }
 
+bool HomeScreenPrivate::imageFile(const QUrl &url, QFileInfo *file)
+{
+    // A URL that names no file is refused without a word.
+    const QString path = om::UIToolkitSupport::absolutePathFromUrl(url);
+    if (path.isEmpty())
+        return false;
+    *file = QFileInfo(path);
+    return isValidImagePath(*file);
+}
+
 void HomeScreenPrivate::emitWallpaperFinished(const QUrl &path, WallpaperResult::Type result)
 {
     Q_EMIT q->wallpaperFinished(path, result);
@@ -176,21 +188,20 @@ void HomeScreenPrivate::emitWallpaperFinished(const QUrl &path, WallpaperResult:
 
 bool HomeScreenPrivate::setWallpaper(const QUrl &wallpaperFile)
 {
-    const QString path = om::UIToolkitSupport::absolutePathFromUrl(wallpaperFile);
-    if (path.isEmpty())
-        return false;
-    const QFileInfo file(path);
-    if (!isValidImagePath(file))
+    QFileInfo file;
+    if (!imageFile(wallpaperFile, &file))
         return false;
 
     const QByteArray canonical = file.canonicalFilePath().toUtf8();
-    const int result = ommock::OmsApi::getInstance()->navigator.set_wallpaper(canonical.constData());
+    const int result =
+        ommock::OmsApi::getInstance()->navigator.set_wallpaper(canonical.constData());
     const int error = errno;
     if (result == 0) {
         emitWallpaperFinished(wallpaperFile, WallpaperResult::Changed);
         return true;
     }
-    qWarning() << "HomeScreen::setWallpaper() - Failed to set wallpaper, errno = " << std::strerror(error);
+    qWarning() << "HomeScreen::setWallpaper() - Failed to set wallpaper, errno = "
+               << std::strerror(error);
     emitWallpaperFinished(wallpaperFile, WallpaperResult::Locked);
     return false;
 }
@@ -206,11 +217,8 @@ bool HomeScreenPrivate::addShortcut(const QUrl &iconPath, const QString &iconLab
         qWarning() << "HomeScreen - Shortcut URL cannot be empty.";
         return false;
     }
-    const QString path = om::UIToolkitSupport::absolutePathFromUrl(iconPath);
-    if (path.isEmpty())
-        return false;
-    const QFileInfo file(path);
-    if (!isValidImagePath(file))
+    QFileInfo file;
+    if (!imageFile(iconPath, &file))
         return false;
 
     const QByteArray icon = file.canonicalFilePath().toUtf8();

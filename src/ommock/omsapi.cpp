@@ -29,7 +29,8 @@ OmsApi *OmsApi::getInstance()
     QMutexLocker locker(&omsApiInstanceMutex);
     // The default instance lives as long as the process.
     if (!omsApiInstance)
-        omsApiInstance = new OmsApi(*new OmsCoreImpl, *new OmsDeviceInfoImpl, *new OmsNavigatorImpl);
+        omsApiInstance =
+            new OmsApi(*new OmsCoreImpl, *new OmsDeviceInfoImpl, *new OmsNavigatorImpl);
     return omsApiInstance;
 }
 

@@ -27,8 +27,8 @@ int OmsNavigatorImpl::open_file(const char *filepath, char **err)
     return navigator_open_file(filepath, err);
 }
 
-int OmsNavigatorImpl::add_uri(const char *icon_path, const char *icon_label, const char *default_category,
-                             const char *url, char **err)
+int OmsNavigatorImpl::add_uri(const char *icon_path, const char *icon_label,
+                              const char *default_category, const char *url, char **err)
 {
     return navigator_add_uri(icon_path, icon_label, default_category, url, err);
 }

@@ -36,7 +36,8 @@ public:
     void shutdown() override { m_calls << QStringLiteral("shutdown"); }
     void free(void *ptr) override
     {
-        m_calls << QStringLiteral("free(%1)").arg(QString::fromUtf8(static_cast<const char *>(ptr)));
+        m_calls
+            << QStringLiteral("free(%1)").arg(QString::fromUtf8(static_cast<const char *>(ptr)));
         freed << ptr;
         std::free(ptr);
     }
@@ -71,7 +72,7 @@ public:
     {
         m_calls << QStringLiteral("details_get_device_os_version");
         return details == reinterpret_cast<deviceinfo_details_t *>(&m_details) ? version.constData()
-                                                                                 : nullptr;
+                                                                               : nullptr;
     }
 
     int getDetailsResult = 0;
@@ -125,7 +126,8 @@ class FakeOms
 public:
     FakeOms()
         : core(new FakeCore(calls)), deviceInfo(new FakeDeviceInfo(calls)),
-          navigator(new FakeNavigator(calls)), api(new ommock::OmsApi(*core, *deviceInfo, *navigator))
+          navigator(new FakeNavigator(calls)),
+          api(new ommock::OmsApi(*core, *deviceInfo, *navigator))
     {
         if (ommock::omsApiInstance)
             ommock::OmsApi::unsetInstance(*ommock::omsApiInstance);

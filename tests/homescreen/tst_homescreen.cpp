@@ -64,8 +64,7 @@ void writeFile(const QString &path, const QByteArray &content = "not really an i
 
 // Calls @p getter without running the event loop until it gives @p expected
 // (the state arrives from the broker's thread), and gives the last value.
-template<typename Getter, typename Value>
-Value pollWithoutEvents(Getter getter, Value expected)
+template <typename Getter, typename Value> Value pollWithoutEvents(Getter getter, Value expected)
 {
     QDeadlineTimer deadline(10000);
     Value value = getter();
@@ -158,7 +157,8 @@ private Q_SLOTS:
     {
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("notLocked")}});
         auto *home = new HomeScreen;
-        QCOMPARE(m_oms->calls, QStringList({QStringLiteral("initialize"), QStringLiteral("request_events(0)")}));
+        QCOMPARE(m_oms->calls,
+                 QStringList({QStringLiteral("initialize"), QStringLiteral("request_events(0)")}));
         delete home;
         QCOMPARE(m_oms->calls.last(), QStringLiteral("shutdown"));
         QCOMPARE(m_oms->calls.size(), 3);
@@ -173,11 +173,13 @@ private Q_SLOTS:
         HomeScreen home;
         QSignalSpy lock(&home, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
         QSignalSpy bedside(&home, &HomeScreen::bedsideModeActiveChanged);
-        QSignalSpy wallpaper(&home, QOverload<WallpaperLockState::Type>::of(&HomeScreen::wallpaperLockStateChanged));
+        QSignalSpy wallpaper(
+            &home, QOverload<WallpaperLockState::Type>::of(&HomeScreen::wallpaperLockStateChanged));
         QCOMPARE(home.lockState(), DeviceLockState::PasswordLocked);
         QCOMPARE(home.isBedsideModeActive(), true);
         QCOMPARE(home.wallpaperLockState(), WallpaperLockState::Locked);
-        QCOMPARE(home.property("lockState").value<DeviceLockState::Type>(), DeviceLockState::PasswordLocked);
+        QCOMPARE(home.property("lockState").value<DeviceLockState::Type>(),
+                 DeviceLockState::PasswordLocked);
         QCOMPARE(lock.count(), 0);
         QCOMPARE(bedside.count(), 0);
         QCOMPARE(wallpaper.count(), 0);
@@ -188,9 +190,10 @@ private Q_SLOTS:
     {
         omtest::WarningCapture capture;
         HomeScreen home;
-        QCOMPARE(capture.warnings(),
-                 QStringList({QStringLiteral("HomeScreen - Failed to open state PPS object:  \"%1\"")
-                                  .arg(QString::fromLocal8Bit(std::strerror(ENOENT)))}));
+        QCOMPARE(
+            capture.warnings(),
+            QStringList({QStringLiteral("HomeScreen - Failed to open state PPS object:  \"%1\"")
+                             .arg(QString::fromLocal8Bit(std::strerror(ENOENT)))}));
         QSignalSpy lock(&home, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
 
         // The object appears later; a HomeScreen made now hears of it, the
@@ -198,7 +201,8 @@ private Q_SLOTS:
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("notLocked")},
                  {QStringLiteral("bedsideMode"), true}});
         HomeScreen later;
-        QSignalSpy laterLock(&later, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
+        QSignalSpy laterLock(&later,
+                             QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("screenLocked")}});
         QVERIFY(laterLock.wait());
 
@@ -215,13 +219,20 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariant>("text"); // invalid: the attribute is removed
         QTest::addColumn<DeviceLockState::Type>("expected");
-        QTest::newRow("notLocked") << QVariant(QStringLiteral("notLocked")) << DeviceLockState::Unlocked;
-        QTest::newRow("screenLocked") << QVariant(QStringLiteral("screenLocked")) << DeviceLockState::ScreenLocked;
-        QTest::newRow("passwordLocked") << QVariant(QStringLiteral("passwordLocked")) << DeviceLockState::PasswordLocked;
-        QTest::newRow("pinBlocked") << QVariant(QStringLiteral("pinBlocked")) << DeviceLockState::PinBlocked;
-        QTest::newRow("other case") << QVariant(QStringLiteral("NotLocked")) << DeviceLockState::Unknown;
-        QTest::newRow("trailing blank") << QVariant(QStringLiteral("screenLocked ")) << DeviceLockState::Unknown;
-        QTest::newRow("unknown text") << QVariant(QStringLiteral("locked")) << DeviceLockState::Unknown;
+        QTest::newRow("notLocked")
+            << QVariant(QStringLiteral("notLocked")) << DeviceLockState::Unlocked;
+        QTest::newRow("screenLocked")
+            << QVariant(QStringLiteral("screenLocked")) << DeviceLockState::ScreenLocked;
+        QTest::newRow("passwordLocked")
+            << QVariant(QStringLiteral("passwordLocked")) << DeviceLockState::PasswordLocked;
+        QTest::newRow("pinBlocked")
+            << QVariant(QStringLiteral("pinBlocked")) << DeviceLockState::PinBlocked;
+        QTest::newRow("other case")
+            << QVariant(QStringLiteral("NotLocked")) << DeviceLockState::Unknown;
+        QTest::newRow("trailing blank")
+            << QVariant(QStringLiteral("screenLocked ")) << DeviceLockState::Unknown;
+        QTest::newRow("unknown text")
+            << QVariant(QStringLiteral("locked")) << DeviceLockState::Unknown;
         QTest::newRow("empty") << QVariant(QString()) << DeviceLockState::Unknown;
         QTest::newRow("a number") << QVariant(2) << DeviceLockState::Unknown;
         QTest::newRow("absent") << QVariant() << DeviceLockState::Unknown;
@@ -232,10 +243,11 @@ private Q_SLOTS:
         QFETCH(QVariant, text);
         QFETCH(DeviceLockState::Type, expected);
         const QString start = expected == DeviceLockState::Unlocked ? QStringLiteral("pinBlocked")
-                                                                     : QStringLiteral("notLocked");
+                                                                    : QStringLiteral("notLocked");
         publish({{QStringLiteral("isDeviceLocked"), start}});
         HomeScreen home;
-        QSignalSpy enumSpy(&home, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
+        QSignalSpy enumSpy(&home,
+                           QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
         QSignalSpy intSpy(&home, QOverload<int>::of(&HomeScreen::lockStateChanged));
 
         if (text.isValid())
@@ -250,8 +262,9 @@ private Q_SLOTS:
         // With nothing new, a getter is silent only while the lock state is known.
         omtest::WarningCapture capture;
         QCOMPARE(home.lockState(), expected);
-        QCOMPARE(capture.warnings(), expected == DeviceLockState::Unknown ? QStringList(readWarning(EAGAIN))
-                                                                          : QStringList());
+        QCOMPARE(capture.warnings(), expected == DeviceLockState::Unknown
+                                         ? QStringList(readWarning(EAGAIN))
+                                         : QStringList());
     }
 
     void wallpaperLockState_data()
@@ -259,11 +272,16 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("before"); // invalid: absent
         QTest::addColumn<QVariant>("after");
         QTest::addColumn<WallpaperLockState::Type>("expected");
-        QTest::newRow("absent to true") << QVariant() << QVariant(true) << WallpaperLockState::Locked;
-        QTest::newRow("absent to false") << QVariant() << QVariant(false) << WallpaperLockState::Unlocked;
-        QTest::newRow("true to false") << QVariant(true) << QVariant(false) << WallpaperLockState::Unlocked;
-        QTest::newRow("true to absent") << QVariant(true) << QVariant() << WallpaperLockState::Unknown;
-        QTest::newRow("false to absent") << QVariant(false) << QVariant() << WallpaperLockState::Unknown;
+        QTest::newRow("absent to true")
+            << QVariant() << QVariant(true) << WallpaperLockState::Locked;
+        QTest::newRow("absent to false")
+            << QVariant() << QVariant(false) << WallpaperLockState::Unlocked;
+        QTest::newRow("true to false")
+            << QVariant(true) << QVariant(false) << WallpaperLockState::Unlocked;
+        QTest::newRow("true to absent")
+            << QVariant(true) << QVariant() << WallpaperLockState::Unknown;
+        QTest::newRow("false to absent")
+            << QVariant(false) << QVariant() << WallpaperLockState::Unknown;
     }
 
     void wallpaperLockState()
@@ -276,7 +294,8 @@ private Q_SLOTS:
             initial.insert(QStringLiteral("isWallpaperLocked"), before);
         publish(initial);
         HomeScreen home;
-        QSignalSpy enumSpy(&home, QOverload<WallpaperLockState::Type>::of(&HomeScreen::wallpaperLockStateChanged));
+        QSignalSpy enumSpy(
+            &home, QOverload<WallpaperLockState::Type>::of(&HomeScreen::wallpaperLockStateChanged));
         QSignalSpy intSpy(&home, QOverload<int>::of(&HomeScreen::wallpaperLockStateChanged));
 
         if (after.isValid())
@@ -323,8 +342,11 @@ private Q_SLOTS:
                 [&](int state) { seen << QStringLiteral("lock int %1").arg(state); });
         connect(&home, &HomeScreen::bedsideModeActiveChanged, this,
                 [&](bool on) { seen << QStringLiteral("bedside %1").arg(on); });
-        connect(&home, QOverload<WallpaperLockState::Type>::of(&HomeScreen::wallpaperLockStateChanged), this,
-                [&](WallpaperLockState::Type state) { seen << QStringLiteral("wallpaper %1").arg(int(state)); });
+        connect(&home,
+                QOverload<WallpaperLockState::Type>::of(&HomeScreen::wallpaperLockStateChanged),
+                this, [&](WallpaperLockState::Type state) {
+                    seen << QStringLiteral("wallpaper %1").arg(int(state));
+                });
         connect(&home, QOverload<int>::of(&HomeScreen::wallpaperLockStateChanged), this,
                 [&](int state) { seen << QStringLiteral("wallpaper int %1").arg(state); });
 
@@ -332,9 +354,10 @@ private Q_SLOTS:
                  {QStringLiteral("bedsideMode"), true},
                  {QStringLiteral("isWallpaperLocked"), true}});
         QTRY_COMPARE(seen.size(), 6);
-        QCOMPARE(seen, QStringList({QStringLiteral("lock 4"), QStringLiteral("fields 4 1 1"),
-                                    QStringLiteral("lock int 4"), QStringLiteral("bedside 1"),
-                                    QStringLiteral("wallpaper 1"), QStringLiteral("wallpaper int 1")}));
+        QCOMPARE(seen,
+                 QStringList({QStringLiteral("lock 4"), QStringLiteral("fields 4 1 1"),
+                              QStringLiteral("lock int 4"), QStringLiteral("bedside 1"),
+                              QStringLiteral("wallpaper 1"), QStringLiteral("wallpaper int 1")}));
     }
 
     void getterEmitsWhileDataWaits()
@@ -369,9 +392,11 @@ private Q_SLOTS:
         QTest::newRow("bedside mode only")
             << QVariantMap({{QStringLiteral("bedsideMode"), true}}) << 0 << true;
         QTest::newRow("unknown lock text")
-            << QVariantMap({{QStringLiteral("isDeviceLocked"), QStringLiteral("asleep")}}) << 0 << true;
+            << QVariantMap({{QStringLiteral("isDeviceLocked"), QStringLiteral("asleep")}}) << 0
+            << true;
         QTest::newRow("lock state known")
-            << QVariantMap({{QStringLiteral("isDeviceLocked"), QStringLiteral("screenLocked")}}) << 0 << false;
+            << QVariantMap({{QStringLiteral("isDeviceLocked"), QStringLiteral("screenLocked")}})
+            << 0 << false;
     }
 
     void readWarnings()
@@ -383,7 +408,8 @@ private Q_SLOTS:
         omtest::WarningCapture capture;
         HomeScreen home;
         const QString warning = readWarning(EAGAIN);
-        QCOMPARE(capture.warnings(), QStringList(QVector<QString>(warningsAtConstruction, warning).toList()));
+        QCOMPARE(capture.warnings(),
+                 QStringList(QVector<QString>(warningsAtConstruction, warning).toList()));
         capture.clear();
 
         QSignalSpy lock(&home, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
@@ -392,7 +418,8 @@ private Q_SLOTS:
         home.wallpaperLockState();
         QCOMPARE(home.lockState(), before);
         QCOMPARE(lock.count(), 0);
-        QCOMPARE(capture.warnings(), getterWarns ? QStringList(QVector<QString>(4, warning).toList()) : QStringList());
+        QCOMPARE(capture.warnings(),
+                 getterWarns ? QStringList(QVector<QString>(4, warning).toList()) : QStringList());
     }
 
     void undecodableDataKeepsOldValues()
@@ -403,7 +430,8 @@ private Q_SLOTS:
         QSignalSpy lock(&home, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
         omtest::WarningCapture capture;
         QVERIFY(m_state->publishRaw("broken:json:{\"a\":\n"));
-        QTRY_COMPARE(capture.warnings(), QStringList(QStringLiteral("HomeScreen - failed to decode state PPS data")));
+        QTRY_COMPARE(capture.warnings(),
+                     QStringList(QStringLiteral("HomeScreen - failed to decode state PPS data")));
         QCOMPARE(home.lockState(), DeviceLockState::PasswordLocked);
         QCOMPARE(home.isBedsideModeActive(), true);
         QCOMPARE(lock.count(), 0);
@@ -414,8 +442,10 @@ private Q_SLOTS:
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("notLocked")}});
         HomeScreen first;
         HomeScreen second;
-        QSignalSpy firstSpy(&first, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
-        QSignalSpy secondSpy(&second, QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
+        QSignalSpy firstSpy(&first,
+                            QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
+        QSignalSpy secondSpy(&second,
+                             QOverload<DeviceLockState::Type>::of(&HomeScreen::lockStateChanged));
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("screenLocked")}});
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("pinBlocked")}});
         QTRY_COMPARE(firstSpy.count(), 2);
@@ -430,40 +460,47 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<std::function<void(QDir)>>("prepare");
-        QTest::addColumn<QString>("warning"); // %1: the absolute path; empty: none
+        QTest::addColumn<QString>("warning");       // %1: the absolute path; empty: none
         QTest::addColumn<QString>("navigatorPath"); // relative to the directory; empty: not called
 
         const auto plain = [](const QString &name) {
             return std::function<void(QDir)>([name](QDir dir) { writeFile(dir.filePath(name)); });
         };
-        QTest::newRow("png") << "a.png" << plain("a.png") << "" << "a.png";
-        QTest::newRow("upper-case suffix") << "B.JPG" << plain("B.JPG") << "" << "B.JPG";
-        QTest::newRow("mixed-case suffix") << "c.JfIf" << plain("c.JfIf") << "" << "c.JfIf";
-        QTest::newRow("text with an image suffix") << "notes.jpe" << plain("notes.jpe") << "" << "notes.jpe";
-        QTest::newRow("symbolic link")
-            << "link.png"
-            << std::function<void(QDir)>([](QDir dir) {
-                   writeFile(dir.filePath("target.png"));
-                   QFile::link(dir.filePath("target.png"), dir.filePath("link.png"));
-               })
-            << "" << "target.png";
+        QTest::newRow("png") << "a.png" << plain("a.png") << ""
+                             << "a.png";
+        QTest::newRow("upper-case suffix") << "B.JPG" << plain("B.JPG") << ""
+                                           << "B.JPG";
+        QTest::newRow("mixed-case suffix") << "c.JfIf" << plain("c.JfIf") << ""
+                                           << "c.JfIf";
+        QTest::newRow("text with an image suffix") << "notes.jpe" << plain("notes.jpe") << ""
+                                                   << "notes.jpe";
+        QTest::newRow("symbolic link") << "link.png" << std::function<void(QDir)>([](QDir dir) {
+            writeFile(dir.filePath("target.png"));
+            QFile::link(dir.filePath("target.png"), dir.filePath("link.png"));
+        }) << ""
+                                       << "target.png";
         QTest::newRow("no suffix") << "picture" << plain("picture")
-                                   << "HomeScreen - File \"%1\" is not a recognized image file." << "";
-        QTest::newRow("other image suffix") << "anim.gif" << plain("anim.gif")
-                                            << "HomeScreen - File \"%1\" is not a recognized image file." << "";
+                                   << "HomeScreen - File \"%1\" is not a recognized image file."
+                                   << "";
+        QTest::newRow("other image suffix")
+            << "anim.gif" << plain("anim.gif")
+            << "HomeScreen - File \"%1\" is not a recognized image file."
+            << "";
         QTest::newRow("missing") << "missing.png" << std::function<void(QDir)>([](QDir) {})
-                                 << "HomeScreen - Path \"%1\" does not exist." << "";
-        QTest::newRow("dangling link")
-            << "dangling.png"
-            << std::function<void(QDir)>([](QDir dir) { QFile::link(dir.filePath("gone.png"), dir.filePath("dangling.png")); })
-            << "HomeScreen - Path \"%1\" does not exist." << "";
+                                 << "HomeScreen - Path \"%1\" does not exist."
+                                 << "";
+        QTest::newRow("dangling link") << "dangling.png" << std::function<void(QDir)>([](QDir dir) {
+            QFile::link(dir.filePath("gone.png"), dir.filePath("dangling.png"));
+        }) << "HomeScreen - Path \"%1\" does not exist."
+                                       << "";
         QTest::newRow("directory")
             << "folder.png" << std::function<void(QDir)>([](QDir dir) { dir.mkdir("folder.png"); })
-            << "HomeScreen - Path \"%1\" is a directory, not a file." << "";
-        QTest::newRow("fifo")
-            << "pipe.png"
-            << std::function<void(QDir)>([](QDir dir) { ::mkfifo(QFile::encodeName(dir.filePath("pipe.png")).constData(), 0644); })
-            << "HomeScreen - Path \"%1\" is a directory, not a file." << "";
+            << "HomeScreen - Path \"%1\" is a directory, not a file."
+            << "";
+        QTest::newRow("fifo") << "pipe.png" << std::function<void(QDir)>([](QDir dir) {
+            ::mkfifo(QFile::encodeName(dir.filePath("pipe.png")).constData(), 0644);
+        }) << "HomeScreen - Path \"%1\" is a directory, not a file."
+                              << "";
     }
 
     void wallpaperFileChecks()
@@ -476,13 +513,15 @@ private Q_SLOTS:
         prepare(dir);
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("notLocked")}});
         HomeScreen home;
-        QSignalSpy finished(&home, QOverload<const QUrl &, WallpaperResult::Type>::of(&HomeScreen::wallpaperFinished));
+        QSignalSpy finished(&home, QOverload<const QUrl &, WallpaperResult::Type>::of(
+                                       &HomeScreen::wallpaperFinished));
         m_oms->calls.clear();
         omtest::WarningCapture capture;
 
         const bool accepted = home.setWallpaper(QUrl::fromLocalFile(dir.filePath(name)));
         QCOMPARE(accepted, warning.isEmpty());
-        QCOMPARE(capture.warnings(), warning.isEmpty() ? QStringList() : QStringList(warning.arg(dir.filePath(name))));
+        QCOMPARE(capture.warnings(),
+                 warning.isEmpty() ? QStringList() : QStringList(warning.arg(dir.filePath(name))));
         if (navigatorPath.isEmpty()) {
             QCOMPARE(m_oms->calls, QStringList());
             QCOMPARE(finished.count(), 0);
@@ -507,10 +546,12 @@ private Q_SLOTS:
             omtest::WarningCapture capture;
             const bool accepted = home.setWallpaper(QUrl::fromLocalFile(path));
             return QStringList({accepted ? QStringLiteral("accepted") : QStringLiteral("refused"),
-                                capture.warnings().join(QLatin1Char('|')), m_oms->calls.join(QLatin1Char('|'))})
+                                capture.warnings().join(QLatin1Char('|')),
+                                m_oms->calls.join(QLatin1Char('|'))})
                 .join(QLatin1Char('\n'));
         });
-        QCOMPARE(outcome, QStringLiteral("refused\nHomeScreen - File \"%1\" cannot be read.\n").arg(path));
+        QCOMPARE(outcome,
+                 QStringLiteral("refused\nHomeScreen - File \"%1\" cannot be read.\n").arg(path));
     }
 
     void wallpaperUrls_data()
@@ -521,7 +562,8 @@ private Q_SLOTS:
         QTest::newRow("relative path") << QUrl(QStringLiteral("wall.png")) << true;
         QTest::newRow("empty URL") << QUrl() << false;
         QTest::newRow("remote URL") << QUrl(QStringLiteral("http://example.com/wall.png")) << false;
-        QTest::newRow("file URL of another host") << QUrl(QStringLiteral("file://elsewhere/wall.png")) << false;
+        QTest::newRow("file URL of another host")
+            << QUrl(QStringLiteral("file://elsewhere/wall.png")) << false;
     }
 
     void wallpaperUrls()
@@ -533,7 +575,8 @@ private Q_SLOTS:
         QDir::setCurrent(m_files->path());
         publish({{QStringLiteral("isDeviceLocked"), QStringLiteral("notLocked")}});
         HomeScreen home;
-        QSignalSpy finished(&home, QOverload<const QUrl &, WallpaperResult::Type>::of(&HomeScreen::wallpaperFinished));
+        QSignalSpy finished(&home, QOverload<const QUrl &, WallpaperResult::Type>::of(
+                                       &HomeScreen::wallpaperFinished));
         m_oms->calls.clear();
         omtest::WarningCapture capture;
         const bool accepted = home.setWallpaper(url);
@@ -542,7 +585,8 @@ private Q_SLOTS:
         QCOMPARE(accepted, navigatorCalled);
         QCOMPARE(capture.warnings(), QStringList());
         if (navigatorCalled) {
-            const QString canonical = QFileInfo(file(QStringLiteral("wall.png"))).canonicalFilePath();
+            const QString canonical =
+                QFileInfo(file(QStringLiteral("wall.png"))).canonicalFilePath();
             QCOMPARE(m_oms->calls, QStringList(QStringLiteral("set_wallpaper(%1)").arg(canonical)));
             QCOMPARE(finished.count(), 1);
             QCOMPARE(finished.at(0).at(0).toUrl(), url); // the URL as the caller gave it
@@ -574,18 +618,21 @@ private Q_SLOTS:
         HomeScreen home;
         m_oms->navigator->result = result;
         m_oms->navigator->error = error;
-        QSignalSpy enumSpy(&home, QOverload<const QUrl &, WallpaperResult::Type>::of(&HomeScreen::wallpaperFinished));
+        QSignalSpy enumSpy(&home, QOverload<const QUrl &, WallpaperResult::Type>::of(
+                                      &HomeScreen::wallpaperFinished));
         QSignalSpy intSpy(&home, QOverload<const QUrl &, int>::of(&HomeScreen::wallpaperFinished));
         QStringList order;
-        connect(&home, QOverload<const QUrl &, WallpaperResult::Type>::of(&HomeScreen::wallpaperFinished), this,
-                [&]() { order << QStringLiteral("enum"); });
+        connect(&home,
+                QOverload<const QUrl &, WallpaperResult::Type>::of(&HomeScreen::wallpaperFinished),
+                this, [&]() { order << QStringLiteral("enum"); });
         connect(&home, QOverload<const QUrl &, int>::of(&HomeScreen::wallpaperFinished), this,
                 [&]() { order << QStringLiteral("int"); });
         omtest::WarningCapture capture;
 
         const QUrl url = QUrl::fromLocalFile(path);
         QCOMPARE(home.setWallpaper(url), result == 0);
-        QCOMPARE(capture.warnings(), result == 0 ? QStringList() : QStringList(wallpaperWarning(error)));
+        QCOMPARE(capture.warnings(),
+                 result == 0 ? QStringList() : QStringList(wallpaperWarning(error)));
         QCOMPARE(enumSpy.count(), 1);
         QCOMPARE(enumSpy.at(0).at(0).toUrl(), url);
         QCOMPARE(enumSpy.at(0).at(1).value<WallpaperResult::Type>(), expected);
@@ -600,27 +647,43 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("label");
         QTest::addColumn<QUrl>("url");
-        QTest::addColumn<QString>("icon"); // name in the directory; empty: an empty URL
-        QTest::addColumn<QString>("warning"); // %1: the icon's absolute path
+        QTest::addColumn<QString>("icon");      // name in the directory; empty: an empty URL
+        QTest::addColumn<QString>("warning");   // %1: the icon's absolute path
         QTest::addColumn<QString>("sentLabel"); // empty: navigator not called
 
         const QUrl url(QStringLiteral("http://example.com/app?x=1"));
-        QTest::newRow("plain") << "My App" << url << "icon.png" << "" << "My App";
-        QTest::newRow("blanks simplified") << "  My \t  App \n" << url << "icon.png" << "" << "My App";
-        QTest::newRow("upper-case icon suffix") << "A" << url << "ICON.PNG" << "" << "A";
+        QTest::newRow("plain") << "My App" << url << "icon.png"
+                               << ""
+                               << "My App";
+        QTest::newRow("blanks simplified") << "  My \t  App \n"
+                                           << url << "icon.png"
+                                           << ""
+                                           << "My App";
+        QTest::newRow("upper-case icon suffix") << "A" << url << "ICON.PNG"
+                                                << ""
+                                                << "A";
         QTest::newRow("blank label") << "   \t" << url << "icon.png"
-                                     << "HomeScreen - Shortcut label cannot be empty." << "";
+                                     << "HomeScreen - Shortcut label cannot be empty."
+                                     << "";
         QTest::newRow("empty label") << "" << url << "icon.png"
-                                     << "HomeScreen - Shortcut label cannot be empty." << "";
+                                     << "HomeScreen - Shortcut label cannot be empty."
+                                     << "";
         QTest::newRow("label checked before URL") << " " << QUrl() << "icon.png"
-                                                  << "HomeScreen - Shortcut label cannot be empty." << "";
+                                                  << "HomeScreen - Shortcut label cannot be empty."
+                                                  << "";
         QTest::newRow("empty URL") << "A" << QUrl() << "icon.png"
-                                   << "HomeScreen - Shortcut URL cannot be empty." << "";
-        QTest::newRow("empty icon URL") << "A" << url << "" << "" << "";
+                                   << "HomeScreen - Shortcut URL cannot be empty."
+                                   << "";
+        QTest::newRow("empty icon URL") << "A" << url << ""
+                                        << ""
+                                        << "";
         QTest::newRow("missing icon") << "A" << url << "none.png"
-                                      << "HomeScreen - Path \"%1\" does not exist." << "";
-        QTest::newRow("icon not an image") << "A" << url << "icon.txt"
-                                           << "HomeScreen - File \"%1\" is not a recognized image file." << "";
+                                      << "HomeScreen - Path \"%1\" does not exist."
+                                      << "";
+        QTest::newRow("icon not an image")
+            << "A" << url << "icon.txt"
+            << "HomeScreen - File \"%1\" is not a recognized image file."
+            << "";
     }
 
     void shortcutArguments()
@@ -659,7 +722,8 @@ private Q_SLOTS:
         QTest::newRow("added") << 0 << 0 << QByteArray();
         QTest::newRow("added, with a text to free") << 0 << 0 << QByteArray("fine");
         QTest::newRow("duplicate URL")
-            << -1 << EEXIST << QByteArray("a shortcut for http://example.com is already on the home screen");
+            << -1 << EEXIST
+            << QByteArray("a shortcut for http://example.com is already on the home screen");
         QTest::newRow("refused without text") << -1 << ETIMEDOUT << QByteArray();
         QTest::newRow("refused with empty text") << -1 << EIO << QByteArray("");
     }
@@ -678,15 +742,18 @@ private Q_SLOTS:
         m_oms->calls.clear();
         omtest::WarningCapture capture;
 
-        QCOMPARE(home.addShortcut(QUrl::fromLocalFile(file(QStringLiteral("icon.png"))), QStringLiteral("Shop"),
+        QCOMPARE(home.addShortcut(QUrl::fromLocalFile(file(QStringLiteral("icon.png"))),
+                                  QStringLiteral("Shop"),
                                   QUrl(QStringLiteral("http://example.com"))),
                  result == 0);
-        QCOMPARE(capture.warnings(), result == 0 ? QStringList()
-                                                 : QStringList(shortcutWarning(error, QString::fromUtf8(errorText))));
+        QCOMPARE(capture.warnings(),
+                 result == 0 ? QStringList()
+                             : QStringList(shortcutWarning(error, QString::fromUtf8(errorText))));
         // Whatever the result, a text handed back is released, once.
         QCOMPARE(m_oms->core->freed.size(), errorText.isNull() ? 0 : 1);
         if (!errorText.isNull())
-            QCOMPARE(m_oms->calls.last(), QStringLiteral("free(%1)").arg(QString::fromUtf8(errorText)));
+            QCOMPARE(m_oms->calls.last(),
+                     QStringLiteral("free(%1)").arg(QString::fromUtf8(errorText)));
     }
 };
 

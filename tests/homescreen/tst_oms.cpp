@@ -156,8 +156,12 @@ private Q_SLOTS:
     void shutdownHandlersRunAtTheLastShutdown()
     {
         QStringList calls;
-        const auto note = [](void *data) { static_cast<QStringList *>(data)->append(QStringLiteral("a")); };
-        const auto noteB = [](void *data) { static_cast<QStringList *>(data)->append(QStringLiteral("b")); };
+        const auto note = [](void *data) {
+            static_cast<QStringList *>(data)->append(QStringLiteral("a"));
+        };
+        const auto noteB = [](void *data) {
+            static_cast<QStringList *>(data)->append(QStringLiteral("b"));
+        };
         QCOMPARE(oms_initialize(), 0);
         QCOMPARE(oms_initialize(), 0);
         QCOMPARE(oms_register_shutdown_handler(note, &calls), 0);
@@ -182,7 +186,8 @@ private Q_SLOTS:
             return QList<Answer>{{FakeServer::okAnswer(r.attributes), {}, {}, 0}};
         }) << 0 << 0;
         QTest::newRow("locked") << Rule([](const Received &r) {
-            return QList<Answer>{{refusal(r, QStringLiteral("the wallpaper is locked"), EPERM), {}, {}, 0}};
+            return QList<Answer>{
+                {refusal(r, QStringLiteral("the wallpaper is locked"), EPERM), {}, {}, 0}};
         }) << -1 << int(EPERM);
         QTest::newRow("refused without errno") << Rule([](const Received &r) {
             return QList<Answer>{{refusal(r, QStringLiteral("no")), {}, {}, 0}};
@@ -192,7 +197,8 @@ private Q_SLOTS:
             other.insert(QStringLiteral("id"), QStringLiteral("someone-else"));
             QVariantMap noId = refusal(r, QStringLiteral("no id"), EPERM);
             noId.remove(QStringLiteral("id"));
-            return QList<Answer>{{other, {}, {}, 0}, {noId, {}, {}, 0},
+            return QList<Answer>{{other, {}, {}, 0},
+                                 {noId, {}, {}, 0},
                                  {{}, QByteArray("broken:json:{\n"), {}, 0},
                                  {FakeServer::okAnswer(r.attributes), {}, {}, 0}};
         }) << 0 << 0;
@@ -212,7 +218,8 @@ private Q_SLOTS:
             QCOMPARE(errno, error);
         QCOMPARE(m_navigator->received().size(), 1);
         QCOMPARE(m_navigator->last().msg(), QStringLiteral("setWallpaper"));
-        QCOMPARE(m_navigator->last().dat(), QVariantMap({{QStringLiteral("path"), QStringLiteral("/home/user/sea.png")}}));
+        QCOMPARE(m_navigator->last().dat(),
+                 QVariantMap({{QStringLiteral("path"), QStringLiteral("/home/user/sea.png")}}));
     }
 
     void wallpaperArgumentsChecked_data()
@@ -292,10 +299,10 @@ private Q_SLOTS:
         QTest::addColumn<int>("error");
         QTest::addColumn<QByteArray>("errText"); // null: *err left alone
         QTest::newRow("added") << QVariant() << QString() << 0 << 0 << QByteArray();
-        QTest::newRow("duplicate") << QVariant(EEXIST) << QStringLiteral("already there") << -1 << int(EEXIST)
-                                   << QByteArray("already there");
-        QTest::newRow("refused without text") << QVariant(EACCES) << QString() << -1 << int(EACCES)
-                                              << QByteArray("");
+        QTest::newRow("duplicate") << QVariant(EEXIST) << QStringLiteral("already there") << -1
+                                   << int(EEXIST) << QByteArray("already there");
+        QTest::newRow("refused without text")
+            << QVariant(EACCES) << QString() << -1 << int(EACCES) << QByteArray("");
     }
 
     void shortcut()
@@ -316,7 +323,9 @@ private Q_SLOTS:
         Initialized oms;
         char *err = nullptr;
         errno = 0;
-        QCOMPARE(navigator_add_uri("/icons/shop.png", "Shop", "Any", "http://shop.example.com", &err), result);
+        QCOMPARE(
+            navigator_add_uri("/icons/shop.png", "Shop", "Any", "http://shop.example.com", &err),
+            result);
         if (result != 0)
             QCOMPARE(errno, error);
         if (errText.isNull()) {
@@ -328,10 +337,11 @@ private Q_SLOTS:
             oms_free(err);
         }
         QCOMPARE(m_navigator->last().msg(), QStringLiteral("addShortcut"));
-        QCOMPARE(m_navigator->last().dat(), QVariantMap({{QStringLiteral("icon"), QStringLiteral("/icons/shop.png")},
-                                                         {QStringLiteral("label"), QStringLiteral("Shop")},
-                                                         {QStringLiteral("category"), QStringLiteral("Any")},
-                                                         {QStringLiteral("url"), QStringLiteral("http://shop.example.com")}}));
+        QCOMPARE(m_navigator->last().dat(),
+                 QVariantMap({{QStringLiteral("icon"), QStringLiteral("/icons/shop.png")},
+                              {QStringLiteral("label"), QStringLiteral("Shop")},
+                              {QStringLiteral("category"), QStringLiteral("Any")},
+                              {QStringLiteral("url"), QStringLiteral("http://shop.example.com")}}));
     }
 
     void shortcutArgumentsChecked()
@@ -353,8 +363,9 @@ private Q_SLOTS:
         m_navigator->answerOk(QStringLiteral("clearBadge"));
         const QString app = om::PackageInfo().name();
         QCOMPARE(navigator_set_badge(NAVIGATOR_BADGE_SPLAT), 0);
-        QCOMPARE(m_navigator->last().dat(), QVariantMap({{QStringLiteral("app"), app},
-                                                         {QStringLiteral("badge"), QStringLiteral("splat")}}));
+        QCOMPARE(m_navigator->last().dat(),
+                 QVariantMap({{QStringLiteral("app"), app},
+                              {QStringLiteral("badge"), QStringLiteral("splat")}}));
         QCOMPARE(navigator_clear_badge(), 0);
         QCOMPARE(m_navigator->last().msg(), QStringLiteral("clearBadge"));
         QCOMPARE(m_navigator->last().dat(), QVariantMap({{QStringLiteral("app"), app}}));
@@ -368,20 +379,33 @@ private Q_SLOTS:
         using Call = std::function<int(char **)>;
         QTest::addColumn<Call>("call");
         QTest::addColumn<bool>("givesText");
-        QTest::newRow("invoke") << Call([](char **err) { return navigator_invoke("http://x", err); }) << true;
-        QTest::newRow("open_file") << Call([](char **err) { return navigator_open_file("/a.txt", err); }) << true;
-        QTest::newRow("extend_timeout") << Call([](char **err) { return navigator_extend_timeout(100, err); }) << true;
-        QTest::newRow("request_swipe_start") << Call([](char **) { return navigator_request_swipe_start(); }) << false;
-        QTest::newRow("stop_swipe_start") << Call([](char **) { return navigator_stop_swipe_start(); }) << false;
-        QTest::newRow("rotation_lock") << Call([](char **) { return navigator_rotation_lock(true); }) << false;
-        QTest::newRow("set_orientation") << Call([](char **id) { return navigator_set_orientation(90, id); }) << false;
-        QTest::newRow("set_window_angle") << Call([](char **) { return navigator_set_window_angle(90); }) << false;
+        QTest::newRow("invoke") << Call([](char **err) {
+            return navigator_invoke("http://x", err);
+        }) << true;
+        QTest::newRow("open_file")
+            << Call([](char **err) { return navigator_open_file("/a.txt", err); }) << true;
+        QTest::newRow("extend_timeout")
+            << Call([](char **err) { return navigator_extend_timeout(100, err); }) << true;
+        QTest::newRow("request_swipe_start")
+            << Call([](char **) { return navigator_request_swipe_start(); }) << false;
+        QTest::newRow("stop_swipe_start")
+            << Call([](char **) { return navigator_stop_swipe_start(); }) << false;
+        QTest::newRow("rotation_lock")
+            << Call([](char **) { return navigator_rotation_lock(true); }) << false;
+        QTest::newRow("set_orientation")
+            << Call([](char **id) { return navigator_set_orientation(90, id); }) << false;
+        QTest::newRow("set_window_angle")
+            << Call([](char **) { return navigator_set_window_angle(90); }) << false;
         QTest::newRow("orientation_check_response")
-            << Call([](char **) { return navigator_orientation_check_response(nullptr, true); }) << false;
+            << Call([](char **) { return navigator_orientation_check_response(nullptr, true); })
+            << false;
         QTest::newRow("orientation_check_response_id")
-            << Call([](char **) { return navigator_orientation_check_response_id("1", false); }) << false;
-        QTest::newRow("done_orientation") << Call([](char **) { return navigator_done_orientation(nullptr); }) << false;
-        QTest::newRow("done_orientation_id") << Call([](char **) { return navigator_done_orientation_id("1"); }) << false;
+            << Call([](char **) { return navigator_orientation_check_response_id("1", false); })
+            << false;
+        QTest::newRow("done_orientation")
+            << Call([](char **) { return navigator_done_orientation(nullptr); }) << false;
+        QTest::newRow("done_orientation_id")
+            << Call([](char **) { return navigator_done_orientation_id("1"); }) << false;
     }
 
     void unsupported()
@@ -411,7 +435,8 @@ private Q_SLOTS:
         QCOMPARE(navigator_raw_write(text.constData(), unsigned(text.size())), 0);
         QVERIFY(m_navigator->waitForReceived(1));
         QCOMPARE(m_navigator->last().id(), QStringLiteral("raw-1"));
-        QCOMPARE(m_navigator->last().dat().value(QStringLiteral("app")).toString(), QStringLiteral("raw"));
+        QCOMPARE(m_navigator->last().dat().value(QStringLiteral("app")).toString(),
+                 QStringLiteral("raw"));
         const QByteArray huge(65 * 1024, 'x');
         QCOMPARE(navigator_raw_write(huge.constData(), unsigned(huge.size())), -1);
         QCOMPARE(errno, EMSGSIZE);
@@ -461,7 +486,8 @@ private Q_SLOTS:
         QTest::newRow("window state")
             << QVariantMap({{QStringLiteral("msg"), QStringLiteral("windowState")},
                             {QStringLiteral("dat"), QStringLiteral("thumbnail")}})
-            << int(NAVIGATOR_WINDOW_STATE) << QByteArray("thumbnail") << int(NAVIGATOR_WINDOW_THUMBNAIL) << -1;
+            << int(NAVIGATOR_WINDOW_STATE) << QByteArray("thumbnail")
+            << int(NAVIGATOR_WINDOW_THUMBNAIL) << -1;
         QTest::newRow("unknown window state")
             << QVariantMap({{QStringLiteral("msg"), QStringLiteral("windowState")},
                             {QStringLiteral("dat"), QStringLiteral("folded")}})
@@ -470,9 +496,9 @@ private Q_SLOTS:
             << QVariantMap({{QStringLiteral("msg"), QStringLiteral("orientation")},
                             {QStringLiteral("dat"), QStringLiteral("270")}})
             << int(NAVIGATOR_ORIENTATION) << QByteArray("270") << -1 << 270;
-        QTest::newRow("other")
-            << QVariantMap({{QStringLiteral("msg"), QStringLiteral("swipeDown")}})
-            << int(NAVIGATOR_OTHER) << QByteArray("") << -1 << -1;
+        QTest::newRow("other") << QVariantMap(
+                                      {{QStringLiteral("msg"), QStringLiteral("swipeDown")}})
+                               << int(NAVIGATOR_OTHER) << QByteArray("") << -1 << -1;
         QTest::newRow("nested data")
             << QVariantMap({{QStringLiteral("msg"), QStringLiteral("invokeResult")},
                             {QStringLiteral("dat"), QVariantMap({{QStringLiteral("k"), 1}})}})
@@ -557,7 +583,10 @@ private Q_SLOTS:
             QList<Answer> answers;
             if (r.msg() == QLatin1String("setBadge")) {
                 answers.append({{{QStringLiteral("msg"), QStringLiteral("deviceLockState")},
-                                 {QStringLiteral("dat"), QStringLiteral("pinBlocked")}}, {}, {}, 0});
+                                 {QStringLiteral("dat"), QStringLiteral("pinBlocked")}},
+                                {},
+                                {},
+                                0});
                 answers.append({FakeServer::okAnswer(r.attributes), {}, {}, 0});
             }
             return answers;
@@ -580,7 +609,10 @@ private Q_SLOTS:
             if (r.msg() == QLatin1String("setBadge")) {
                 for (int i = 0; i < sent; ++i)
                     answers.append({{{QStringLiteral("msg"), QStringLiteral("tick")},
-                                     {QStringLiteral("dat"), QString::number(i)}}, {}, {}, 0});
+                                     {QStringLiteral("dat"), QString::number(i)}},
+                                    {},
+                                    {},
+                                    0});
                 answers.append({FakeServer::okAnswer(r.attributes), {}, {}, 0});
             }
             return answers;
@@ -662,10 +694,16 @@ private Q_SLOTS:
         QCOMPARE(oms_get_event(&event, 0), 0);
 
         QStringList calls;
-        QCOMPARE(oms_register_channel_destroy_handler(
-                     [](void *d) { static_cast<QStringList *>(d)->append(QStringLiteral("first")); }, &calls), 0);
-        QCOMPARE(oms_register_channel_destroy_handler(
-                     [](void *d) { static_cast<QStringList *>(d)->append(QStringLiteral("second")); }, &calls), 0);
+        QCOMPARE(
+            oms_register_channel_destroy_handler(
+                [](void *d) { static_cast<QStringList *>(d)->append(QStringLiteral("first")); },
+                &calls),
+            0);
+        QCOMPARE(
+            oms_register_channel_destroy_handler(
+                [](void *d) { static_cast<QStringList *>(d)->append(QStringLiteral("second")); },
+                &calls),
+            0);
         QCOMPARE(oms_channel_destroy(chid), 0);
         QCOMPARE(calls, QStringList({QStringLiteral("second"), QStringLiteral("first")}));
         QCOMPARE(released, QList<oms_event_t *>({taken, queued}));
@@ -679,7 +717,8 @@ private Q_SLOTS:
         QCOMPARE(oms_channel_create(&chid, 0), 0);
         QCOMPARE(oms_channel_set_active(chid), 0);
         const int domain = oms_register_domain();
-        std::thread pusher([chid, domain]() { oms_channel_push_event(chid, makeEvent(domain, 5)); });
+        std::thread pusher(
+            [chid, domain]() { oms_channel_push_event(chid, makeEvent(domain, 5)); });
         oms_event_t *event = nullptr;
         QCOMPARE(oms_get_event(&event, -1), 0);
         pusher.join();
@@ -768,21 +807,39 @@ private Q_SLOTS:
     {
         using Call = std::function<int(char **)>;
         QTest::addColumn<Call>("call");
-        QTest::newRow("get_event without a place") << Call([](char **) { return oms_get_event(nullptr, 0); });
-        QTest::newRow("get_event without a channel")
-            << Call([](char **) { oms_event_t *e; return oms_get_event(&e, 0); });
-        QTest::newRow("get_event with a bad time-out")
-            << Call([](char **) { oms_event_t *e; return oms_get_event(&e, -2); });
-        QTest::newRow("channel_create with flags") << Call([](char **) { int c; return oms_channel_create(&c, 1); });
-        QTest::newRow("channel_create without a place") << Call([](char **) { return oms_channel_create(nullptr, 0); });
-        QTest::newRow("set_active of no channel") << Call([](char **) { return oms_channel_set_active(999999); });
-        QTest::newRow("push of nothing") << Call([](char **) { return oms_channel_push_event(1, nullptr); });
-        QTest::newRow("event of an unknown domain")
-            << Call([](char **) { oms_event_t *e; return oms_event_create(&e, 999999, 1, nullptr, nullptr); });
-        QTest::newRow("event code too large")
-            << Call([](char **) { oms_event_t *e; return oms_event_create(&e, unsigned(oms_register_domain()), unsigned(INT_MAX) + 1, nullptr, nullptr); });
-        QTest::newRow("domain of no event") << Call([](char **) { return oms_event_get_domain(nullptr); });
-        QTest::newRow("fd handler missing") << Call([](char **) { return oms_add_fd(0, OMS_IO_INPUT, nullptr, nullptr); });
+        QTest::newRow("get_event without a place")
+            << Call([](char **) { return oms_get_event(nullptr, 0); });
+        QTest::newRow("get_event without a channel") << Call([](char **) {
+            oms_event_t *e;
+            return oms_get_event(&e, 0);
+        });
+        QTest::newRow("get_event with a bad time-out") << Call([](char **) {
+            oms_event_t *e;
+            return oms_get_event(&e, -2);
+        });
+        QTest::newRow("channel_create with flags") << Call([](char **) {
+            int c;
+            return oms_channel_create(&c, 1);
+        });
+        QTest::newRow("channel_create without a place")
+            << Call([](char **) { return oms_channel_create(nullptr, 0); });
+        QTest::newRow("set_active of no channel")
+            << Call([](char **) { return oms_channel_set_active(999999); });
+        QTest::newRow("push of nothing")
+            << Call([](char **) { return oms_channel_push_event(1, nullptr); });
+        QTest::newRow("event of an unknown domain") << Call([](char **) {
+            oms_event_t *e;
+            return oms_event_create(&e, 999999, 1, nullptr, nullptr);
+        });
+        QTest::newRow("event code too large") << Call([](char **) {
+            oms_event_t *e;
+            return oms_event_create(&e, unsigned(oms_register_domain()), unsigned(INT_MAX) + 1,
+                                    nullptr, nullptr);
+        });
+        QTest::newRow("domain of no event")
+            << Call([](char **) { return oms_event_get_domain(nullptr); });
+        QTest::newRow("fd handler missing")
+            << Call([](char **) { return oms_add_fd(0, OMS_IO_INPUT, nullptr, nullptr); });
         QTest::newRow("destroy handler missing")
             << Call([](char **) { return oms_register_channel_destroy_handler(nullptr, nullptr); });
     }
@@ -829,9 +886,10 @@ private Q_SLOTS:
             QVERIFY2(properties.open(&why), qPrintable(why));
         }
         if (setup == 3)
-            QVERIFY(properties.publish({{QStringLiteral("osVersion"), QStringLiteral("10.3.2.2639")},
-                                        {QStringLiteral("deviceName"), QStringLiteral("Desk phone")},
-                                        {QStringLiteral("modelNumber"), QStringLiteral("X-1")}}));
+            QVERIFY(
+                properties.publish({{QStringLiteral("osVersion"), QStringLiteral("10.3.2.2639")},
+                                    {QStringLiteral("deviceName"), QStringLiteral("Desk phone")},
+                                    {QStringLiteral("modelNumber"), QStringLiteral("X-1")}}));
 
         deviceinfo_details_t *details = reinterpret_cast<deviceinfo_details_t *>(&setup);
         errno = 0;
@@ -842,10 +900,12 @@ private Q_SLOTS:
             return;
         }
         QVERIFY(details);
-        QCOMPARE(QByteArray(deviceinfo_details_get_device_os_version(details)), QByteArray("10.3.2.2639"));
+        QCOMPARE(QByteArray(deviceinfo_details_get_device_os_version(details)),
+                 QByteArray("10.3.2.2639"));
         QCOMPARE(QByteArray(deviceinfo_details_get_device_name(details)), QByteArray("Desk phone"));
         QCOMPARE(QByteArray(deviceinfo_details_get_model_number(details)), QByteArray("X-1"));
-        QCOMPARE(QByteArray(deviceinfo_details_get_serial_number(details)), QByteArray("")); // not published
+        QCOMPARE(QByteArray(deviceinfo_details_get_serial_number(details)),
+                 QByteArray("")); // not published
         deviceinfo_free_details(&details);
         QVERIFY(!details);
         deviceinfo_free_details(&details);

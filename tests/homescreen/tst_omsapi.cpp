@@ -142,7 +142,7 @@ private Q_SLOTS:
     {
         delete makeApi();
         QCOMPARE(destroyedParts, QStringList({QStringLiteral("core"), QStringLiteral("deviceInfo"),
-                                         QStringLiteral("navigator")}));
+                                              QStringLiteral("navigator")}));
     }
 
     void fatalSecondSetInstance_data()
@@ -156,7 +156,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, how);
         QProcess child;
-        child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--fatal-child"), how});
+        child.start(QCoreApplication::applicationFilePath(),
+                    {QStringLiteral("--fatal-child"), how});
         QVERIFY(child.waitForFinished(30000));
         QCOMPARE(child.exitStatus(), QProcess::CrashExit);
         const QList<QByteArray> lines = child.readAllStandardError().split('\n');

@@ -22,18 +22,19 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         QTest::addColumn<QStringList>("calls");
 
-        const QStringList fullRound = {
-            QStringLiteral("initialize"), QStringLiteral("get_details"),
-            QStringLiteral("details_get_device_os_version"), QStringLiteral("free_details"),
-            QStringLiteral("shutdown")};
-        QTest::newRow("a version") << 0 << 0 << QByteArray("10.3.2.2639") << "10.3.2.2639" << fullRound;
+        const QStringList fullRound = {QStringLiteral("initialize"), QStringLiteral("get_details"),
+                                       QStringLiteral("details_get_device_os_version"),
+                                       QStringLiteral("free_details"), QStringLiteral("shutdown")};
+        QTest::newRow("a version")
+            << 0 << 0 << QByteArray("10.3.2.2639") << "10.3.2.2639" << fullRound;
         QTest::newRow("a text of another form, unchanged")
             << 0 << 0 << QByteArray(" beta 7 (build x) ") << " beta 7 (build x) " << fullRound;
         QTest::newRow("an empty text") << 0 << 0 << QByteArray("") << "" << fullRound;
-        QTest::newRow("initialize fails")
-            << -1 << 0 << QByteArray("1.2.3.4") << "0.0.0.0" << QStringList({QStringLiteral("initialize")});
+        QTest::newRow("initialize fails") << -1 << 0 << QByteArray("1.2.3.4") << "0.0.0.0"
+                                          << QStringList({QStringLiteral("initialize")});
         QTest::newRow("initialize gives another non-zero")
-            << 3 << 0 << QByteArray("1.2.3.4") << "0.0.0.0" << QStringList({QStringLiteral("initialize")});
+            << 3 << 0 << QByteArray("1.2.3.4") << "0.0.0.0"
+            << QStringList({QStringLiteral("initialize")});
         QTest::newRow("get_details fails")
             << 0 << -1 << QByteArray("1.2.3.4") << "0.0.0.0"
             << QStringList({QStringLiteral("initialize"), QStringLiteral("get_details"),

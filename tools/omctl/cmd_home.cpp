@@ -45,7 +45,8 @@ bool parseSwitch(const QStringList &args, bool *on)
 int lock(const QStringList &args)
 {
     if (args.size() != 1 || !lockStates.contains(args.first()))
-        return usage(QStringLiteral("lock takes one of %1").arg(lockStates.join(QLatin1String(", "))));
+        return usage(
+            QStringLiteral("lock takes one of %1").arg(lockStates.join(QLatin1String(", "))));
     QVariantMap answer;
     return ask(QStringLiteral("lock"), QStringLiteral("setLockState"),
                {{QStringLiteral("state"), args.first()}}, &answer);
@@ -80,7 +81,8 @@ int home(const QStringList &args)
         return code;
     const QVariantMap dat = answer.value(QStringLiteral("dat")).toMap();
     const QString wallpaper = dat.value(QStringLiteral("wallpaper")).toString();
-    row(QStringLiteral("Wallpaper"), wallpaper.isEmpty() ? QStringLiteral("(the device's own)") : wallpaper);
+    row(QStringLiteral("Wallpaper"),
+        wallpaper.isEmpty() ? QStringLiteral("(the device's own)") : wallpaper);
     row(QStringLiteral("Lock state"), dat.value(QStringLiteral("lockState")).toString());
     row(QStringLiteral("Bedside mode"), onOff(dat.value(QStringLiteral("bedsideMode"))));
     row(QStringLiteral("Wallpaper lock"), onOff(dat.value(QStringLiteral("wallpaperLocked"))));
@@ -124,15 +126,18 @@ OMCTL_COMMAND({QStringLiteral("lock"),
 OMCTL_COMMAND({QStringLiteral("bedside"), QStringLiteral("<on|off>"),
                QStringLiteral("Turn bedside mode on or off."), QString(),
                [](const QStringList &args) {
-                   return switchCommand(QStringLiteral("bedside"), QStringLiteral("setBedsideMode"), args);
+                   return switchCommand(QStringLiteral("bedside"), QStringLiteral("setBedsideMode"),
+                                        args);
                }});
 
-OMCTL_COMMAND({QStringLiteral("wallpaper-lock"), QStringLiteral("<on|off>"),
-               QStringLiteral("Lock or unlock the wallpaper."),
-               QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."),
-               [](const QStringList &args) {
-                   return switchCommand(QStringLiteral("wallpaper-lock"), QStringLiteral("setWallpaperLock"), args);
-               }});
+OMCTL_COMMAND(
+    {QStringLiteral("wallpaper-lock"), QStringLiteral("<on|off>"),
+     QStringLiteral("Lock or unlock the wallpaper."),
+     QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."),
+     [](const QStringList &args) {
+         return switchCommand(QStringLiteral("wallpaper-lock"), QStringLiteral("setWallpaperLock"),
+                              args);
+     }});
 
 OMCTL_COMMAND({QStringLiteral("home"), QString(),
                QStringLiteral("Show the home screen: wallpaper, lock state, shortcuts, badges."),

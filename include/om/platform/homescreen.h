@@ -65,7 +65,8 @@ Q_SIGNALS:
     void lockStateChanged(om::platform::DeviceLockState::Type newState);
     void lockStateChanged(int newState);
     void bedsideModeActiveChanged(bool newState);
-    Q_REVISION(1) void wallpaperLockStateChanged(om::platform::WallpaperLockState::Type wallpaperLockState);
+    Q_REVISION(1)
+    void wallpaperLockStateChanged(om::platform::WallpaperLockState::Type wallpaperLockState);
     Q_REVISION(1) void wallpaperLockStateChanged(int wallpaperLockState);
     void wallpaperFinished(const QUrl &path, om::platform::WallpaperResult::Type result);
     void wallpaperFinished(const QUrl &path, int result);

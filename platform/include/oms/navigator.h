@@ -32,8 +32,9 @@ enum {
     NAVIGATOR_WINDOW_STATE = 0x01,      /* data: "fullscreen", "thumbnail" or "invisible" */
     NAVIGATOR_ORIENTATION_CHECK = 0x02, /* data: the angle */
     NAVIGATOR_ORIENTATION = 0x03,       /* data: the angle */
-    NAVIGATOR_DEVICE_LOCK_STATE = 0x04, /* data: "notLocked", "screenLocked", "passwordLocked" or "pinBlocked" */
-    NAVIGATOR_OTHER = 0xff              /* anything else; see navigator_event_get_extended_data() */
+    NAVIGATOR_DEVICE_LOCK_STATE =
+        0x04,              /* data: "notLocked", "screenLocked", "passwordLocked" or "pinBlocked" */
+    NAVIGATOR_OTHER = 0xff /* anything else; see navigator_event_get_extended_data() */
 };
 
 typedef enum {
@@ -42,9 +43,7 @@ typedef enum {
     NAVIGATOR_WINDOW_INVISIBLE = 2
 } navigator_window_state_t;
 
-typedef enum {
-    NAVIGATOR_BADGE_SPLAT = 0
-} navigator_badge_t;
+typedef enum { NAVIGATOR_BADGE_SPLAT = 0 } navigator_badge_t;
 
 /* Asks for the navigator's events in the active channel. flags must be 0.
  * Needs oms_initialize(). */

@@ -54,7 +54,8 @@ extern "C" {
 typedef struct oms_event_t oms_event_t;
 
 /* The data an event carries; what the fields mean is up to its domain. */
-typedef struct oms_event_payload_t {
+typedef struct oms_event_payload_t
+{
     uintptr_t data1;
     uintptr_t data2;
     uintptr_t data3;
@@ -118,8 +119,8 @@ OMSYS_EXPORT int oms_register_channel_destroy_handler(void (*handler)(void *), v
 /* Watches fd in the active channel: oms_get_event() calls handler with the
  * OMS_IO_* conditions that hold. A descriptor is watched once per channel
  * (EEXIST). */
-OMSYS_EXPORT int oms_add_fd(int fd, int io_events, int (*handler)(int fd, int io_events, void *data),
-                            void *data);
+OMSYS_EXPORT int oms_add_fd(int fd, int io_events,
+                            int (*handler)(int fd, int io_events, void *data), void *data);
 OMSYS_EXPORT int oms_remove_fd(int fd);
 
 /* Data of a domain in the active channel. */

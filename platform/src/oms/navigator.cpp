@@ -64,7 +64,8 @@ void navigatorEventDone(oms_event_t *event)
 // The navigator's part of an event, or null (errno EINVAL) for any other.
 NavigatorEvent *navigatorEvent(oms_event_t *event)
 {
-    if (!event || int(event->domain) != navigatorDomain() || event->completion != navigatorEventDone) {
+    if (!event || int(event->domain) != navigatorDomain() ||
+        event->completion != navigatorEventDone) {
         errno = EINVAL;
         return nullptr;
     }
@@ -104,7 +105,8 @@ int requestWithText(const QString &msg, const QVariantMap &dat, char **err)
         return OMS_SUCCESS;
     const int error = errno;
     if (err)
-        *err = om::oms::copyText(text.isEmpty() ? QString::fromLocal8Bit(std::strerror(error)) : text);
+        *err =
+            om::oms::copyText(text.isEmpty() ? QString::fromLocal8Bit(std::strerror(error)) : text);
     return fail(error);
 }
 
@@ -187,7 +189,8 @@ int navigator_add_uri(const char *icon_path, const char *icon_label, const char 
     QVariantMap dat;
     dat.insert(QStringLiteral("icon"), QString::fromUtf8(icon_path));
     dat.insert(QStringLiteral("label"), QString::fromUtf8(icon_label));
-    dat.insert(QStringLiteral("category"), QString::fromUtf8(default_category ? default_category : ""));
+    dat.insert(QStringLiteral("category"),
+               QString::fromUtf8(default_category ? default_category : ""));
     dat.insert(QStringLiteral("url"), QString::fromUtf8(url));
     return requestWithText(QStringLiteral("addShortcut"), dat, err);
 }

@@ -57,9 +57,9 @@ struct Channel
 
 struct ThreadState
 {
-    int count = 0;      // oms_initialize() calls of this thread in effect
-    int active = -1;    // the active channel
-    int own = -1;       // the channel oms_initialize() made for the thread
+    int count = 0;   // oms_initialize() calls of this thread in effect
+    int active = -1; // the active channel
+    int own = -1;    // the channel oms_initialize() made for the thread
     std::vector<Handler> shutdownHandlers;
 };
 
@@ -320,7 +320,8 @@ int oms_get_event(oms_event_t **event, int timeout_ms)
     release(previous);
 
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_ms < 0 ? 0 : timeout_ms);
+    const Clock::time_point deadline =
+        Clock::now() + std::chrono::milliseconds(timeout_ms < 0 ? 0 : timeout_ms);
     bool lastRound = false;
     for (;;) {
         uint64_t counter;
@@ -349,7 +350,8 @@ int oms_get_event(oms_event_t **event, int timeout_ms)
 
         int wait = -1;
         if (timeout_ms >= 0) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
             wait = left.count() > 0 ? int(left.count()) : 0;
         }
         const int n = ::poll(polled.data(), polled.size(), wait);
@@ -361,7 +363,8 @@ int oms_get_event(oms_event_t **event, int timeout_ms)
                 if (!revents)
                     continue;
                 errno = 0;
-                if (watches[i].handler(watches[i].fd, fromPollEvents(revents), watches[i].data) != OMS_SUCCESS)
+                if (watches[i].handler(watches[i].fd, fromPollEvents(revents), watches[i].data) !=
+                    OMS_SUCCESS)
                     return failWith(errno ? errno : EIO);
             }
             if (servicesFd >= 0 && polled.back().revents)

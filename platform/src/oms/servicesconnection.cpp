@@ -144,7 +144,8 @@ bool reconnect(Connection &c)
     c.dead = false;
     log(OMS_VERBOSITY_INFO, "connected to the navigator again");
     if (!c.eventChannels.empty())
-        writeAll(c.fd, encodeRequest(QStringLiteral("requestEvents"), nextRequestId(c), QVariantMap()));
+        writeAll(c.fd,
+                 encodeRequest(QStringLiteral("requestEvents"), nextRequestId(c), QVariantMap()));
     return true;
 }
 
@@ -174,7 +175,8 @@ void dispatch(Connection &c, const QByteArray &data)
             continue;
         if (!pushLimited(chid, event, MaxQueuedEvents)) {
             event->completion(event);
-            log(OMS_VERBOSITY_WARNINGS, "channel %d holds too many events; one navigator event dropped", chid);
+            log(OMS_VERBOSITY_WARNINGS,
+                "channel %d holds too many events; one navigator event dropped", chid);
         }
     }
 }
@@ -253,8 +255,8 @@ int requestOnce(const QByteArray &text, const QByteArray &id, int timeout, QVari
         }
         bool ok = false;
         const QVariantMap attributes = attributesOf(QByteArray(buffer.constData(), int(got)), &ok);
-        if (ok && attributes.contains(QStringLiteral("res"))
-            && attributes.value(QStringLiteral("id")).toString().toUtf8() == id) {
+        if (ok && attributes.contains(QStringLiteral("res")) &&
+            attributes.value(QStringLiteral("id")).toString().toUtf8() == id) {
             *answer = attributes;
             error = 0;
             break;
@@ -402,7 +404,8 @@ int requestEvents(int chid)
         // follows the answer finds the channel missing.
         added = c.eventChannels.insert(chid).second;
     }
-    if (request(QStringLiteral("requestEvents"), QVariantMap(), nullptr, nullptr, true) == OMS_SUCCESS)
+    if (request(QStringLiteral("requestEvents"), QVariantMap(), nullptr, nullptr, true) ==
+        OMS_SUCCESS)
         return OMS_SUCCESS;
     const int error = errno;
     if (added) {

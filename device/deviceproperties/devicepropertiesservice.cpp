@@ -1,0 +1,82 @@
+#include "devicepropertiesservice.h"
+
+#include <QRandomGenerator>
+
+namespace omdevice {
+
+namespace {
+
+const QString settingPrefix = QStringLiteral("deviceproperties.");
+
+struct Property
+{
+    const char *name;
+    const char *fallback; // null: made once for the device and kept
+};
+
+const Property properties[] = {
+    {"osVersion", "3.1.2.1017"},    {"os", "OM OS"},
+    {"deviceName", "OM Simulator"}, {"modelName", "Simulator"},
+    {"modelNumber", "SIM-100"},     {"hardwareId", "0x0e0f0001"},
+    {"serialNumber", nullptr},
+};
+
+QString madeSerialNumber()
+{
+    return QString::number(QRandomGenerator::global()->bounded(100000000, 999999999));
+}
+
+} // namespace
+
+DevicePropertiesService::DevicePropertiesService(const DeviceContext &context, QObject *parent)
+    : ServiceModule(parent), m_context(context),
+      m_store(context.dataDirectory, QStringLiteral("deviceproperties")),
+      m_publisher(new StatePublisher(QString::fromLatin1(Path), 0644, this))
+{
+}
+
+bool DevicePropertiesService::start(QString *error)
+{
+    const QVariantMap saved = m_store.load();
+    QVariantMap values;
+    for (const Property &property : properties) {
+        const QString name = QLatin1String(property.name);
+        QString value = saved.value(name).toString();
+        if (!saved.contains(name))
+            value = property.fallback ? QString::fromLatin1(property.fallback) : madeSerialNumber();
+        values.insert(name, value);
+    }
+    for (auto it = m_context.settings.cbegin(); it != m_context.settings.cend(); ++it) {
+        if (!it.key().startsWith(settingPrefix))
+            continue;
+        const QString name = it.key().mid(settingPrefix.size());
+        if (!values.contains(name)) {
+            *error = QStringLiteral("unknown setting %1; the properties are %2")
+                         .arg(it.key(), QStringList(values.keys()).join(QLatin1String(", ")));
+            return false;
+        }
+        values.insert(name, it.value());
+    }
+    if (values != saved && !m_store.save(values, error))
+        return false;
+    if (!m_publisher->open(error))
+        return false;
+    if (!m_publisher->publish(values)) {
+        *error =
+            QStringLiteral("%1: cannot publish the device properties").arg(QLatin1String(Path));
+        return false;
+    }
+    return true;
+}
+
+OM_DEVICE_MODULE(DevicePropertiesService, "deviceproperties",
+                 "device properties: OS version, device name, model, hardware id, serial number",
+                 "deviceproperties.osVersion=TEXT     the OS version (default 3.1.2.1017)\n"
+                 "deviceproperties.os=TEXT            the OS name\n"
+                 "deviceproperties.deviceName=TEXT    the device's name\n"
+                 "deviceproperties.modelName=TEXT     the model's name\n"
+                 "deviceproperties.modelNumber=TEXT   the model's number\n"
+                 "deviceproperties.hardwareId=TEXT    the hardware id\n"
+                 "deviceproperties.serialNumber=TEXT  the serial number (default: made once)");
+
+} // namespace omdevice

@@ -39,6 +39,8 @@ struct Connection
     quint64 id = 0;
     uid_t uid = 0;
     gid_t gid = 0;
+    pid_t pid = 0;
+    QByteArray package; // resolved when it opens a server object
     bool open = false;
     bool readable = false;
     bool writable = false;
@@ -110,6 +112,62 @@ bool validObjectPath(const QByteArray &path)
             return false;
     }
     return true;
+}
+
+QByteArray readProcFile(pid_t pid, const char *name)
+{
+    const QByteArray path = "/proc/" + QByteArray::number(pid) + '/' + name;
+    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return QByteArray();
+    QByteArray content;
+    char buf[4096];
+    for (;;) {
+        const ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        content.append(buf, int(n));
+    }
+    ::close(fd);
+    return content;
+}
+
+// The package of a client process, found the way the platform's PackageInfo
+// finds its own: OM_PACKAGE_NAME in its environment, else the file name of
+// its executable. Read while the client waits for the answer to its open, so
+// that the process is still there.
+QByteArray packageOf(pid_t pid)
+{
+    QByteArray package;
+    bool found = false;
+    const QList<QByteArray> environment = readProcFile(pid, "environ").split('\0');
+    for (const QByteArray &entry : environment) {
+        if (entry.startsWith("OM_PACKAGE_NAME=")) {
+            package = entry.mid(16);
+            found = true;
+        }
+    }
+    if (!found) {
+        char target[4096];
+        const QByteArray link = "/proc/" + QByteArray::number(pid) + "/exe";
+        const ssize_t n = ::readlink(link.constData(), target, sizeof target - 1);
+        if (n > 0) {
+            QByteArray path(target, int(n));
+            if (path.endsWith(" (deleted)"))
+                path.chop(10);
+            package = path.mid(path.lastIndexOf('/') + 1);
+        } else {
+            package = readProcFile(pid, "comm").trimmed();
+        }
+    }
+    // The name travels as one attribute line.
+    for (char &c : package) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == '\\')
+            c = '?';
+    }
+    return package;
 }
 
 bool validDirectoryPath(const QByteArray &path)
@@ -304,6 +362,7 @@ struct Broker::Impl
             c->id = nextId++;
             c->uid = cred.uid;
             c->gid = cred.gid;
+            c->pid = cred.pid;
             connections[fd] = c;
             watch(fd, EPOLLIN);
         }
@@ -587,6 +646,8 @@ struct Broker::Impl
         QByteArray content;
         if (!o->isServer && wantRead && !o->attributes.empty())
             content = wholeObject(o);
+        if (o->isServer && c->package.isNull())
+            c->package = packageOf(c->pid);
         if (options.separate) {
             answer(c, 0);
             if (!content.isEmpty())
@@ -643,6 +704,14 @@ struct Broker::Impl
         text += '.';
         text += QByteArray::number(client->id);
         text += '\n';
+        // A new client comes with its credentials, so that the server can
+        // tell which application it is.
+        if (sign == '+') {
+            text += "pid:n:" + QByteArray::number(client->pid) + '\n';
+            text += "uid:n:" + QByteArray::number(client->uid) + '\n';
+            text += "gid:n:" + QByteArray::number(client->gid) + '\n';
+            text += "package::" + client->package + '\n';
+        }
         return text;
     }
 

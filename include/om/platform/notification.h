@@ -109,20 +109,20 @@ public Q_SLOTS:
      * the service's answer for at most 250 milliseconds. The application's
      * events are delivered while it waits. Sets error() and returns it.
      */
-    NotificationError::Type notify();
+    om::platform::NotificationError::Type notify();
     /** Silences this object's item (it stays in the inbox). Does not wait. */
-    NotificationError::Type clearEffects();
+    om::platform::NotificationError::Type clearEffects();
     /** Removes this object's item from the inbox. Does not wait. */
-    NotificationError::Type deleteFromInbox();
+    om::platform::NotificationError::Type deleteFromInbox();
 
     /** Silences every item of the application. */
-    static NotificationError::Type clearEffectsForAll();
+    static om::platform::NotificationError::Type clearEffectsForAll();
     /** Removes every item of the application from the inbox. */
-    static NotificationError::Type deleteAllFromInbox();
+    static om::platform::NotificationError::Type deleteAllFromInbox();
     /** Silences the item named @p key; an empty key means every item. */
-    static NotificationError::Type clearEffects(const QString &key);
+    static om::platform::NotificationError::Type clearEffects(const QString &key);
     /** Removes the item named @p key; an empty key means every item. */
-    static NotificationError::Type deleteFromInbox(const QString &key);
+    static om::platform::NotificationError::Type deleteFromInbox(const QString &key);
 
 Q_SIGNALS:
     void categoryChanged(QString value);

@@ -96,7 +96,7 @@ public Q_SLOTS:
      *  a failure found at once is reported by finished() before it returns. */
     void show();
     /** show(), then waits for the outcome, which it returns. */
-    NotificationResult::Type exec();
+    om::platform::NotificationResult::Type exec();
     /** Takes the dialog off screen. Emits nothing, and does not end a running exec(). */
     void cancel();
 

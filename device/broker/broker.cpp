@@ -379,7 +379,10 @@ struct Broker::Impl
             msg.msg_iovlen = 1;
             const ssize_t n = ::recvmsg(c->fd, &msg, MSG_DONTWAIT);
             if (n < 0) {
-                if (errno == EINTR)
+                // A peer that closed with unread data in its queue makes the
+                // first read fail with ECONNRESET, before the messages it
+                // sent last: read on, they follow, then the end.
+                if (errno == EINTR || errno == ECONNRESET)
                     continue;
                 if (errno != EAGAIN)
                     doom(c);

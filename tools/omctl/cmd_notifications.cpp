@@ -21,6 +21,14 @@ QString shown(const QVariantMap &map, const QString &key)
     return map.value(key).toString();
 }
 
+// "  name:     value", with the further lines of a value indented below it.
+void field(const QString &name, const QString &value)
+{
+    QString text = value;
+    text.replace(QLatin1Char('\n'), QLatin1Char('\n') + QString(12, QLatin1Char(' ')));
+    out(QStringLiteral("  %1 %2").arg(name + QLatin1Char(':'), -9).arg(text));
+}
+
 QString timeText(qint64 ms)
 {
     return QDateTime::fromMSecsSinceEpoch(ms).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
@@ -88,12 +96,12 @@ int notifications(const QStringList &args)
             out(QString());
         out(QStringLiteral("%1  %2").arg(item.value(QStringLiteral("application")).toString(),
                                          item.value(QStringLiteral("itemId")).toString()));
-        out(QStringLiteral("  title:    ") + shown(attributes, QStringLiteral("title")));
-        out(QStringLiteral("  body:     ") + shown(attributes, QStringLiteral("subtitle")));
-        out(QStringLiteral("  time:     ") + time);
-        out(QStringLiteral("  category: ") + shown(attributes, QStringLiteral("type")));
-        out(QStringLiteral("  effects:  ")
-            + (item.value(QStringLiteral("effectsCleared")).toBool() ? QStringLiteral("cleared")
+        field(QStringLiteral("title"), shown(attributes, QStringLiteral("title")));
+        field(QStringLiteral("body"), shown(attributes, QStringLiteral("subtitle")));
+        field(QStringLiteral("time"), time);
+        field(QStringLiteral("category"), shown(attributes, QStringLiteral("type")));
+        field(QStringLiteral("effects"),
+              (item.value(QStringLiteral("effectsCleared")).toBool() ? QStringLiteral("cleared")
                                                                        : QStringLiteral("active")));
         if (item.value(QStringLiteral("truncated")).toBool())
             out(QStringLiteral("  (too large to show whole)"));
@@ -119,15 +127,15 @@ int dialogs(const QStringList &args)
             out(QString());
         out(QStringLiteral("%1  %2").arg(dialog.value(QStringLiteral("itemId")).toString(),
                                          dialog.value(QStringLiteral("application")).toString()));
-        out(QStringLiteral("  title:    ") + shown(content, QStringLiteral("title")));
-        out(QStringLiteral("  body:     ") + shown(content, QStringLiteral("subtitle")));
+        field(QStringLiteral("title"), shown(content, QStringLiteral("title")));
+        field(QStringLiteral("body"), shown(content, QStringLiteral("subtitle")));
         if (content.value(QStringLiteral("repeating")).toString() == QLatin1String("on"))
             out(QStringLiteral("  repeats until answered"));
         const QVariantList buttons = content.value(QStringLiteral("promptChoices")).toList();
         for (const QVariant &b : buttons) {
             const QVariantMap button = b.toMap();
-            out(QStringLiteral("  button:   %1  [%2]")
-                    .arg(button.value(QStringLiteral("label")).toString(),
+            field(QStringLiteral("button"),
+                  QStringLiteral("%1  [%2]").arg(button.value(QStringLiteral("label")).toString(),
                          button.value(QStringLiteral("context")).toString()));
         }
     }

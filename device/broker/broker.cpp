@@ -170,6 +170,17 @@ QByteArray packageOf(pid_t pid)
     return package;
 }
 
+// When a process started, from /proc/<pid>/stat: with the pid it names one
+// process for good, though pids are used again.
+QByteArray startTimeOf(pid_t pid)
+{
+    const QByteArray stat = readProcFile(pid, "stat");
+    // The command name in parentheses may hold anything; the fields after it
+    // are plain. The start time is the 20th of them.
+    const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+    return fields.value(19);
+}
+
 bool validDirectoryPath(const QByteArray &path)
 {
     return path == "/pps" || path == "/pps/" || validObjectPath(path.endsWith('/') ? path.chopped(1) : path);
@@ -188,6 +199,8 @@ struct Broker::Impl
     std::map<int, Connection *> connections;
     std::map<QString, Object *> objects;
     std::vector<Connection *> doomed;
+    // pid -> (start time, package): an application opens many connections.
+    std::map<pid_t, std::pair<QByteArray, QByteArray>> packages;
     std::thread thread;
     std::vector<char> buffer = std::vector<char>(size_t(om::bus::MaxDatagram) + 1);
 
@@ -650,7 +663,7 @@ struct Broker::Impl
         if (!o->isServer && wantRead && !o->attributes.empty())
             content = wholeObject(o);
         if (o->isServer && c->package.isNull())
-            c->package = packageOf(c->pid);
+            c->package = packageFor(c->pid);
         if (options.separate) {
             answer(c, 0);
             if (!content.isEmpty())
@@ -660,6 +673,19 @@ struct Broker::Impl
         }
         if (o->isServer)
             send(o->server, notice('+', o, c));
+    }
+
+    QByteArray packageFor(pid_t pid)
+    {
+        const QByteArray started = startTimeOf(pid);
+        auto it = packages.find(pid);
+        if (it != packages.end() && !started.isEmpty() && it->second.first == started)
+            return it->second.second;
+        if (packages.size() >= 4096)
+            packages.clear();
+        const QByteArray package = packageOf(pid);
+        packages[pid] = {started, package};
+        return package;
     }
 
     void list(Connection *c, const QByteArray &dirBytes)

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 namespace omdevice {
 
@@ -29,17 +30,14 @@ Inbox::Inbox(NotifyService *service)
 {
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(SaveDelayMs);
-    connect(&m_saveTimer, &QTimer::timeout, this, [this]() {
-        QString error;
-        if (!flush(&error))
-            std::fprintf(stderr, "omdeviced: notifications: cannot save the inbox: %s\n",
-                         qPrintable(error));
-    });
+    connect(&m_saveTimer, &QTimer::timeout, this, &Inbox::saveInBackground);
 }
 
 Inbox::~Inbox()
 {
-    flush();
+    QString error;
+    if (!flush(&error))
+        std::fprintf(stderr, "omdeviced: notifications: cannot save the inbox: %s\n", qPrintable(error));
 }
 
 QStringList Inbox::messages() const
@@ -156,20 +154,59 @@ void Inbox::changed()
         m_saveTimer.start();
 }
 
-bool Inbox::flush(QString *error)
+QVariantMap Inbox::snapshot() const
 {
-    m_saveTimer.stop();
-    if (!m_dirty)
-        return true;
     QVariantList list;
     const QList<QVariantMap> all = items();
     for (const QVariantMap &item : all)
         list.append(item);
-    if (!m_store.save({{QStringLiteral("items"), list}}, error)) {
-        // Try again later: the changes are still here.
-        m_saveTimer.start();
-        return false;
+    return {{QStringLiteral("items"), list}};
+}
+
+void Inbox::saveInBackground()
+{
+    if (m_saver || !m_dirty)
+        return; // saved() looks again when the write under way ends
+    const QVariantMap data = snapshot();
+    m_dirty = false;
+    const DataStore store = m_store;
+    auto ok = m_saverOk = std::make_shared<bool>(false);
+    auto error = std::make_shared<QString>();
+    m_saver = QThread::create([store, data, ok, error]() { *ok = store.save(data, error.get()); });
+    connect(m_saver, &QThread::finished, this, [this, ok, error]() {
+        m_saver->deleteLater();
+        m_saver = nullptr;
+        saved(*ok, *error);
+    });
+    m_saver->start();
+}
+
+void Inbox::saved(bool ok, const QString &error)
+{
+    if (!ok) {
+        std::fprintf(stderr, "omdeviced: notifications: cannot save the inbox: %s\n", qPrintable(error));
+        m_dirty = true; // the changes are still here: try again later
     }
+    if (m_dirty && !m_saveTimer.isActive())
+        m_saveTimer.start();
+}
+
+bool Inbox::flush(QString *error)
+{
+    m_saveTimer.stop();
+    if (m_saver) {
+        m_saver->wait();
+        // Its finished() is not delivered any more: the object goes away.
+        m_saver->disconnect(this);
+        delete m_saver;
+        m_saver = nullptr;
+        if (!*m_saverOk)
+            m_dirty = true;
+    }
+    if (!m_dirty)
+        return true;
+    if (!m_store.save(snapshot(), error))
+        return false;
     m_dirty = false;
     return true;
 }

@@ -6,7 +6,10 @@
 
 #include <QList>
 #include <QMap>
+#include <QThread>
 #include <QTimer>
+
+#include <memory>
 
 namespace omdevice {
 
@@ -40,7 +43,8 @@ public:
      *  that the bus reports for it. */
     static QString applicationOf(const NotifyService *service, int clientId);
 
-    /** Writes the inbox now if it changed since the last write. */
+    /** Writes the inbox now if it changed since the last write; waits
+     *  for a write under way first. */
     bool flush(QString *error = nullptr);
 
 private:
@@ -48,6 +52,9 @@ private:
     void clear(int clientId, const QVariantMap &request, bool remove);
     void changed();
     void load();
+    QVariantMap snapshot() const;
+    void saveInBackground();
+    void saved(bool ok, const QString &error);
 
     DataStore m_store;
     // application -> itemId -> item
@@ -55,6 +62,10 @@ private:
     qint64 m_sequence = 0;
     bool m_dirty = false;
     QTimer m_saveTimer;
+    // The write under way, off the service's thread: a slow disk must not
+    // hold up the answers.
+    QThread *m_saver = nullptr;
+    std::shared_ptr<bool> m_saverOk;
 };
 
 } // namespace omdevice

@@ -133,11 +133,8 @@ QString Notification::category() const
 void Notification::setCategory(const QString &category)
 {
     Q_D(Notification);
-    // A null and an empty string differ on the wire, so they differ here.
-    if (category == d->category && category.isNull() == d->category.isNull())
-        return;
-    d->category = category;
-    Q_EMIT categoryChanged(d->category);
+    if (assign(d->category, category))
+        Q_EMIT categoryChanged(d->category);
 }
 
 void Notification::resetCategory()
@@ -154,10 +151,8 @@ QString Notification::title() const
 void Notification::setTitle(const QString &title)
 {
     Q_D(Notification);
-    if (title == d->title && title.isNull() == d->title.isNull())
-        return;
-    d->title = title;
-    Q_EMIT titleChanged(d->title);
+    if (assign(d->title, title))
+        Q_EMIT titleChanged(d->title);
 }
 
 void Notification::resetTitle()
@@ -174,10 +169,8 @@ QString Notification::body() const
 void Notification::setBody(const QString &body)
 {
     Q_D(Notification);
-    if (body == d->body && body.isNull() == d->body.isNull())
-        return;
-    d->body = body;
-    Q_EMIT bodyChanged(d->body);
+    if (assign(d->body, body))
+        Q_EMIT bodyChanged(d->body);
 }
 
 void Notification::resetBody()
@@ -194,10 +187,8 @@ QDateTime Notification::timestamp() const
 void Notification::setTimestamp(const QDateTime &timestamp)
 {
     Q_D(Notification);
-    if (timestamp == d->timestamp)
-        return;
-    d->timestamp = timestamp;
-    Q_EMIT timestampChanged(d->timestamp);
+    if (assign(d->timestamp, timestamp))
+        Q_EMIT timestampChanged(d->timestamp);
 }
 
 void Notification::setTimestamp(qint64 millisecondsTimestamp)
@@ -219,10 +210,8 @@ QUrl Notification::soundUrl() const
 void Notification::setSoundUrl(const QUrl &soundUrl)
 {
     Q_D(Notification);
-    if (soundUrl == d->soundUrl)
-        return;
-    d->soundUrl = soundUrl;
-    Q_EMIT soundUrlChanged(d->soundUrl);
+    if (assign(d->soundUrl, soundUrl))
+        Q_EMIT soundUrlChanged(d->soundUrl);
 }
 
 void Notification::resetSoundUrl()
@@ -239,10 +228,8 @@ QUrl Notification::iconUrl() const
 void Notification::setIconUrl(const QUrl &iconUrl)
 {
     Q_D(Notification);
-    if (iconUrl == d->iconUrl)
-        return;
-    d->iconUrl = iconUrl;
-    Q_EMIT iconUrlChanged(d->iconUrl);
+    if (assign(d->iconUrl, iconUrl))
+        Q_EMIT iconUrlChanged(d->iconUrl);
 }
 
 void Notification::resetIconUrl()
@@ -259,9 +246,8 @@ NotificationType::Type Notification::type() const
 void Notification::setType(NotificationType::Type type)
 {
     Q_D(Notification);
-    if (type == d->type)
+    if (!assign(d->type, type))
         return;
-    d->type = type;
     NotificationType::Type value = d->type;
     Q_EMIT typeChanged(value);
     Q_EMIT typeChanged(int(d->type));

@@ -38,6 +38,25 @@ Q_SIGNALS:
     void send(QVariantMap message);
 };
 
+/** Stores @p value in @p field unless it holds it already; true if it
+ *  changed. A null and an empty string differ here, as they do on the wire. */
+inline bool assign(QString &field, const QString &value)
+{
+    if (value == field && value.isNull() == field.isNull())
+        return false;
+    field = value;
+    return true;
+}
+
+template<class T>
+inline bool assign(T &field, const T &value)
+{
+    if (value == field)
+        return false;
+    field = value;
+    return true;
+}
+
 /** The form in which a file goes to the notification service: a
  *  percent-encoded file URL of its absolute path, or a null string if the
  *  URL names no path. */

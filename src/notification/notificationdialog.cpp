@@ -279,10 +279,8 @@ QString NotificationDialog::category() const
 void NotificationDialog::setCategory(const QString &category)
 {
     Q_D(NotificationDialog);
-    if (category == d->category && category.isNull() == d->category.isNull())
-        return;
-    d->category = category;
-    Q_EMIT categoryChanged(d->category);
+    if (assign(d->category, category))
+        Q_EMIT categoryChanged(d->category);
 }
 
 void NotificationDialog::resetCategory()
@@ -299,10 +297,8 @@ QString NotificationDialog::title() const
 void NotificationDialog::setTitle(const QString &title)
 {
     Q_D(NotificationDialog);
-    if (title == d->title && title.isNull() == d->title.isNull())
-        return;
-    d->title = title;
-    Q_EMIT titleChanged(d->title);
+    if (assign(d->title, title))
+        Q_EMIT titleChanged(d->title);
 }
 
 void NotificationDialog::resetTitle()
@@ -319,10 +315,8 @@ QString NotificationDialog::body() const
 void NotificationDialog::setBody(const QString &body)
 {
     Q_D(NotificationDialog);
-    if (body == d->body && body.isNull() == d->body.isNull())
-        return;
-    d->body = body;
-    Q_EMIT bodyChanged(d->body);
+    if (assign(d->body, body))
+        Q_EMIT bodyChanged(d->body);
 }
 
 void NotificationDialog::resetBody()
@@ -339,10 +333,8 @@ bool NotificationDialog::repeat() const
 void NotificationDialog::setRepeat(bool repeat)
 {
     Q_D(NotificationDialog);
-    if (repeat == d->repeat)
-        return;
-    d->repeat = repeat;
-    Q_EMIT repeatChanged(d->repeat);
+    if (assign(d->repeat, repeat))
+        Q_EMIT repeatChanged(d->repeat);
 }
 
 void NotificationDialog::resetRepeat()
@@ -359,10 +351,8 @@ QUrl NotificationDialog::soundUrl() const
 void NotificationDialog::setSoundUrl(const QUrl &soundUrl)
 {
     Q_D(NotificationDialog);
-    if (soundUrl == d->soundUrl)
-        return;
-    d->soundUrl = soundUrl;
-    Q_EMIT soundUrlChanged(d->soundUrl);
+    if (assign(d->soundUrl, soundUrl))
+        Q_EMIT soundUrlChanged(d->soundUrl);
 }
 
 void NotificationDialog::resetSoundUrl()

@@ -43,6 +43,8 @@ struct Connection
     quint64 id = 0;
     uid_t uid = 0;
     gid_t gid = 0;
+    pid_t pid = 0;
+    QByteArray package; // as the client names itself when it opens
     bool open = false;
     bool readable = false;
     bool writable = false;
@@ -122,6 +124,17 @@ bool validObjectPath(const QByteArray &path)
             return false;
     }
     return true;
+}
+
+// The package a client names in its open request travels to the server as
+// one attribute line.
+QByteArray packageName(QByteArray package)
+{
+    for (char &c : package) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == '\\')
+            c = '?';
+    }
+    return package;
 }
 
 bool validDirectoryPath(const QByteArray &path)
@@ -337,6 +350,7 @@ struct Broker::Impl
             c->id = nextId++;
             c->uid = cred.uid;
             c->gid = cred.gid;
+            c->pid = cred.pid;
             connections[fd] = c;
             watch(fd, EPOLLIN);
         }
@@ -352,9 +366,9 @@ struct Broker::Impl
             msg.msg_iovlen = 1;
             const ssize_t n = ::recvmsg(c->fd, &msg, MSG_DONTWAIT);
             if (n < 0) {
-                // A client that closed with answers unread makes the next
-                // receive fail with ECONNRESET once; what it wrote before
-                // closing still waits behind that.
+                // A peer that closed with unread data in its queue makes the
+                // first read fail with ECONNRESET, before the messages it
+                // sent last: read on, they follow, then the end.
                 if (errno == EINTR || errno == ECONNRESET)
                     continue;
                 if (errno != EAGAIN)
@@ -524,10 +538,6 @@ struct Broker::Impl
         const int fd = ::open(file.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         if (fd < 0)
             return;
-        if (o->isServer) {
-            const char *text = om::bus::controlMirrorText();
-            (void)!::write(fd, text, std::strlen(text));
-        }
         ::fchmod(fd, o->mode);
         if (::geteuid() == 0)
             (void)::fchown(fd, o->uid, o->gid);
@@ -668,6 +678,8 @@ struct Broker::Impl
         QByteArray content;
         if (!o->isServer && wantRead && !o->attributes.empty())
             content = wholeObject(o);
+        if (o->isServer)
+            c->package = packageName(lines.value(4));
         if (options.separate) {
             answer(c, 0);
             if (!content.isEmpty())
@@ -724,6 +736,14 @@ struct Broker::Impl
         text += '.';
         text += QByteArray::number(client->id);
         text += '\n';
+        // A new client comes with its credentials, so that the server can
+        // tell which application it is.
+        if (sign == '+') {
+            text += "pid:n:" + QByteArray::number(client->pid) + '\n';
+            text += "uid:n:" + QByteArray::number(client->uid) + '\n';
+            text += "gid:n:" + QByteArray::number(client->gid) + '\n';
+            text += "package::" + client->package + '\n';
+        }
         return text;
     }
 

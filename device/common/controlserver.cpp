@@ -55,12 +55,16 @@ void ControlServer::onReadyRead()
         return;
     if (header.startsWith("+@")) {
         m_clients.insert(clientId);
+        // The broker tells who the client is: pid, uid, gid, package.
+        if (nl >= 0)
+            m_clientInfo.insert(clientId, om::PpsObject::decode(data.mid(nl + 1)));
         Q_EMIT clientOpened(clientId);
         return;
     }
     if (header.startsWith("-@")) {
         m_clients.remove(clientId);
         Q_EMIT clientClosed(clientId);
+        m_clientInfo.remove(clientId);
         return;
     }
     const QByteArray body = nl < 0 ? QByteArray() : data.mid(nl + 1);

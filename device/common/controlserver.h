@@ -1,6 +1,7 @@
 #ifndef OMDEVICE_CONTROLSERVER_H
 #define OMDEVICE_CONTROLSERVER_H
 
+#include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QString>
@@ -43,6 +44,9 @@ public:
     bool broadcast(const QVariantMap &attributes);
 
     QSet<int> clients() const { return m_clients; }
+    /** What the broker told of a connected client: "pid", "uid", "gid"
+     *  and "package" (its application). Empty for an unknown client. */
+    QVariantMap clientInfo(int clientId) const { return m_clientInfo.value(clientId); }
 
 Q_SIGNALS:
     void clientOpened(int clientId);
@@ -61,6 +65,7 @@ private:
     int m_error = 0;
     om::PpsObject *m_pps = nullptr;
     QSet<int> m_clients;
+    QHash<int, QVariantMap> m_clientInfo;
 };
 
 } // namespace omdevice

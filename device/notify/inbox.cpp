@@ -1,19 +1,69 @@
 #include "inbox.h"
 
+#include "dialogs.h"
+
 #include <QDateTime>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
 
 namespace omdevice {
 
-Inbox::Inbox(NotifyService *service) : NotifyPart(service) {}
+namespace {
+const QString KeyApplication = QStringLiteral("application");
+const QString KeyItemId = QStringLiteral("itemId");
+const QString KeyAttributes = QStringLiteral("attributes");
+const QString KeyReceived = QStringLiteral("received");
+const QString KeyUpdated = QStringLiteral("updated");
+const QString KeyEffectsCleared = QStringLiteral("effectsCleared");
+const QString KeySequence = QStringLiteral("sequence");
+
+// Changes reach the disk this long after the first of them at the latest,
+// and at once when the device stops. Writing the whole inbox for every
+// message would make posting as slow as the disk.
+constexpr int SaveDelayMs = 200;
+} // namespace
+
+Inbox::Inbox(NotifyService *service)
+    : NotifyPart(service), m_store(service->context().dataDirectory, QStringLiteral("inbox"))
+{
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(SaveDelayMs);
+    connect(&m_saveTimer, &QTimer::timeout, this, &Inbox::saveInBackground);
+}
+
+Inbox::~Inbox()
+{
+    QString error;
+    if (!flush(&error))
+        std::fprintf(stderr, "omdeviced: notifications: cannot save the inbox: %s\n", qPrintable(error));
+}
 
 QStringList Inbox::messages() const
 {
-    return {QStringLiteral("notify")};
+    return {QStringLiteral("notify"), QStringLiteral("cancel"), QStringLiteral("delete")};
+}
+
+bool Inbox::start(QString *error)
+{
+    Q_UNUSED(error)
+    load();
+    return true;
 }
 
 void Inbox::handle(int clientId, const QVariantMap &request)
 {
-    notify(clientId, request);
+    const QString msg = request.value(QStringLiteral("msg")).toString();
+    if (msg == QLatin1String("notify")) {
+        notify(clientId, request);
+    } else if (msg == QLatin1String("cancel") && request.contains(QStringLiteral("id"))) {
+        // A dialog's "cancel" carries its id; an item's never does.
+        if (Dialogs *dialogs = service()->part<Dialogs>())
+            dialogs->cancel(clientId, request);
+    } else {
+        clear(clientId, request, msg == QLatin1String("delete"));
+    }
 }
 
 void Inbox::notify(int clientId, const QVariantMap &request)
@@ -23,15 +73,162 @@ void Inbox::notify(int clientId, const QVariantMap &request)
         service()->fail(clientId, request, QStringLiteral("notify without dat"));
         return;
     }
-    QVariantMap item = datValue.toMap();
-    const QString itemId = item.value(QStringLiteral("itemId")).toString();
+    const QVariantMap attributes = datValue.toMap();
+    const QString itemId = attributes.value(KeyItemId).toString();
     if (itemId.isEmpty()) {
         service()->fail(clientId, request, QStringLiteral("notify without itemId"));
         return;
     }
-    item.insert(QStringLiteral("received"), QDateTime::currentMSecsSinceEpoch());
-    m_items.insert(itemId, item);
-    service()->answer(clientId, request, {{QStringLiteral("itemId"), itemId}});
+    const QString application = applicationOf(service(), clientId);
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    QVariantMap &item = m_items[application][itemId];
+    if (item.isEmpty()) {
+        item.insert(KeyApplication, application);
+        item.insert(KeyItemId, itemId);
+        item.insert(KeyReceived, now);
+        item.insert(KeySequence, ++m_sequence);
+    }
+    item.insert(KeyAttributes, attributes);
+    item.insert(KeyUpdated, now);
+    item.insert(KeyEffectsCleared, false);
+    changed();
+    service()->answer(clientId, request, {{KeyItemId, itemId}});
+}
+
+void Inbox::clear(int clientId, const QVariantMap &request, bool remove)
+{
+    // No answer: these messages come on a connection that closes at once.
+    QString itemId;
+    if (request.contains(QStringLiteral("dat"))) {
+        const QVariant dat = request.value(QStringLiteral("dat"));
+        if (dat.userType() != QMetaType::QVariantMap)
+            return; // malformed: never taken for "every item"
+        itemId = dat.toMap().value(KeyItemId).toString();
+    }
+    const QString application = applicationOf(service(), clientId);
+    auto app = m_items.find(application);
+    if (app == m_items.end())
+        return;
+    bool any = false;
+    for (auto it = app->begin(); it != app->end();) {
+        if (!itemId.isEmpty() && it.key() != itemId) {
+            ++it;
+            continue;
+        }
+        any = true;
+        if (remove) {
+            it = app->erase(it);
+        } else {
+            it->insert(KeyEffectsCleared, true);
+            ++it;
+        }
+    }
+    if (app->isEmpty())
+        m_items.erase(app);
+    if (any)
+        changed();
+}
+
+QString Inbox::applicationOf(const NotifyService *service, int clientId)
+{
+    return service->control()->clientInfo(clientId).value(QStringLiteral("package")).toString();
+}
+
+QList<QVariantMap> Inbox::items() const
+{
+    QList<QVariantMap> all;
+    for (const auto &app : m_items) {
+        for (const QVariantMap &item : app)
+            all.append(item);
+    }
+    std::sort(all.begin(), all.end(), [](const QVariantMap &a, const QVariantMap &b) {
+        return a.value(KeySequence).toLongLong() < b.value(KeySequence).toLongLong();
+    });
+    return all;
+}
+
+void Inbox::changed()
+{
+    m_dirty = true;
+    if (!m_saveTimer.isActive())
+        m_saveTimer.start();
+}
+
+QVariantMap Inbox::snapshot() const
+{
+    QVariantList list;
+    const QList<QVariantMap> all = items();
+    for (const QVariantMap &item : all)
+        list.append(item);
+    return {{QStringLiteral("items"), list}};
+}
+
+void Inbox::saveInBackground()
+{
+    if (m_saver || !m_dirty)
+        return; // saved() looks again when the write under way ends
+    const QVariantMap data = snapshot();
+    m_dirty = false;
+    const DataStore store = m_store;
+    auto ok = m_saverOk = std::make_shared<bool>(false);
+    auto error = std::make_shared<QString>();
+    m_saver = QThread::create([store, data, ok, error]() { *ok = store.save(data, error.get()); });
+    connect(m_saver, &QThread::finished, this, [this, ok, error]() {
+        m_saver->deleteLater();
+        m_saver = nullptr;
+        saved(*ok, *error);
+    });
+    m_saver->start();
+}
+
+void Inbox::saved(bool ok, const QString &error)
+{
+    if (!ok) {
+        std::fprintf(stderr, "omdeviced: notifications: cannot save the inbox: %s\n", qPrintable(error));
+        m_dirty = true; // the changes are still here: try again later
+    }
+    if (m_dirty && !m_saveTimer.isActive())
+        m_saveTimer.start();
+}
+
+bool Inbox::flush(QString *error)
+{
+    m_saveTimer.stop();
+    if (m_saver) {
+        m_saver->wait();
+        // Its finished() is not delivered any more: the object goes away.
+        m_saver->disconnect(this);
+        delete m_saver;
+        m_saver = nullptr;
+        if (!*m_saverOk)
+            m_dirty = true;
+    }
+    if (!m_dirty)
+        return true;
+    if (!m_store.save(snapshot(), error))
+        return false;
+    m_dirty = false;
+    return true;
+}
+
+void Inbox::load()
+{
+    const QVariantList list = m_store.load().value(QStringLiteral("items")).toList();
+    for (const QVariant &value : list) {
+        QVariantMap item = value.toMap();
+        const QString itemId = item.value(KeyItemId).toString();
+        if (itemId.isEmpty())
+            continue;
+        const QString application = item.value(KeyApplication).toString();
+        // Written back as numbers of the right kind whatever JSON made of them.
+        item.insert(KeyReceived, item.value(KeyReceived).toLongLong());
+        item.insert(KeyUpdated, item.value(KeyUpdated).toLongLong());
+        item.insert(KeyEffectsCleared, item.value(KeyEffectsCleared).toBool());
+        const qint64 sequence = item.value(KeySequence).toLongLong();
+        item.insert(KeySequence, sequence);
+        m_sequence = std::max(m_sequence, sequence);
+        m_items[application].insert(itemId, item);
+    }
 }
 
 OM_NOTIFY_PART(Inbox, "inbox");

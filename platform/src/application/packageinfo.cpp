@@ -1,6 +1,6 @@
 #include <om/packageinfo.h>
 
-#include <QFileInfo>
+#include "pps/busprotocol_p.h"
 
 namespace om {
 
@@ -10,9 +10,7 @@ PackageInfo::~PackageInfo() = default;
 
 QString PackageInfo::name() const
 {
-    if (qEnvironmentVariableIsSet("OM_PACKAGE_NAME"))
-        return qEnvironmentVariable("OM_PACKAGE_NAME");
-    return QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).fileName();
+    return bus::packageName();
 }
 
 } // namespace om

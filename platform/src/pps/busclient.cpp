@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <cstring>
@@ -22,6 +23,28 @@ QString rootDirectory()
     if (!runtime.isEmpty())
         return QDir::cleanPath(QString::fromLocal8Bit(runtime)) + QLatin1String("/om-pps");
     return QStringLiteral("/tmp/om-pps-%1").arg(::getuid());
+}
+
+QString packageName()
+{
+    if (qEnvironmentVariableIsSet("OM_PACKAGE_NAME"))
+        return qEnvironmentVariable("OM_PACKAGE_NAME");
+    static const QString executable =
+        QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).fileName();
+    return executable;
+}
+
+QByteArray openRequest(const QString &objectPath, int mode, const QString &options)
+{
+    QByteArray request = "OPEN\n";
+    request += QFile::encodeName(objectPath);
+    request += '\n';
+    request += QByteArray::number(mode);
+    request += '\n';
+    request += options.toUtf8();
+    request += '\n';
+    request += packageName().toUtf8();
+    return request;
 }
 
 ssize_t receive(int fd, int flags, QByteArray *data)

@@ -4,7 +4,7 @@
 // The conversation between a bus client and the broker, on one
 // SOCK_SEQPACKET connection per opened object:
 //
-//   client -> broker   "OPEN\n<object path>\n<mode flags>\n<options>"
+//   client -> broker   "OPEN\n<object path>\n<mode flags>\n<options>\n<package>"
 //   broker -> client   "<errno>\n" followed, on success, by the object's
 //                      current content for a subscriber of a plain object
 //
@@ -34,6 +34,14 @@ inline const char *lockName() { return ".lock"; }
 
 QString rootDirectory();
 
+// The running application's package: OM_PACKAGE_NAME if set, else the file
+// name of the executable. A client names it when it opens a control object,
+// so that the service knows which application it talks to.
+QString packageName();
+
+// The open request for @p objectPath.
+QByteArray openRequest(const QString &objectPath, int mode, const QString &options);
+
 // Receives one datagram into a buffer that is reused for every receive of
 // this thread, and returns a copy of just what arrived. A fresh buffer of
 // MaxDatagram bytes for every message costs more than the message itself.
@@ -56,11 +64,6 @@ int connectAndSend(const QByteArray &message, int *error);
 // errno line, or false with *error set (the broker's errno, or why nothing
 // could be read).
 bool receiveAnswer(int fd, int flags, QByteArray *body, int *error);
-
-// The mirror file of a control object holds this text; a plain object's
-// mirror is empty. Clients use it to know, without asking the broker, that
-// an object has a server to talk to.
-inline const char *controlMirrorText() { return "control object\n"; }
 
 // Connects to the broker and runs one request; returns the broker's answer
 // body (after the errno line) or sets *error. On success *fd stays open when

@@ -10,7 +10,9 @@
 #include <QThread>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,63 +30,29 @@ public:
     bool readable = false;
     bool writable = false;
     bool ended = false; // the broker closed the connection
-    // The open request went out without waiting; its answer comes first.
-    bool awaitingAnswer = false;
     int error = 0;
     QList<QByteArray> pending; // content that came with the open answer
     QSocketNotifier *notifier = nullptr;
 
-    // Takes the broker's answer to a pipelined open. False if it is not
-    // there yet (error EAGAIN) or refuses the open (error set, object ended).
-    bool takeAnswer(int flags)
+    // A server that goes away waits until the broker has taken its object
+    // down, so that once close() returns nobody can open the object any more.
+    // The broker answers the end of the server's writing by closing.
+    void unregister()
     {
-        QByteArray body;
-        int err = 0;
-        const bool accepted = bus::receiveAnswer(fd, flags, &body, &err);
-        if (!accepted && (err == EAGAIN || err == EWOULDBLOCK)) {
-            error = EAGAIN;
-            return false;
+        if (::shutdown(fd, SHUT_WR) != 0)
+            return;
+        pollfd p{fd, POLLIN, 0};
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        char discard[256];
+        for (;;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0 || ::poll(&p, 1, int(left.count())) <= 0)
+                return;
+            const ssize_t n = ::recv(fd, discard, sizeof discard, MSG_DONTWAIT);
+            if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN))
+                return;
         }
-        awaitingAnswer = false;
-        if (!accepted) {
-            error = err;
-            ended = true;
-            return false;
-        }
-        return true;
-    }
-
-    // A client of a control object need not wait for the broker: the
-    // object's mirror file tells that it exists and that this user may open
-    // it, so the first message can follow the open request at once. When
-    // the mirror file says no, the broker is asked, and says why.
-    bool canPipeline(PpsOpenMode::Types mode) const
-    {
-        if (mode.testFlag(PpsOpenMode::Create) || (mode & PpsOpenMode::PublishSubscribe) == 0)
-            return false;
-        // Options other than "wait" are for the broker to judge.
-        const auto parts = options.splitRef(QLatin1Char(','), Qt::SkipEmptyParts);
-        for (const QStringRef &part : parts) {
-            if (part.trimmed() != QLatin1String("wait"))
-                return false;
-        }
-        const QByteArray mirror = QFile::encodeName(PpsObject::mirrorFilePath(objectPath));
-        struct stat info;
-        if (::stat(mirror.constData(), &info) != 0 || !S_ISREG(info.st_mode)
-            || info.st_size != qint64(std::strlen(bus::controlMirrorText())))
-            return false;
-        int wanted = 0;
-        if (mode.testFlag(PpsOpenMode::Subscribe))
-            wanted |= R_OK;
-        if (mode.testFlag(PpsOpenMode::Publish))
-            wanted |= W_OK;
-        return ::access(mirror.constData(), wanted) == 0;
-    }
-
-    bool hasData() const
-    {
-        char probe;
-        return ::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
     }
 
     bool hasOption(const QString &name) const
@@ -124,29 +92,16 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         d->error = EBUSY;
         return false;
     }
-    QByteArray request = "OPEN\n";
-    request += QFile::encodeName(d->objectPath);
-    request += '\n';
-    request += QByteArray::number(int(mode));
-    request += '\n';
-    request += d->options.toUtf8();
+    const QByteArray request = bus::openRequest(d->objectPath, int(mode), d->options);
 
     QByteArray content;
     int fd = -1;
     int err = 0;
-    const bool pipelined = d->canPipeline(mode);
-    if (pipelined) {
-        fd = bus::connectAndSend(request, &err);
-        if (fd < 0) {
-            d->error = err;
-            return false;
-        }
-    } else if (!bus::request(request, &content, &err, &fd, true)) {
+    if (!bus::request(request, &content, &err, &fd, true)) {
         d->error = err;
         return false;
     }
     d->fd = fd;
-    d->awaitingAnswer = pipelined;
     d->error = 0;
     d->ended = false;
     d->readable = mode.testFlag(PpsOpenMode::Subscribe);
@@ -163,12 +118,6 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         d->notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
         connect(d->notifier, &QSocketNotifier::activated, this, [this]() {
             Q_D(PpsObject);
-            // The answer to a pipelined open is the broker's business, not
-            // data for the reader; only a refusal is news.
-            if (d->awaitingAnswer && d->takeAnswer(MSG_DONTWAIT) && !d->hasData())
-                return;
-            if (d->awaitingAnswer)
-                return;
             // A closed connection stays readable for ever; tell the reader
             // once, then stop watching.
             char probe;
@@ -201,11 +150,12 @@ void PpsObject::close()
     Q_D(PpsObject);
     delete d->notifier;
     d->notifier = nullptr;
+    if (d->fd >= 0 && d->hasOption(QStringLiteral("server")))
+        d->unregister();
     if (d->fd >= 0)
         ::close(d->fd);
     d->fd = -1;
     d->pending.clear();
-    d->awaitingAnswer = false;
 }
 
 void PpsObject::setBlocking(bool enable)
@@ -238,8 +188,6 @@ QByteArray PpsObject::read(bool *ok)
         d->error = 0;
         return d->pending.takeFirst();
     }
-    if (d->awaitingAnswer && !d->takeAnswer(d->blocking ? 0 : MSG_DONTWAIT))
-        return QByteArray();
     if (d->ended) {
         if (d->error == 0 || d->error == EAGAIN)
             d->error = ENOTCONN;
@@ -269,7 +217,7 @@ bool PpsObject::write(const QByteArray &data)
         d->error = EBADF;
         return false;
     }
-    if (d->ended && !d->awaitingAnswer) {
+    if (d->ended) {
         d->error = d->error ? d->error : ENOTCONN;
         return false;
     }

@@ -33,12 +33,7 @@ extern "C" int pps_open(const char *path, int oflag)
     // for descriptors, which have no place to keep it beside the answer.
     options = options.isEmpty() ? QStringLiteral("separate") : options + QLatin1String(",separate");
 
-    QByteArray request = "OPEN\n";
-    request += object.toUtf8();
-    request += '\n';
-    request += QByteArray::number(int(mode));
-    request += '\n';
-    request += options.toUtf8();
+    const QByteArray request = om::bus::openRequest(object, int(mode), options);
 
     QByteArray content;
     int fd = -1;

@@ -1,0 +1,64 @@
+#ifndef OMDEVICE_DIALOGS_H
+#define OMDEVICE_DIALOGS_H
+
+#include "notifyservice.h"
+
+#include <QList>
+#include <QMap>
+
+namespace omdevice {
+
+/**
+ * The dialogs on screen. "alert" puts one up (answered with "res" "alert"),
+ * "update" replaces its content, "cancel" (with the dialog's id) takes it
+ * away. When the user chooses a button, the dialog's client gets "msg"
+ * "choice" with the dialog's id and "dat" {"itemId", "context"}, and the
+ * dialog leaves the screen. A dialog whose client goes away goes too.
+ */
+class Dialogs : public NotifyPart
+{
+    Q_OBJECT
+public:
+    explicit Dialogs(NotifyService *service);
+
+    QStringList messages() const override;
+    void handle(int clientId, const QVariantMap &request) override;
+    void clientClosed(int clientId) override;
+
+    /** Takes down the dialog that a "cancel" of @p clientId names. */
+    void cancel(int clientId, const QVariantMap &request);
+
+    /** The dialogs on screen, oldest first: "itemId", "application",
+     *  "shown" (ms since the epoch), "content" (the "dat" of the alert or
+     *  of the last update). */
+    QList<QVariantMap> dialogs() const;
+
+    /**
+     * The user presses a button. @p dialog is a dialog's id, or a prefix
+     * that names one dialog only (its braces may be left out); @p button is
+     * a button's context or its label. On success gives the dialog's id and
+     * the button's context and label in *chosen; otherwise false with the
+     * reason in *error.
+     */
+    bool choose(const QString &dialog, const QString &button, QVariantMap *chosen, QString *error);
+
+private:
+    struct Dialog
+    {
+        QString itemId;
+        int clientId = 0;
+        QString application;
+        qint64 shown = 0;
+        QVariantMap content;
+    };
+
+    void alert(int clientId, const QVariantMap &request);
+    void update(int clientId, const QVariantMap &request);
+    static QString checkContent(const QVariant &dat);
+
+    QMap<QString, Dialog> m_dialogs;
+};
+
+} // namespace omdevice
+
+#endif

@@ -1,0 +1,334 @@
+#include "notification_p.h"
+
+#include "notificationssharedconstants.h"
+
+#include <om/platform/ommock/notificationppschannel.h>
+#include <om/uitoolkitsupport.h>
+
+#include <QUuid>
+
+namespace om {
+namespace platform {
+
+namespace {
+// How long notify() waits for the service's answer.
+constexpr int NotifyTimeoutMs = 250;
+} // namespace
+
+QString wireFileUrl(const QUrl &url)
+{
+    if (url.isEmpty())
+        return QString();
+    const QString path = om::UIToolkitSupport::absolutePathFromUrl(url);
+    if (path.isEmpty())
+        return QString();
+    return QString::fromUtf8(QUrl::fromLocalFile(path).toEncoded());
+}
+
+NotificationPrivate::NotificationPrivate(Notification *owner) : QObject(owner), q_ptr(owner) {}
+
+QVariantMap NotificationPrivate::notifyMessage() const
+{
+    Q_Q(const Notification);
+    const QString key = q->property(s_ppsId.toLatin1().constData()).toString();
+
+    QVariantMap dat;
+    if (!title.isNull())
+        dat.insert(s_attributeTitle, title);
+    if (!body.isNull())
+        dat.insert(s_attributeBody, body);
+    if (timestamp.isValid())
+        dat.insert(s_attributeTimestamp, QString::number(timestamp.toMSecsSinceEpoch(), 10));
+    dat.insert(s_attributeBadge, s_attributeValueTrue);
+
+    const QString sound = wireFileUrl(soundUrl);
+    if (!sound.isEmpty())
+        dat.insert(s_attributeSound, sound);
+    const QString icon = wireFileUrl(iconUrl);
+    if (!icon.isEmpty())
+        dat.insert(s_attributeIcon, icon);
+
+    // The wire has one field for the category and for the alerts that
+    // replace it.
+    switch (type) {
+    case NotificationType::Default:
+        if (!category.isNull())
+            dat.insert(s_attributeCategory, category);
+        break;
+    case NotificationType::PreviewOff:
+        dat.insert(s_attributeCategory, s_attributeValueHubOnly);
+        break;
+    case NotificationType::AllAlertsOff:
+        dat.insert(s_attributeCategory, s_attributeValueHubSilent);
+        break;
+    case NotificationType::HubOff:
+        dat.insert(s_attributeCategory, s_attributeValuePreviewOnly);
+        break;
+    }
+
+    const QString target = invokeRequest.target();
+    const QString action = invokeRequest.action();
+    const QByteArray data = invokeRequest.data();
+    const QString uri = QString::fromUtf8(invokeRequest.uri().toEncoded());
+    const QString mimeType = invokeRequest.mimeType();
+    if (!target.isEmpty())
+        dat.insert(s_attributeInvokeTarget, target);
+    if (!action.isEmpty())
+        dat.insert(s_attributeInvokeAction, action);
+    if (!data.isEmpty())
+        dat.insert(s_attributeInvokeData, QString::fromLatin1(data.toBase64()));
+    if (!uri.isEmpty())
+        dat.insert(s_attributeInvokeUri, uri);
+    if (!mimeType.isEmpty())
+        dat.insert(s_attributeInvokeMimeType, mimeType);
+
+    dat.insert(s_attributeItemId, key);
+
+    QVariantMap message;
+    message.insert(s_attributeMsg, s_attributeMsgNotify);
+    message.insert(s_attributeId, key);
+    message.insert(s_attributeDat, dat);
+    return message;
+}
+
+bool NotificationPrivate::isError(const QVariantMap &response)
+{
+    // Only the presence of "err" counts, whatever its value.
+    return controlAttributes(response).contains(s_attributeError);
+}
+
+NotificationError::Type NotificationPrivate::sendRemoval(const QString &msg, const QString &key)
+{
+    QVariantMap message;
+    message.insert(s_attributeMsg, msg);
+    if (!key.isEmpty())
+        message.insert(s_attributeDat, QVariantMap{{s_attributeItemId, key}});
+    return ommock::NotificationPpsChannel::send(message);
+}
+
+Notification::Notification(QObject *parent)
+    : Notification(QUuid::createUuid().toString(), parent)
+{
+}
+
+Notification::Notification(const QString &key, QObject *parent)
+    : QObject(parent), d_ptr(new NotificationPrivate(this))
+{
+    setProperty(s_ppsId.toLatin1().constData(), key);
+}
+
+Notification::~Notification() = default;
+
+QString Notification::key() const
+{
+    return property(s_ppsId.toLatin1().constData()).toString();
+}
+
+QString Notification::category() const
+{
+    Q_D(const Notification);
+    return d->category;
+}
+
+void Notification::setCategory(const QString &category)
+{
+    Q_D(Notification);
+    if (assign(d->category, category))
+        Q_EMIT categoryChanged(d->category);
+}
+
+void Notification::resetCategory()
+{
+    setCategory(QString());
+}
+
+QString Notification::title() const
+{
+    Q_D(const Notification);
+    return d->title;
+}
+
+void Notification::setTitle(const QString &title)
+{
+    Q_D(Notification);
+    if (assign(d->title, title))
+        Q_EMIT titleChanged(d->title);
+}
+
+void Notification::resetTitle()
+{
+    setTitle(QString());
+}
+
+QString Notification::body() const
+{
+    Q_D(const Notification);
+    return d->body;
+}
+
+void Notification::setBody(const QString &body)
+{
+    Q_D(Notification);
+    if (assign(d->body, body))
+        Q_EMIT bodyChanged(d->body);
+}
+
+void Notification::resetBody()
+{
+    setBody(QString());
+}
+
+QDateTime Notification::timestamp() const
+{
+    Q_D(const Notification);
+    return d->timestamp;
+}
+
+void Notification::setTimestamp(const QDateTime &timestamp)
+{
+    Q_D(Notification);
+    if (assign(d->timestamp, timestamp))
+        Q_EMIT timestampChanged(d->timestamp);
+}
+
+void Notification::setTimestamp(qint64 millisecondsTimestamp)
+{
+    setTimestamp(QDateTime::fromMSecsSinceEpoch(millisecondsTimestamp));
+}
+
+void Notification::resetTimestamp()
+{
+    setTimestamp(QDateTime());
+}
+
+QUrl Notification::soundUrl() const
+{
+    Q_D(const Notification);
+    return d->soundUrl;
+}
+
+void Notification::setSoundUrl(const QUrl &soundUrl)
+{
+    Q_D(Notification);
+    if (assign(d->soundUrl, soundUrl))
+        Q_EMIT soundUrlChanged(d->soundUrl);
+}
+
+void Notification::resetSoundUrl()
+{
+    setSoundUrl(QUrl());
+}
+
+QUrl Notification::iconUrl() const
+{
+    Q_D(const Notification);
+    return d->iconUrl;
+}
+
+void Notification::setIconUrl(const QUrl &iconUrl)
+{
+    Q_D(Notification);
+    if (assign(d->iconUrl, iconUrl))
+        Q_EMIT iconUrlChanged(d->iconUrl);
+}
+
+void Notification::resetIconUrl()
+{
+    setIconUrl(QUrl());
+}
+
+NotificationType::Type Notification::type() const
+{
+    Q_D(const Notification);
+    return d->type;
+}
+
+void Notification::setType(NotificationType::Type type)
+{
+    Q_D(Notification);
+    if (!assign(d->type, type))
+        return;
+    NotificationType::Type value = d->type;
+    Q_EMIT typeChanged(value);
+    Q_EMIT typeChanged(int(d->type));
+}
+
+void Notification::resetType()
+{
+    setType(NotificationType::Default);
+}
+
+NotificationError::Type Notification::error() const
+{
+    Q_D(const Notification);
+    return d->error;
+}
+
+om::system::InvokeRequest Notification::invokeRequest() const
+{
+    Q_D(const Notification);
+    return d->invokeRequest;
+}
+
+void Notification::setInvokeRequest(const om::system::InvokeRequest &newInvokeRequest)
+{
+    Q_D(Notification);
+    d->invokeRequest = newInvokeRequest;
+    Q_EMIT invokeRequestChanged(d->invokeRequest);
+}
+
+void Notification::resetInvokeRequest()
+{
+    setInvokeRequest(om::system::InvokeRequest());
+}
+
+NotificationError::Type Notification::notify()
+{
+    Q_D(Notification);
+    d->error = NotificationError::None;
+    const QVariantMap message = d->notifyMessage();
+    QVariantMap response;
+    const NotificationError::Type result =
+        ommock::NotificationPpsChannel::sendAndWait(message, response, NotifyTimeoutMs);
+    d->error = result;
+    if (result == NotificationError::None && NotificationPrivate::isError(response))
+        d->error = NotificationError::InvalidRequest;
+    return d->error;
+}
+
+NotificationError::Type Notification::clearEffects()
+{
+    Q_D(Notification);
+    d->error = clearEffects(key());
+    return d->error;
+}
+
+NotificationError::Type Notification::deleteFromInbox()
+{
+    Q_D(Notification);
+    d->error = deleteFromInbox(key());
+    return d->error;
+}
+
+NotificationError::Type Notification::clearEffectsForAll()
+{
+    return clearEffects(QString());
+}
+
+NotificationError::Type Notification::deleteAllFromInbox()
+{
+    return deleteFromInbox(QString());
+}
+
+NotificationError::Type Notification::clearEffects(const QString &key)
+{
+    return NotificationPrivate::sendRemoval(s_attributeMsgCancel, key);
+}
+
+NotificationError::Type Notification::deleteFromInbox(const QString &key)
+{
+    return NotificationPrivate::sendRemoval(s_attributeMsgDelete, key);
+}
+
+} // namespace platform
+} // namespace om

@@ -1,0 +1,68 @@
+#ifndef OM_PLATFORM_NOTIFICATION_P_H
+#define OM_PLATFORM_NOTIFICATION_P_H
+
+#include <om/platform/notification.h>
+
+#include <QVariantMap>
+
+namespace om {
+namespace platform {
+
+class NotificationPrivate : public QObject
+{
+    Q_OBJECT
+    Q_DECLARE_PUBLIC(Notification)
+
+public:
+    explicit NotificationPrivate(Notification *owner);
+
+    /** The "notify" message for the current properties. */
+    QVariantMap notifyMessage() const;
+    /** True if the decoded answer of the service reports a failure. */
+    static bool isError(const QVariantMap &response);
+    /** "cancel" or "delete" of the item @p key, or of every item if it is empty. */
+    static NotificationError::Type sendRemoval(const QString &msg, const QString &key);
+
+    Notification *const q_ptr;
+    NotificationError::Type error = NotificationError::None;
+    QString category;
+    QString title;
+    QString body;
+    QDateTime timestamp;
+    QUrl soundUrl;
+    QUrl iconUrl;
+    NotificationType::Type type = NotificationType::Default;
+    om::system::InvokeRequest invokeRequest;
+
+Q_SIGNALS:
+    void send(QVariantMap message);
+};
+
+/** Stores @p value in @p field unless it holds it already; true if it
+ *  changed. A null and an empty string differ here, as they do on the wire. */
+inline bool assign(QString &field, const QString &value)
+{
+    if (value == field && value.isNull() == field.isNull())
+        return false;
+    field = value;
+    return true;
+}
+
+template<class T>
+inline bool assign(T &field, const T &value)
+{
+    if (value == field)
+        return false;
+    field = value;
+    return true;
+}
+
+/** The form in which a file goes to the notification service: a
+ *  percent-encoded file URL of its absolute path, or a null string if the
+ *  URL names no path. */
+QString wireFileUrl(const QUrl &url);
+
+} // namespace platform
+} // namespace om
+
+#endif

@@ -15,6 +15,8 @@
 #include <QObject>
 #include <QStringList>
 
+#include <functional>
+
 namespace mapstest {
 
 /**
@@ -133,6 +135,45 @@ inline void checkProperty(QObject *object, const char *property, const QVariantL
     } else {
         QCOMPARE(actual.toDouble(), stored.toDouble());
     }
+}
+
+/**
+ * Runs @p setup on a new invoker, then @p action while recording signals;
+ * checks the signals, the @p properties read back (strings also for being
+ * null), and what go() then sends to @p service: the MIME type and the
+ * content followed by one NUL.
+ */
+template <typename Invoker>
+void checkScenario(omtest::FakeServer *service, const std::function<void(Invoker &)> &setup,
+                   const std::function<void(Invoker &)> &action,
+                   const QStringList &expectedSignals, const QVariantMap &properties,
+                   const QString &mimeType, const QByteArray &content)
+{
+    Invoker invoker;
+    if (setup)
+        setup(invoker);
+    {
+        SignalRecorder recorder(&invoker);
+        action(invoker);
+        QCOMPARE(recorder.records, expectedSignals);
+    }
+    for (auto it = properties.begin(); it != properties.end(); ++it) {
+        const QVariant actual = invoker.property(it.key().toLatin1().constData());
+        QVERIFY2(actual.isValid(), qPrintable(it.key()));
+        if (it.value().userType() == QMetaType::QString) {
+            QCOMPARE(actual.toString(), it.value().toString());
+            QCOMPARE(actual.toString().isNull(), it.value().toString().isNull());
+        } else {
+            QCOMPARE(actual.toDouble(), it.value().toDouble());
+        }
+    }
+    const int before = service->received().size();
+    invoker.go();
+    QVERIFY(service->waitForReceived(before + 1));
+    const SentInvocation sent = sentInvocation(service->last());
+    QCOMPARE(sent.mimeType, mimeType);
+    QCOMPARE(QString::fromLatin1(sent.data), QString::fromLatin1(content + QByteArray(1, '\0')));
+    QCOMPARE(sent.data, content + QByteArray(1, '\0'));
 }
 
 /** The path of the invocation service's control object. */

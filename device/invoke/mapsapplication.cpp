@@ -30,7 +30,9 @@ public:
     {
         const QJsonValue value = object.value(key);
         if (value.isUndefined()) {
-            if (required)
+            if (required && where.isEmpty())
+                fail(QStringLiteral("the content has no \"%1\"").arg(key));
+            else if (required)
                 fail(QStringLiteral("\"%1\" has no \"%2\"").arg(where, key));
             return;
         }

@@ -106,6 +106,13 @@ private:
     }
 };
 
+// Both kinds of content travel as C strings: they end at their first NUL.
+QByteArray cString(const QByteArray &data)
+{
+    const int nul = data.indexOf('\0');
+    return nul < 0 ? data : data.left(nul);
+}
+
 QVariantMap readEndPoint(JsonReader &reader, const QJsonObject &object, const QString &where)
 {
     QVariantMap point;
@@ -122,11 +129,7 @@ QVariantMap readEndPoint(JsonReader &reader, const QJsonObject &object, const QS
 
 QVariantMap readActionContent(const QByteArray &data, QString *reason)
 {
-    // The content is a C string: it ends at its first NUL.
-    QByteArray text = data;
-    const int nul = text.indexOf('\0');
-    if (nul >= 0)
-        text.truncate(nul);
+    const QByteArray text = cString(data);
     if (text.isEmpty()) {
         *reason = QStringLiteral("the content is empty");
         return {};
@@ -257,10 +260,7 @@ bool readKmlCoordinates(const QString &text, QVariantMap *placemark)
 
 QVariantMap readKml(const QByteArray &data, QString *reason)
 {
-    QByteArray text = data;
-    const int nul = text.indexOf('\0');
-    if (nul >= 0)
-        text.truncate(nul);
+    const QByteArray text = cString(data);
     if (text.trimmed().isEmpty()) {
         *reason = QStringLiteral("the KML is empty");
         return {};

@@ -91,11 +91,16 @@ void appendSearch(QString &text, double searchLatitude, double searchLongitude,
                 + QLatin1Char(',');
 }
 
-void appendCenter(QString &text, double latitude, double longitude, int altitude, int heading)
+// The keyword, the view mode and, if its pair is set, the centre; each
+// member with its comma.
+QString beginView(const QString &viewMode, double latitude, double longitude, int altitude,
+                  int heading)
 {
+    QString text = ContentKeyword + VIEW_MODE_TAG + QLatin1Char(':') + viewMode + QLatin1Char(',');
     if (isPairSet(latitude, longitude))
         text += generateCameraLocation(JsonContent, latitude, longitude, altitude, heading)
                 + QLatin1Char(',');
+    return text;
 }
 
 } // namespace
@@ -149,9 +154,7 @@ QString generateMapViewContent(ContentType type, double centerLatitude, double c
 {
     if (type != JsonContent)
         return QString();
-    QString text = ContentKeyword + VIEW_MODE_TAG + QLatin1Char(':') + MAP_VIEW_MODE_VALUE
-                   + QLatin1Char(',');
-    appendCenter(text, centerLatitude, centerLongitude, altitude, heading);
+    QString text = beginView(MAP_VIEW_MODE_VALUE, centerLatitude, centerLongitude, altitude, heading);
     appendSearch(text, searchLatitude, searchLongitude, searchText, searchMode);
     // A geocoded place is found by its name; otherwise it needs coordinates.
     const bool placemark = geocodeLocationEnabled ? !locationName.isNull()
@@ -204,9 +207,8 @@ QString generateNavigationViewContent(
 {
     if (type != JsonContent)
         return QString();
-    QString text = ContentKeyword + VIEW_MODE_TAG + QLatin1Char(':') + NAVIGATION_VIEW_MODE_VALUE
-                   + QLatin1Char(',');
-    appendCenter(text, centerLatitude, centerLongitude, altitude, heading);
+    QString text =
+        beginView(NAVIGATION_VIEW_MODE_VALUE, centerLatitude, centerLongitude, altitude, heading);
     if (isPairSet(startLatitude, startLongitude)) {
         text += generateNavigationEndPointLocation(JsonContent, true, startLatitude, startLongitude,
                                                    startName, startDescription, startAddress)

@@ -6,6 +6,7 @@
 // service.
 
 #include "fakeserver.h"
+#include "testbroker.h"
 
 #include <QByteArray>
 #include <QMetaEnum>
@@ -16,6 +17,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 
 namespace mapstest {
 
@@ -180,6 +182,62 @@ void checkScenario(omtest::FakeServer *service, const std::function<void(Invoker
 inline QString invokeControlPath()
 {
     return QStringLiteral("/pps/services/invoke/control");
+}
+
+/** A private bus with a fake invocation service that lets "om.maps" take
+ *  every request. Start it in init(), stop it in cleanup(). */
+class FakeInvokeService
+{
+public:
+    bool start()
+    {
+        m_broker.reset(new omtest::TestBroker);
+        m_server.reset(new omtest::FakeServer(invokeControlPath()));
+        if (!m_broker->isRunning() || !m_server->start())
+            return false;
+        m_server->answerOk(QStringLiteral("invoke"),
+                           QVariantMap{{QStringLiteral("target"), QStringLiteral("om.maps")}});
+        return true;
+    }
+
+    void stop()
+    {
+        m_server.reset();
+        m_broker.reset();
+    }
+
+    omtest::FakeServer *server() const { return m_server.get(); }
+
+private:
+    std::unique_ptr<omtest::TestBroker> m_broker;
+    std::unique_ptr<omtest::FakeServer> m_server;
+};
+
+/** The columns of a scenario table for checkScenario(). */
+template <typename Invoker>
+void addScenarioColumns()
+{
+    using Step = std::function<void(Invoker &)>;
+    QTest::addColumn<Step>("setup");
+    QTest::addColumn<Step>("action");
+    QTest::addColumn<QStringList>("expectedSignals");
+    QTest::addColumn<QVariantMap>("properties");
+    QTest::addColumn<QString>("mimeType");
+    QTest::addColumn<QByteArray>("content");
+}
+
+/** Runs the current row of a scenario table. */
+template <typename Invoker>
+void runScenario(omtest::FakeServer *service)
+{
+    using Step = std::function<void(Invoker &)>;
+    QFETCH(Step, setup);
+    QFETCH(Step, action);
+    QFETCH(QStringList, expectedSignals);
+    QFETCH(QVariantMap, properties);
+    QFETCH(QString, mimeType);
+    QFETCH(QByteArray, content);
+    checkScenario<Invoker>(service, setup, action, expectedSignals, properties, mimeType, content);
 }
 
 } // namespace mapstest

@@ -1,14 +1,9 @@
 #include "mapstest.h"
 
-#include "fakeserver.h"
-#include "testbroker.h"
-
 #include <om/platform/contentformatutility.h>
 #include <om/platform/locationmapinvoker.h>
 
 #include <QtTest>
-
-#include <memory>
 
 using namespace om::platform;
 
@@ -46,33 +41,22 @@ private Q_SLOTS:
     void scenario();
 
 private:
-    std::unique_ptr<omtest::TestBroker> m_broker;
-    std::unique_ptr<omtest::FakeServer> m_service;
+    mapstest::FakeInvokeService m_service;
 };
 
 void tst_LocationMapInvoker::init()
 {
-    m_broker.reset(new omtest::TestBroker);
-    QVERIFY(m_broker->isRunning());
-    m_service.reset(new omtest::FakeServer(mapstest::invokeControlPath()));
-    QVERIFY(m_service->start());
-    m_service->answerOk(QStringLiteral("invoke"), QVariantMap{{QStringLiteral("target"), QStringLiteral("om.maps")}});
+    QVERIFY(m_service.start());
 }
 
 void tst_LocationMapInvoker::cleanup()
 {
-    m_service.reset();
-    m_broker.reset();
+    m_service.stop();
 }
 
 void tst_LocationMapInvoker::scenario_data()
 {
-    QTest::addColumn<Step>("setup");
-    QTest::addColumn<Step>("action");
-    QTest::addColumn<QStringList>("expectedSignals");
-    QTest::addColumn<QVariantMap>("properties");
-    QTest::addColumn<QString>("mimeType");
-    QTest::addColumn<QByteArray>("content");
+    mapstest::addScenarioColumns<LocationMapInvoker>();
 
     const QVariant unset(UnsetCoordinate);
     const QVariant null = QVariant(QString());
@@ -211,14 +195,7 @@ void tst_LocationMapInvoker::scenario_data()
 
 void tst_LocationMapInvoker::scenario()
 {
-    QFETCH(Step, setup);
-    QFETCH(Step, action);
-    QFETCH(QStringList, expectedSignals);
-    QFETCH(QVariantMap, properties);
-    QFETCH(QString, mimeType);
-    QFETCH(QByteArray, content);
-    mapstest::checkScenario<LocationMapInvoker>(m_service.get(), setup, action, expectedSignals,
-                                                properties, mimeType, content);
+    mapstest::runScenario<LocationMapInvoker>(m_service.server());
 }
 
 QTEST_GUILESS_MAIN(tst_LocationMapInvoker)

@@ -2,7 +2,6 @@
 #include "mapstest.h"
 
 #include "fakeserver.h"
-#include "testbroker.h"
 #include "warningcapture.h"
 
 #include <om/platform/handsfreenavigation.h>
@@ -95,8 +94,8 @@ private Q_SLOTS:
     void slotOrder();
 
 private:
-    std::unique_ptr<omtest::TestBroker> m_broker;
-    std::unique_ptr<omtest::FakeServer> m_service;
+    mapstest::FakeInvokeService m_bus;
+    omtest::FakeServer *m_service = nullptr;
 };
 
 void tst_MapInvoker::initTestCase()
@@ -107,17 +106,13 @@ void tst_MapInvoker::initTestCase()
 
 void tst_MapInvoker::init()
 {
-    m_broker.reset(new omtest::TestBroker);
-    QVERIFY(m_broker->isRunning());
-    m_service.reset(new omtest::FakeServer(mapstest::invokeControlPath()));
-    QVERIFY(m_service->start());
-    m_service->answerOk(QStringLiteral("invoke"), QVariantMap{{QStringLiteral("target"), QStringLiteral("om.maps")}});
+    QVERIFY(m_bus.start());
+    m_service = m_bus.server();
 }
 
 void tst_MapInvoker::cleanup()
 {
-    m_service.reset();
-    m_broker.reset();
+    m_bus.stop();
 }
 
 void tst_MapInvoker::setters_data()

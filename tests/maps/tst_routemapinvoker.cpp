@@ -1,14 +1,9 @@
 #include "mapstest.h"
 
-#include "fakeserver.h"
-#include "testbroker.h"
-
 #include <om/platform/contentformatutility.h>
 #include <om/platform/routemapinvoker.h>
 
 #include <QtTest>
-
-#include <memory>
 
 using namespace om::platform;
 
@@ -39,33 +34,22 @@ private Q_SLOTS:
     void scenario();
 
 private:
-    std::unique_ptr<omtest::TestBroker> m_broker;
-    std::unique_ptr<omtest::FakeServer> m_service;
+    mapstest::FakeInvokeService m_service;
 };
 
 void tst_RouteMapInvoker::init()
 {
-    m_broker.reset(new omtest::TestBroker);
-    QVERIFY(m_broker->isRunning());
-    m_service.reset(new omtest::FakeServer(mapstest::invokeControlPath()));
-    QVERIFY(m_service->start());
-    m_service->answerOk(QStringLiteral("invoke"), QVariantMap{{QStringLiteral("target"), QStringLiteral("om.maps")}});
+    QVERIFY(m_service.start());
 }
 
 void tst_RouteMapInvoker::cleanup()
 {
-    m_service.reset();
-    m_broker.reset();
+    m_service.stop();
 }
 
 void tst_RouteMapInvoker::scenario_data()
 {
-    QTest::addColumn<Step>("setup");
-    QTest::addColumn<Step>("action");
-    QTest::addColumn<QStringList>("expectedSignals");
-    QTest::addColumn<QVariantMap>("properties");
-    QTest::addColumn<QString>("mimeType");
-    QTest::addColumn<QByteArray>("content");
+    mapstest::addScenarioColumns<RouteMapInvoker>();
 
     const QVariant null = QVariant(QString());
 
@@ -215,14 +199,7 @@ void tst_RouteMapInvoker::scenario_data()
 
 void tst_RouteMapInvoker::scenario()
 {
-    QFETCH(Step, setup);
-    QFETCH(Step, action);
-    QFETCH(QStringList, expectedSignals);
-    QFETCH(QVariantMap, properties);
-    QFETCH(QString, mimeType);
-    QFETCH(QByteArray, content);
-    mapstest::checkScenario<RouteMapInvoker>(m_service.get(), setup, action, expectedSignals,
-                                             properties, mimeType, content);
+    mapstest::runScenario<RouteMapInvoker>(m_service.server());
 }
 
 QTEST_GUILESS_MAIN(tst_RouteMapInvoker)

@@ -70,7 +70,6 @@ private Q_SLOTS:
     void requestTooLarge();
     void replyDeletedInFinished();
     void manyAtOnce();
-    void replyTimeoutSetting();
 
 private:
     /** Waits for @p reply to finish; checks that finished() came once. */
@@ -347,16 +346,6 @@ void tst_InvokeManager::manyAtOnce()
         QCOMPARE(replies[i]->error(), 0);
         QCOMPARE(replies[i]->target(), QStringLiteral("action%1").arg(i));
     }
-}
-
-void tst_InvokeManager::replyTimeoutSetting()
-{
-    InvokeManager manager;
-    QCOMPARE(manager.replyTimeout(), 10000);
-    manager.setReplyTimeout(0);
-    QCOMPARE(manager.replyTimeout(), 1);
-    manager.setReplyTimeout(2500);
-    QCOMPARE(manager.replyTimeout(), 2500);
 }
 
 QTEST_GUILESS_MAIN(tst_InvokeManager)

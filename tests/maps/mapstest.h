@@ -173,6 +173,9 @@ void checkScenario(omtest::FakeServer *service, const std::function<void(Invoker
     invoker.go();
     QVERIFY(service->waitForReceived(before + 1));
     const SentInvocation sent = sentInvocation(service->last());
+    QCOMPARE(sent.action, QStringLiteral("om.action.OPEN"));
+    QCOMPARE(sent.target, QString());
+    QCOMPARE(sent.sender, QString::fromLocal8Bit(qgetenv("OM_PACKAGE_NAME")));
     QCOMPARE(sent.mimeType, mimeType);
     QCOMPARE(QString::fromLatin1(sent.data), QString::fromLatin1(content + QByteArray(1, '\0')));
     QCOMPARE(sent.data, content + QByteArray(1, '\0'));

@@ -34,6 +34,7 @@ class tst_LocationMapInvoker : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { qputenv("OM_PACKAGE_NAME", "locationmapinvoker"); }
     void init();
     void cleanup();
 

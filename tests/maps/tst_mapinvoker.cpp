@@ -10,17 +10,12 @@
 #include <om/platform/maptransportationmode.h>
 #include <om/platform/mapviewmode.h>
 #include <om/platform/routemapinvoker.h>
-#include <om/platform/typicalmapaltitude.h>
 #include <om/system/invoketargetreply.h>
 
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <functional>
-#include <memory>
-
 using namespace om::platform;
-using mapstest::SignalRecorder;
 
 namespace {
 
@@ -32,8 +27,6 @@ class PlainMapInvoker : public MapInvoker
 public:
     PlainMapInvoker() : MapInvoker(nullptr, new MapInvokerPrivate(this)) {}
 };
-
-using InvokerFactory = std::function<MapInvoker *()>;
 
 template <typename T>
 QString printed(T value, bool spacing)
@@ -55,8 +48,6 @@ int replyCount(const QObject *invoker)
 
 } // namespace
 
-Q_DECLARE_METATYPE(InvokerFactory)
-
 class tst_MapInvoker : public QObject
 {
     Q_OBJECT
@@ -72,13 +63,10 @@ private Q_SLOTS:
     void resets();
     void viewMode();
 
-    void go_data();
-    void go();
     void payloadIsACString_data();
     void payloadIsACString();
     void emptyTextSurvivesReset();
     void plainInvokerSendsNothing();
-    void eachGoSendsAgain();
     void replyGoesWhenAnswered_data();
     void replyGoesWhenAnswered();
     void unansweredReplyDiesWithInvoker();
@@ -91,7 +79,6 @@ private Q_SLOTS:
     void debugPrinting();
     void metaObject_data();
     void metaObject();
-    void slotOrder();
 
 private:
     mapstest::FakeInvokeService m_bus;
@@ -232,71 +219,6 @@ void tst_MapInvoker::viewMode()
     QCOMPARE(route.findChild<MapInvokerPrivate *>()->viewMode(), MapViewMode::Navigation);
 }
 
-void tst_MapInvoker::go_data()
-{
-    QTest::addColumn<InvokerFactory>("factory");
-    QTest::addColumn<QString>("mimeType");
-    QTest::addColumn<QString>("content");
-
-    QTest::newRow("new location invoker") << InvokerFactory([] { return new LocationMapInvoker; })
-        << "application/vnd.omb.map.action-v1" << "JSON {\"view_mode\":\"map\",\"geolocation\":false}";
-    QTest::newRow("new route invoker") << InvokerFactory([] { return new RouteMapInvoker; })
-        << "application/vnd.omb.map.action-v1" << "JSON {\"view_mode\":\"nav\",\"geolocation\":false}";
-    QTest::newRow("base properties in a map view") << InvokerFactory([] {
-        auto *invoker = new LocationMapInvoker;
-        invoker->setCenterLatitude(43.6532);
-        invoker->setCenterLongitude(-79.3832);
-        invoker->setAltitude(1200);
-        invoker->setHeading(90);
-        invoker->setSearchText(QStringLiteral("coffee"));
-        invoker->setSearchLatitude(43.65);
-        invoker->setSearchLongitude(-79.38);
-        invoker->setCurrentLocationEnabled(true);
-        return invoker;
-    }) << "application/vnd.omb.map.action-v1"
-       << "JSON {\"view_mode\":\"map\",\"center\":{\"latitude\":43.6532,\"longitude\":-79.3832,"
-          "\"heading\":90,\"altitude\":1200},\"search\":\"coffee\",\"search_pattern\":\"radial\","
-          "\"search_center\":{\"latitude\":43.65,\"longitude\":-79.38},\"geolocation\":true}";
-    QTest::newRow("base properties in a navigation view") << InvokerFactory([] {
-        auto *invoker = new RouteMapInvoker;
-        invoker->setSearchText(QStringLiteral("gas"));
-        invoker->setSearchMode(MapSearchMode::Path);
-        invoker->setCurrentLocationEnabled(true);
-        return invoker;
-    }) << "application/vnd.omb.map.action-v1"
-       << "JSON {\"view_mode\":\"nav\",\"geolocation\":true,\"search\":\"gas\",\"search_pattern\":\"path\"}";
-    QTest::newRow("dropped heading is not sent") << InvokerFactory([] {
-        auto *invoker = new LocationMapInvoker;
-        invoker->setCenterLatitude(1);
-        invoker->setCenterLongitude(2);
-        invoker->setHeading(45);
-        invoker->setHeading(720);
-        return invoker;
-    }) << "application/vnd.omb.map.action-v1"
-       << "JSON {\"view_mode\":\"map\",\"center\":{\"latitude\":1,\"longitude\":2,\"heading\":45,"
-          "\"altitude\":0},\"geolocation\":false}";
-}
-
-void tst_MapInvoker::go()
-{
-    QFETCH(InvokerFactory, factory);
-    QFETCH(QString, mimeType);
-    QFETCH(QString, content);
-    std::unique_ptr<MapInvoker> invoker(factory());
-    invoker->go();
-    QVERIFY(m_service->waitForReceived(1));
-    const omtest::Received received = m_service->last();
-    QCOMPARE(received.msg(), QStringLiteral("invoke"));
-    const mapstest::SentInvocation sent = mapstest::sentInvocation(received);
-    QCOMPARE(sent.action, QStringLiteral("om.action.OPEN"));
-    QCOMPARE(sent.mimeType, mimeType);
-    QCOMPARE(sent.target, QString());
-    QCOMPARE(sent.sender, QStringLiteral("tst.maps"));
-    // The content as a C string: its bytes and one NUL.
-    QCOMPARE(sent.data.size(), content.size() + 1);
-    QCOMPARE(sent.data, content.toLatin1() + QByteArray(1, '\0'));
-}
-
 void tst_MapInvoker::payloadIsACString_data()
 {
     QTest::addColumn<QString>("searchText");
@@ -356,23 +278,6 @@ void tst_MapInvoker::plainInvokerSendsNothing()
     for (const omtest::Received &received : m_service->received())
         QCOMPARE(mapstest::sentInvocation(received).mimeType,
                  QStringLiteral("application/vnd.omb.map.action-v1"));
-}
-
-void tst_MapInvoker::eachGoSendsAgain()
-{
-    RouteMapInvoker invoker;
-    invoker.setNavigationMode(MapNavigationMode::ShortestRoute);
-    invoker.go();
-    invoker.setNavigationMode(MapNavigationMode::FastestRoute);
-    invoker.go();
-    QVERIFY(m_service->waitForReceived(2));
-    QStringList contents;
-    for (const omtest::Received &received : m_service->received())
-        contents.append(QString::fromLatin1(mapstest::sentInvocation(received).data));
-    contents.sort();
-    QCOMPARE(contents.size(), 2);
-    QVERIFY(contents.at(0).contains(QLatin1String("\"nav_mode\":\"fastest\"")));
-    QVERIFY(contents.at(1).contains(QLatin1String("\"nav_mode\":\"shortest\"")));
 }
 
 void tst_MapInvoker::replyGoesWhenAnswered_data()
@@ -614,24 +519,6 @@ void tst_MapInvoker::metaObject()
         }
         QVERIFY2(found, prefix + capitalised);
     }
-}
-
-void tst_MapInvoker::slotOrder()
-{
-    const QMetaObject &meta = MapInvoker::staticMetaObject;
-    QStringList slotNames;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        if (meta.method(i).methodType() == QMetaMethod::Slot)
-            slotNames.append(QString::fromLatin1(meta.method(i).name()));
-    }
-    QStringList expected;
-    for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i) {
-        QString name = QString::fromLatin1(meta.property(i).name());
-        name[0] = name.at(0).toUpper();
-        expected << QStringLiteral("set") + name << QStringLiteral("reset") + name;
-    }
-    expected << QStringLiteral("go");
-    QCOMPARE(slotNames, expected);
 }
 
 QTEST_GUILESS_MAIN(tst_MapInvoker)

@@ -70,7 +70,6 @@ private Q_SLOTS:
     void keptAcrossRestart();
     void refusedInvocationIsListed();
     void clearAndTargets();
-    void nothingShownYet();
     void omctlErrors_data();
     void omctlErrors();
 
@@ -259,14 +258,6 @@ void tst_MapsEndToEnd::clearAndTargets()
     QCOMPARE(lines(targets.out),
              (QStringList{"om.maps", "  actions: om.action.OPEN",
                           "  types:   application/vnd.omb.map.action-v1, application/vnd.google-earth.kml+xml"}));
-}
-
-void tst_MapsEndToEnd::nothingShownYet()
-{
-    const DeviceProcess::Result maps = DeviceProcess::omctl({"maps"});
-    QCOMPARE(maps.exitCode, 0);
-    QCOMPARE(lines(maps.out), QStringList{"The maps application has not been asked to show anything."});
-    QCOMPARE(lines(DeviceProcess::omctl({"invocations"}).out), QStringList{"No invocations."});
 }
 
 void tst_MapsEndToEnd::omctlErrors_data()

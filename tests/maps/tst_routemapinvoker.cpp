@@ -27,6 +27,7 @@ class tst_RouteMapInvoker : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { qputenv("OM_PACKAGE_NAME", "routemapinvoker"); }
     void init();
     void cleanup();
 

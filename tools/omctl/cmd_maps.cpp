@@ -1,0 +1,288 @@
+// The invocation commands: invocations, maps.
+
+#include "command.h"
+#include "omctlclient.h"
+
+#include <QDateTime>
+#include <QVariantList>
+
+namespace omctl {
+namespace {
+
+const QString SimulatorPath = QStringLiteral("/pps/simulator/invoke");
+
+// One request to the invocation service's user side; the answer's "dat".
+bool ask(const QString &msg, const QVariantMap &dat, QVariantMap *result, QString *error)
+{
+    QVariantMap answer;
+    if (!request(SimulatorPath, msg, dat, &answer, error))
+        return false;
+    if (answer.contains(QStringLiteral("err"))) {
+        *error = answer.value(QStringLiteral("err")).toString();
+        return false;
+    }
+    *result = answer.value(QStringLiteral("dat")).toMap();
+    return true;
+}
+
+// Bytes as text: printable ASCII as it is, the rest as C escapes, so that a
+// trailing NUL shows as \0.
+QString escaped(const QByteArray &data)
+{
+    QString text;
+    for (const char c : data) {
+        const unsigned char u = static_cast<unsigned char>(c);
+        switch (c) {
+        case '\0': text += QLatin1String("\\0"); break;
+        case '\n': text += QLatin1String("\\n"); break;
+        case '\r': text += QLatin1String("\\r"); break;
+        case '\t': text += QLatin1String("\\t"); break;
+        case '\\': text += QLatin1String("\\\\"); break;
+        default:
+            if (u >= 0x20 && u < 0x7f)
+                text += QLatin1Char(c);
+            else
+                text += QStringLiteral("\\x%1").arg(u, 2, 16, QLatin1Char('0'));
+        }
+    }
+    return text;
+}
+
+QString timeText(const QVariant &msecs)
+{
+    return QDateTime::fromMSecsSinceEpoch(msecs.toLongLong()).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+}
+
+QString number(const QVariant &value)
+{
+    return QString::number(value.toDouble(), 'g', 12);
+}
+
+QString onOff(const QVariant &value)
+{
+    return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
+}
+
+QString quoted(const QVariant &value)
+{
+    return QLatin1Char('"') + value.toString() + QLatin1Char('"');
+}
+
+// "Name", description "...", address "...", at lat, lon[, altitude a]
+QString place(const QVariantMap &point)
+{
+    QStringList parts;
+    if (point.contains(QStringLiteral("name")))
+        parts.append(quoted(point.value(QStringLiteral("name"))));
+    if (point.contains(QStringLiteral("description")))
+        parts.append(QStringLiteral("description ") + quoted(point.value(QStringLiteral("description"))));
+    if (point.contains(QStringLiteral("address")))
+        parts.append(QStringLiteral("address ") + quoted(point.value(QStringLiteral("address"))));
+    if (point.contains(QStringLiteral("latitude"))) {
+        parts.append(QStringLiteral("at %1, %2").arg(number(point.value(QStringLiteral("latitude"))),
+                                                     number(point.value(QStringLiteral("longitude")))));
+    }
+    if (point.contains(QStringLiteral("altitude")))
+        parts.append(QStringLiteral("altitude ") + number(point.value(QStringLiteral("altitude"))));
+    if (parts.isEmpty())
+        return QStringLiteral("(no name, no coordinates)");
+    return parts.join(QLatin1String(", "));
+}
+
+void printView(const QVariantMap &shown)
+{
+    const QString view = shown.value(QStringLiteral("view")).toString();
+    static const QMap<QString, QString> viewNames = {{QStringLiteral("map"), QStringLiteral("map")},
+                                                     {QStringLiteral("sat"), QStringLiteral("satellite")},
+                                                     {QStringLiteral("nav"), QStringLiteral("route")},
+                                                     {QStringLiteral("kml"), QStringLiteral("KML places")}};
+    out(QStringLiteral("view: ") + viewNames.value(view, view));
+
+    if (shown.contains(QStringLiteral("center"))) {
+        const QVariantMap center = shown.value(QStringLiteral("center")).toMap();
+        QString line = QStringLiteral("center: %1, %2").arg(number(center.value(QStringLiteral("latitude"))),
+                                                             number(center.value(QStringLiteral("longitude"))));
+        if (center.contains(QStringLiteral("heading")))
+            line += QStringLiteral(", heading ") + number(center.value(QStringLiteral("heading")));
+        if (center.contains(QStringLiteral("altitude")))
+            line += QStringLiteral(", altitude ") + number(center.value(QStringLiteral("altitude")));
+        out(line);
+    }
+    if (shown.contains(QStringLiteral("start")))
+        out(QStringLiteral("start: ") + place(shown.value(QStringLiteral("start")).toMap()));
+    if (shown.contains(QStringLiteral("end")))
+        out(QStringLiteral("end: ") + place(shown.value(QStringLiteral("end")).toMap()));
+    if (shown.contains(QStringLiteral("options"))) {
+        const QVariantMap options = shown.value(QStringLiteral("options")).toMap();
+        QStringList parts;
+        if (options.contains(QStringLiteral("hands_free")))
+            parts.append(QStringLiteral("hands-free ") + onOff(options.value(QStringLiteral("hands_free"))));
+        if (options.contains(QStringLiteral("nav_mode")))
+            parts.append(options.value(QStringLiteral("nav_mode")).toString() + QStringLiteral(" route"));
+        if (options.contains(QStringLiteral("avoid_highways")))
+            parts.append(QStringLiteral("avoid highways ") + onOff(options.value(QStringLiteral("avoid_highways"))));
+        if (options.contains(QStringLiteral("avoid_tolls")))
+            parts.append(QStringLiteral("avoid tolls ") + onOff(options.value(QStringLiteral("avoid_tolls"))));
+        if (options.contains(QStringLiteral("transport_mode"))) {
+            parts.append(options.value(QStringLiteral("transport_mode")).toString() == QLatin1String("pedestrian")
+                             ? QStringLiteral("on foot")
+                             : QStringLiteral("by car"));
+        }
+        out(QStringLiteral("options: ") + parts.join(QLatin1String(", ")));
+    }
+    if (shown.contains(QStringLiteral("placemark"))) {
+        const QVariantMap placemark = shown.value(QStringLiteral("placemark")).toMap();
+        QString line = QStringLiteral("place: ") + place(placemark);
+        if (placemark.contains(QStringLiteral("geocode")))
+            line += QStringLiteral(", geocode ") + onOff(placemark.value(QStringLiteral("geocode")));
+        out(line);
+    }
+    const QVariantList placemarks = shown.value(QStringLiteral("placemarks")).toList();
+    for (const QVariant &placemark : placemarks)
+        out(QStringLiteral("place: ") + place(placemark.toMap()));
+    if (view == QLatin1String("kml") && placemarks.isEmpty())
+        out(QStringLiteral("places: none"));
+    if (shown.contains(QStringLiteral("search"))) {
+        const QVariantMap search = shown.value(QStringLiteral("search")).toMap();
+        QString line = QStringLiteral("search: ") + quoted(search.value(QStringLiteral("text")));
+        if (search.contains(QStringLiteral("pattern")))
+            line += QStringLiteral(", ") + search.value(QStringLiteral("pattern")).toString();
+        if (search.contains(QStringLiteral("center"))) {
+            const QVariantMap center = search.value(QStringLiteral("center")).toMap();
+            line += QStringLiteral(", around %1, %2").arg(number(center.value(QStringLiteral("latitude"))),
+                                                          number(center.value(QStringLiteral("longitude"))));
+        }
+        out(line);
+    }
+    if (shown.contains(QStringLiteral("currentLocation")))
+        out(QStringLiteral("current location: ")
+            + (shown.value(QStringLiteral("currentLocation")).toBool() ? QStringLiteral("shown")
+                                                                       : QStringLiteral("not shown")));
+}
+
+int maps(const QStringList &args)
+{
+    if (!args.isEmpty())
+        return usage(QStringLiteral("maps takes no arguments"));
+    QVariantMap shown;
+    QString error;
+    if (!ask(QStringLiteral("maps"), QVariantMap(), &shown, &error))
+        return fail(SimulatorPath, error);
+    if (shown.isEmpty()) {
+        out(QStringLiteral("The maps application has not been asked to show anything."));
+        return Success;
+    }
+    out(QStringLiteral("asked by: %1 at %2").arg(shown.value(QStringLiteral("sender")).toString(),
+                                                 timeText(shown.value(QStringLiteral("time")))));
+    out(QStringLiteral("type: %1 (%2 bytes)").arg(shown.value(QStringLiteral("mimeType")).toString(),
+                                                  shown.value(QStringLiteral("size")).toString()));
+    if (!shown.value(QStringLiteral("readable")).toBool()) {
+        out(QStringLiteral("could not read it: ") + shown.value(QStringLiteral("reason")).toString());
+        return Success;
+    }
+    printView(shown);
+    return Success;
+}
+
+int listTargets()
+{
+    QVariantMap result;
+    QString error;
+    if (!ask(QStringLiteral("targets"), QVariantMap(), &result, &error))
+        return fail(SimulatorPath, error);
+    const QVariantList targets = result.value(QStringLiteral("targets")).toList();
+    for (const QVariant &entry : targets) {
+        const QVariantMap target = entry.toMap();
+        out(target.value(QStringLiteral("name")).toString());
+        out(QStringLiteral("  actions: ") + target.value(QStringLiteral("actions")).toStringList().join(QLatin1String(", ")));
+        out(QStringLiteral("  types:   ") + target.value(QStringLiteral("mimeTypes")).toStringList().join(QLatin1String(", ")));
+    }
+    return Success;
+}
+
+int invocations(const QStringList &args)
+{
+    int last = 10;
+    bool clear = false;
+    bool targets = false;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString &arg = args.at(i);
+        if (arg == QLatin1String("--last") && i + 1 < args.size()) {
+            bool ok = false;
+            last = args.at(++i).toInt(&ok);
+            if (!ok || last <= 0)
+                return usage(QStringLiteral("--last needs a positive number"));
+        } else if (arg == QLatin1String("--clear")) {
+            clear = true;
+        } else if (arg == QLatin1String("--targets")) {
+            targets = true;
+        } else {
+            return usage(QStringLiteral("unexpected argument '%1'").arg(arg));
+        }
+    }
+    if (clear && targets)
+        return usage(QStringLiteral("--clear and --targets do not go together"));
+    if (targets)
+        return listTargets();
+
+    QVariantMap result;
+    QString error;
+    if (clear) {
+        if (!ask(QStringLiteral("clear"), QVariantMap(), &result, &error))
+            return fail(SimulatorPath, error);
+        out(QStringLiteral("Cleared %1 invocations.").arg(result.value(QStringLiteral("cleared")).toInt()));
+        return Success;
+    }
+    if (!ask(QStringLiteral("invocations"), {{QStringLiteral("last"), last}}, &result, &error))
+        return fail(SimulatorPath, error);
+    const QVariantList list = result.value(QStringLiteral("invocations")).toList();
+    const int total = result.value(QStringLiteral("total")).toInt();
+    if (list.isEmpty()) {
+        out(QStringLiteral("No invocations."));
+        return Success;
+    }
+    int index = total - list.size();
+    for (const QVariant &entry : list) {
+        const QVariantMap invocation = entry.toMap();
+        ++index;
+        const int code = invocation.value(QStringLiteral("error")).toInt();
+        const QString outcome = code == 0
+                                    ? QStringLiteral("taken by ") + invocation.value(QStringLiteral("target")).toString()
+                                    : QStringLiteral("refused, error %1: %2").arg(code).arg(invocation.value(QStringLiteral("errorText")).toString());
+        out(QStringLiteral("%1. %2 from %3: %4").arg(index).arg(timeText(invocation.value(QStringLiteral("time"))),
+                                                                 invocation.value(QStringLiteral("sender")).toString(),
+                                                                 outcome));
+        if (!invocation.value(QStringLiteral("requestedTarget")).toString().isEmpty())
+            out(QStringLiteral("   target: ") + invocation.value(QStringLiteral("requestedTarget")).toString());
+        out(QStringLiteral("   action: ") + invocation.value(QStringLiteral("action")).toString());
+        out(QStringLiteral("   type: ") + invocation.value(QStringLiteral("mimeType")).toString());
+        if (!invocation.value(QStringLiteral("uri")).toString().isEmpty())
+            out(QStringLiteral("   uri: ") + invocation.value(QStringLiteral("uri")).toString());
+        const QByteArray data = QByteArray::fromBase64(invocation.value(QStringLiteral("data")).toString().toLatin1());
+        const int size = invocation.value(QStringLiteral("dataSize")).toInt();
+        QString heading = QStringLiteral("   data (%1 bytes").arg(size);
+        if (data.size() < size)
+            heading += QStringLiteral(", first %1 shown").arg(data.size());
+        out(heading + QStringLiteral("): ") + escaped(data));
+    }
+    return Success;
+}
+
+} // namespace
+
+OMCTL_COMMAND({QStringLiteral("invocations"), QStringLiteral("[--last N] [--clear] [--targets]"),
+               QStringLiteral("List the recent invocations: sender, outcome, action, type and data."),
+               QStringLiteral("Shows the last N invocations (default 10), oldest first. Data is\n"
+                              "printed as text with C escapes, so a final NUL shows as \\0; long\n"
+                              "data is cut. --clear forgets them all; --targets lists the targets\n"
+                              "that invocations can go to."),
+               invocations});
+
+OMCTL_COMMAND({QStringLiteral("maps"), QString(),
+               QStringLiteral("Show what the maps application was last asked to show."),
+               QStringLiteral("The view (map, route or KML places), the center, the places, the\n"
+                              "route's start, end and options, the search and whether the current\n"
+                              "location is shown; or why the content could not be read."),
+               maps});
+
+} // namespace omctl

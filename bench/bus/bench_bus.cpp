@@ -9,6 +9,8 @@
 //   (d) the same request and answer as a QtDBus method call on a private
 //       dbus-daemon, over a persistent connection;
 //   (e) a QJsonDocument round trip of the same map.
+// The round trips (a), (c) and (d) are measured in turn, a few runs of each
+// at a time, and so are (b) and (e).
 // Usage: bench_bus [iterations]
 
 #include "benchcommon.h"
@@ -170,45 +172,29 @@ int main(int argc, char **argv)
     const QByteArray encodedAnswer = om::PpsObject::encode(ombench::typicalAnswer(request));
     std::printf("bench_bus: %d iterations; request %d bytes, answer %d bytes of PPS text\n\n",
                 iterations, int(encodedRequest.size()), int(encodedAnswer.size()));
-
-    const ombench::Stats floor =
-        ombench::rawSocketFloor(encodedRequest.size(), encodedAnswer.size(), iterations);
+    ombench::SocketFloor socketFloor(encodedRequest.size(), encodedAnswer.size());
 
     bool failed = false;
-    // The in-process measurements first, on a quiet heap.
-    const ombench::Stats codec = ombench::measure(
-        [&]() {
-            bool ok = false;
-            const QVariantMap back = om::PpsObject::decode(om::PpsObject::encode(request, &ok), &ok);
-            if (!ok || back.size() != request.size())
-                failed = true;
-        },
-        iterations * 5);
-
-    const ombench::Stats json = ombench::measure(
-        [&]() {
-            const QByteArray text = QJsonDocument::fromVariant(request).toJson(QJsonDocument::Compact);
-            const QVariantMap back = QJsonDocument::fromJson(text).toVariant().toMap();
-            if (back.size() != request.size())
-                failed = true;
-        },
-        iterations * 5);
-
+    ombench::Interleaved inProcess;
+    const int codecIndex = inProcess.add([&]() {
+        bool ok = false;
+        const QVariantMap back = om::PpsObject::decode(om::PpsObject::encode(request, &ok), &ok);
+        if (!ok || back.size() != request.size())
+            failed = true;
+    });
+    const int jsonIndex = inProcess.add([&]() {
+        const QByteArray text = QJsonDocument::fromVariant(request).toJson(QJsonDocument::Compact);
+        const QVariantMap back = QJsonDocument::fromJson(text).toVariant().toMap();
+        if (back.size() != request.size())
+            failed = true;
+    });
+    inProcess.run(iterations * 5);
+    const ombench::Stats codec = inProcess.stats(codecIndex);
+    const ombench::Stats json = inProcess.stats(jsonIndex);
 
     QCoreApplication app(argc, argv);
 
-    const ombench::Stats channel = ombench::measure(
-        [&]() {
-            QVariantMap response;
-            if (ommock::NotificationPpsChannel::sendAndWait(request, response, 5000) != 0)
-                failed = true;
-        },
-        iterations);
-    if (failed)
-        std::fprintf(stderr, "bench_bus: a sendAndWait failed\n");
-
     // QtDBus on a private dbus-daemon.
-    ombench::Stats dbus;
     QTemporaryDir dbusDir(QStringLiteral("/tmp/ombench-dbus-XXXXXX"));
     const QString address = QStringLiteral("unix:path=%1/bus").arg(dbusDir.path());
     QProcess daemon;
@@ -216,30 +202,39 @@ int main(int argc, char **argv)
                  {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
                   QStringLiteral("--address=") + address, QStringLiteral("--print-address")});
     const bool daemonUp = daemon.waitForStarted(5000) && daemon.waitForReadyRead(5000);
-    pid_t dbusService = -1;
-    if (daemonUp) {
-        // The DBus service is forked from a process that has no threads yet
-        // of QtDBus's own.
-        dbusService = forkDBusService(argc, argv, address);
-    }
-    if (dbusService > 0) {
-        QDBusConnection connection = QDBusConnection::connectToBus(address, QStringLiteral("client"));
-        const QDBusMessage call = QDBusMessage::createMethodCall(
-            QString::fromLatin1(DBusService), QString::fromLatin1(DBusPath),
-            QString::fromLatin1(DBusInterface), QStringLiteral("call"))
-                                      << request;
-        dbus = ombench::measure(
-            [&]() {
-                const QDBusMessage reply = connection.call(call);
-                if (reply.type() != QDBusMessage::ReplyMessage
-                    || unpack(qdbus_cast<QVariantMap>(reply.arguments().value(0).value<QDBusArgument>()))
-                               .value(QStringLiteral("dat")).toMap().size() != 1)
-                    failed = true;
-            },
-            iterations);
-    } else {
+    // The service is forked before this process has QtDBus's threads.
+    const pid_t dbusService = daemonUp ? forkDBusService(argc, argv, address) : -1;
+    if (dbusService <= 0)
         std::fprintf(stderr, "bench_bus: no dbus-daemon; (d) not measured\n");
-    }
+    QDBusConnection connection = QDBusConnection::connectToBus(address, QStringLiteral("client"));
+    const QDBusMessage call = QDBusMessage::createMethodCall(
+                                  QString::fromLatin1(DBusService), QString::fromLatin1(DBusPath),
+                                  QString::fromLatin1(DBusInterface), QStringLiteral("call"))
+                              << request;
+
+    // The three round trips in turn, so that they meet the same machine.
+    ombench::Interleaved roundTrips;
+    const int channelIndex = roundTrips.add([&]() {
+        QVariantMap response;
+        if (ommock::NotificationPpsChannel::sendAndWait(request, response, 5000) != 0)
+            failed = true;
+    });
+    const int floorIndex = roundTrips.add([&]() { socketFloor.roundTrip(); });
+    const int dbusIndex = dbusService > 0 ? roundTrips.add([&]() {
+        const QDBusMessage reply = connection.call(call);
+        if (reply.type() != QDBusMessage::ReplyMessage
+            || unpack(qdbus_cast<QVariantMap>(reply.arguments().value(0).value<QDBusArgument>()))
+                       .value(QStringLiteral("dat")).toMap().size() != 1)
+            failed = true;
+    }) : -1;
+    roundTrips.run(iterations);
+    const ombench::Stats channel = roundTrips.stats(channelIndex);
+    const ombench::Stats floor = roundTrips.stats(floorIndex);
+    ombench::Stats dbus;
+    if (dbusIndex >= 0)
+        dbus = roundTrips.stats(dbusIndex);
+    if (failed)
+        std::fprintf(stderr, "bench_bus: an operation failed\n");
 
     ombench::report(QStringLiteral("(c) raw SOCK_SEQPACKET round trip (floor)"), floor);
     ombench::report(QStringLiteral("(a) NotificationPpsChannel::sendAndWait"), channel, &floor,

@@ -1,13 +1,13 @@
 #include "benchcommon.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <csignal>
+#include <cstdlib>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -16,27 +16,27 @@
 
 namespace ombench {
 
-Stats measure(const std::function<void()> &operation, int iterations, int warmup)
+namespace {
+
+Stats statsOf(std::vector<double> times)
 {
-    for (int i = 0; i < warmup; ++i)
-        operation();
-    std::vector<double> times;
-    times.reserve(size_t(iterations));
-    for (int i = 0; i < iterations; ++i) {
-        const auto start = std::chrono::steady_clock::now();
-        operation();
-        const auto end = std::chrono::steady_clock::now();
-        times.push_back(std::chrono::duration<double, std::nano>(end - start).count());
-    }
-    std::sort(times.begin(), times.end());
     Stats stats;
-    stats.iterations = iterations;
+    stats.iterations = int(times.size());
+    if (times.empty())
+        return stats;
+    std::sort(times.begin(), times.end());
     stats.median = times[times.size() / 2];
     stats.p90 = times[std::min(times.size() - 1, times.size() * 9 / 10)];
     return stats;
 }
 
-namespace {
+double timeOnce(const std::function<void()> &operation)
+{
+    const auto start = std::chrono::steady_clock::now();
+    operation();
+    const auto end = std::chrono::steady_clock::now();
+    return std::chrono::duration<double, std::nano>(end - start).count();
+}
 
 // Runs in a forked child: only system calls, on buffers made before the fork.
 void serveFloor(int listener, std::vector<char> &in, const std::vector<char> &out)
@@ -53,41 +53,97 @@ void serveFloor(int listener, std::vector<char> &in, const std::vector<char> &ou
 
 } // namespace
 
-Stats rawSocketFloor(int requestBytes, int answerBytes, int iterations)
+Stats measure(const std::function<void()> &operation, int iterations, int warmup)
 {
-    QTemporaryDir dir(QStringLiteral("/tmp/ombench-XXXXXX"));
-    const QByteArray path = QFile::encodeName(dir.path() + QStringLiteral("/floor"));
+    for (int i = 0; i < warmup; ++i)
+        operation();
+    std::vector<double> times;
+    times.reserve(size_t(iterations));
+    for (int i = 0; i < iterations; ++i)
+        times.push_back(timeOnce(operation));
+    return statsOf(std::move(times));
+}
+
+int Interleaved::add(const std::function<void()> &operation)
+{
+    m_operations.push_back(operation);
+    m_times.emplace_back();
+    return int(m_operations.size()) - 1;
+}
+
+void Interleaved::run(int iterations, int block, int warmup)
+{
+    for (const auto &operation : m_operations) {
+        for (int i = 0; i < warmup; ++i)
+            operation();
+    }
+    for (int done = 0; done < iterations; done += block) {
+        const int count = std::min(block, iterations - done);
+        for (size_t k = 0; k < m_operations.size(); ++k) {
+            for (int i = 0; i < count; ++i)
+                m_times[k].push_back(timeOnce(m_operations[k]));
+        }
+    }
+}
+
+Stats Interleaved::stats(int index) const
+{
+    return statsOf(m_times.at(size_t(index)));
+}
+
+SocketFloor::SocketFloor(int requestBytes, int answerBytes)
+    : m_out(size_t(requestBytes), 'r'), m_in(size_t(answerBytes) + 1024)
+{
+    char dir[] = "/tmp/ombench-XXXXXX";
+    if (!::mkdtemp(dir))
+        return;
+    m_path = QByteArray(dir) + "/floor";
     sockaddr_un addr;
     std::memset(&addr, 0, sizeof addr);
     addr.sun_family = AF_UNIX;
-    std::memcpy(addr.sun_path, path.constData(), size_t(path.size()));
-
+    std::memcpy(addr.sun_path, m_path.constData(), size_t(m_path.size()));
     const int listener = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
     ::bind(listener, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
     ::listen(listener, 64);
     std::vector<char> serverIn(size_t(requestBytes) + 1024);
     const std::vector<char> serverOut(size_t(answerBytes), 'a');
-    const pid_t child = ::fork();
-    if (child == 0) {
+    m_child = ::fork();
+    if (m_child == 0) {
         serveFloor(listener, serverIn, serverOut);
         ::_exit(0);
     }
     ::close(listener);
+}
 
-    const std::vector<char> out(size_t(requestBytes), 'r');
-    std::vector<char> in(size_t(answerBytes) + 1024);
-    const Stats stats = measure(
-        [&]() {
-            const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
-            ::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
-            ::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
-            ::recv(fd, in.data(), in.size(), 0);
-            ::close(fd);
-        },
-        iterations);
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
-    return stats;
+SocketFloor::~SocketFloor()
+{
+    if (m_child > 0) {
+        ::kill(m_child, SIGKILL);
+        ::waitpid(m_child, nullptr, 0);
+    }
+    if (!m_path.isEmpty()) {
+        ::unlink(m_path.constData());
+        ::rmdir(m_path.left(m_path.lastIndexOf('/')).constData());
+    }
+}
+
+void SocketFloor::roundTrip()
+{
+    sockaddr_un addr;
+    std::memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    std::memcpy(addr.sun_path, m_path.constData(), size_t(m_path.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
+    ::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    ::send(fd, m_out.data(), m_out.size(), MSG_NOSIGNAL);
+    ::recv(fd, m_in.data(), m_in.size(), 0);
+    ::close(fd);
+}
+
+Stats rawSocketFloor(int requestBytes, int answerBytes, int iterations)
+{
+    SocketFloor floor(requestBytes, answerBytes);
+    return measure([&]() { floor.roundTrip(); }, iterations);
 }
 
 void report(const QString &name, const Stats &stats, const Stats *reference, const QString &referenceName)

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <fcntl.h>
@@ -32,10 +33,16 @@ namespace {
 // broker before it is disconnected, so it cannot eat the device's memory.
 constexpr size_t MaxQueuedBytes = 32 * 1024 * 1024;
 
-// The longest a server waits for a notice of a client opening or closing.
-constexpr std::chrono::milliseconds NoticeDelay(10);
 
 struct Object;
+
+// A message waiting to be sent, with the descriptor it hands over, if any.
+struct Outgoing
+{
+    QByteArray data;
+    int fd = -1;
+    quint64 owner = 0; // the connection whose descriptor it is
+};
 
 struct Connection
 {
@@ -54,14 +61,13 @@ struct Connection
     // read and delivered, up to the end of the connection.
     bool writeClosed = false;
     Object *object = nullptr;
-    std::deque<QByteArray> queue;
+    std::deque<Outgoing> queue;
     size_t queuedBytes = 0;
-    bool watchingOut = false;
-    // A server's notices of clients opening and closing, held back until
-    // the next message to it or until they fall due, so that a server is
-    // not woken three times for one exchange.
-    std::vector<QByteArray> notices;
-    std::chrono::steady_clock::time_point noticesDue;
+    uint32_t watched = 0; // 0: not yet in the poll set
+    // The connection of a client of a control object belongs to the
+    // object's server while it has one: the broker keeps its copy only to
+    // learn when the client ends, and reads it again if the server goes.
+    bool handedOver = false;
 };
 
 struct Object
@@ -118,12 +124,22 @@ bool validObjectPath(const QByteArray &path)
 {
     if (!path.startsWith("/pps/") || path.size() > 1024)
         return false;
-    const QList<QByteArray> parts = path.mid(5).split('/');
-    for (const QByteArray &part : parts) {
-        if (part.isEmpty() || part.startsWith('.') || part.contains('?') || part.contains('\0'))
+    // Every component after /pps/ is non-empty, does not begin with a dot,
+    // and holds no '?' or NUL.
+    bool componentStart = true;
+    for (int i = 5; i < path.size(); ++i) {
+        const char c = path.at(i);
+        if (c == '/') {
+            if (componentStart)
+                return false;
+            componentStart = true;
+            continue;
+        }
+        if ((componentStart && c == '.') || c == '?' || c == '\0')
             return false;
+        componentStart = false;
     }
-    return true;
+    return !componentStart;
 }
 
 // The package a client names in its open request travels to the server as
@@ -155,7 +171,6 @@ struct Broker::Impl
     std::map<int, Connection *> connections;
     std::map<QString, Object *> objects;
     std::vector<Connection *> doomed;
-    std::set<Connection *> noticesPending;
     std::thread thread;
     std::vector<char> buffer = std::vector<char>(size_t(om::bus::MaxDatagram) + 1);
 
@@ -225,16 +240,25 @@ struct Broker::Impl
         ::epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &ev);
     }
 
-    void rewatch(Connection *c, bool out)
+    // What the broker waits for on a connection: its messages unless the
+    // connection belongs to a server now, its end, and room to write while
+    // something waits to be sent.
+    void rewatch(Connection *c)
     {
-        if (c->watchingOut == out)
+        uint32_t events = EPOLLRDHUP;
+        if (!c->handedOver)
+            events |= EPOLLIN;
+        if (!c->queue.empty())
+            events |= EPOLLOUT;
+        if (events == c->watched)
             return;
-        c->watchingOut = out;
+        const int operation = c->watched == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD;
+        c->watched = events;
         epoll_event ev;
         std::memset(&ev, 0, sizeof ev);
-        ev.events = out ? uint32_t(EPOLLIN | EPOLLOUT) : uint32_t(EPOLLIN);
+        ev.events = events;
         ev.data.fd = c->fd;
-        ::epoll_ctl(epollFd, EPOLL_CTL_MOD, c->fd, &ev);
+        ::epoll_ctl(epollFd, operation, c->fd, &ev);
     }
 
     // Removes every mirror left in the root by an earlier broker.
@@ -292,68 +316,74 @@ struct Broker::Impl
     {
         epoll_event events[64];
         for (;;) {
-            int wait = timeoutMs;
-            if (!noticesPending.empty()) {
-                const auto now = std::chrono::steady_clock::now();
-                auto due = now + std::chrono::hours(1);
-                for (Connection *server : noticesPending)
-                    due = std::min(due, server->noticesDue);
-                const int untilDue = int(std::max<qint64>(
-                    0, std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count() + 1));
-                wait = wait < 0 ? untilDue : std::min(wait, untilDue);
-            }
-            const int n = ::epoll_wait(epollFd, events, 64, wait);
+            const int n = ::epoll_wait(epollFd, events, 64, timeoutMs);
             if (n < 0) {
                 if (errno == EINTR)
                     continue;
                 return false;
             }
-            flushDueNotices();
+            // Messages already sent come before new connections: a subscriber
+            // that opens after a publisher wrote must find what it wrote.
+            bool accept = false;
             for (int i = 0; i < n; ++i) {
                 const int fd = events[i].data.fd;
                 if (fd == stopFd)
                     return false;
                 if (fd == listenFd) {
-                    acceptAll();
+                    accept = true;
                     continue;
                 }
                 auto it = connections.find(fd);
                 if (it == connections.end())
                     continue;
                 Connection *c = it->second;
-                if (events[i].events & EPOLLOUT)
+                const uint32_t happened = events[i].events;
+                if (happened & EPOLLOUT)
                     flush(c);
-                if (!c->doomed && (events[i].events & (EPOLLIN | EPOLLHUP | EPOLLERR)))
+                if (c->handedOver) {
+                    // The server reads this client; the broker only learns
+                    // of its end, to forget it.
+                    if (happened & (EPOLLRDHUP | EPOLLHUP | EPOLLERR))
+                        doom(c);
+                } else if (!c->doomed && (happened & (EPOLLIN | EPOLLRDHUP | EPOLLHUP | EPOLLERR))) {
                     receive(c);
+                }
+                reap();
+            }
+            if (accept) {
+                acceptOne();
                 reap();
             }
             return true;
         }
     }
 
-    void acceptAll()
+    // One connection per readiness of the listening socket: more waiting
+    // ones keep it ready.
+    void acceptOne()
     {
-        for (;;) {
-            const int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-            if (fd < 0)
-                return;
-            ucred cred;
-            socklen_t len = sizeof cred;
-            if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) < 0) {
-                ::close(fd);
-                continue;
-            }
-            const int sndbuf = 1024 * 1024;
-            ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf);
-            auto *c = new Connection;
-            c->fd = fd;
-            c->id = nextId++;
-            c->uid = cred.uid;
-            c->gid = cred.gid;
-            c->pid = cred.pid;
-            connections[fd] = c;
-            watch(fd, EPOLLIN);
+        const int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd < 0)
+            return;
+        ucred cred;
+        socklen_t len = sizeof cred;
+        if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) < 0) {
+            ::close(fd);
+            return;
         }
+        auto *c = new Connection;
+        c->fd = fd;
+        c->id = nextId++;
+        c->uid = cred.uid;
+        c->gid = cred.gid;
+        c->pid = cred.pid;
+        connections[fd] = c;
+        // A client sends its request right after connecting; taking it now
+        // saves a turn of the poll loop, and the connection then joins the
+        // poll set with what it is to be watched for.
+        receive(c);
+        if (!c->doomed)
+            rewatch(c);
     }
 
     void receive(Connection *c)
@@ -397,73 +427,64 @@ struct Broker::Impl
 
     void send(Connection *c, const QByteArray &data)
     {
+        send(c, Outgoing{data, -1, 0});
+    }
+
+    static ssize_t transmit(int fd, const Outgoing &out)
+    {
+        if (out.fd < 0)
+            return ::send(fd, out.data.constData(), size_t(out.data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
+        iovec iov{const_cast<char *>(out.data.constData()), size_t(out.data.size())};
+        char control[CMSG_SPACE(sizeof(int))];
+        std::memset(control, 0, sizeof control);
+        msghdr msg;
+        std::memset(&msg, 0, sizeof msg);
+        msg.msg_iov = &iov;
+        msg.msg_iovlen = 1;
+        msg.msg_control = control;
+        msg.msg_controllen = sizeof control;
+        cmsghdr *cmsg = CMSG_FIRSTHDR(&msg);
+        cmsg->cmsg_level = SOL_SOCKET;
+        cmsg->cmsg_type = SCM_RIGHTS;
+        cmsg->cmsg_len = CMSG_LEN(sizeof(int));
+        std::memcpy(CMSG_DATA(cmsg), &out.fd, sizeof(int));
+        return ::sendmsg(fd, &msg, MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+
+    void send(Connection *c, const Outgoing &out)
+    {
         if (c->doomed || c->writeClosed)
             return;
         if (c->queue.empty()) {
-            const ssize_t n = ::send(c->fd, data.constData(), size_t(data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
-            if (n >= 0)
+            if (transmit(c->fd, out) >= 0)
                 return;
             if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS) {
                 stopWriting(c);
                 return;
             }
         }
-        c->queue.push_back(data);
-        c->queuedBytes += size_t(data.size());
+        c->queue.push_back(out);
+        c->queuedBytes += size_t(out.data.size());
         if (c->queuedBytes > MaxQueuedBytes) {
             doom(c);
             return;
         }
-        rewatch(c, true);
+        rewatch(c);
     }
 
     void flush(Connection *c)
     {
         while (!c->queue.empty()) {
-            const QByteArray &data = c->queue.front();
-            const ssize_t n = ::send(c->fd, data.constData(), size_t(data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
-            if (n < 0) {
+            const Outgoing &out = c->queue.front();
+            if (transmit(c->fd, out) < 0) {
                 if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS)
                     stopWriting(c);
                 return;
             }
-            c->queuedBytes -= size_t(data.size());
+            c->queuedBytes -= size_t(out.data.size());
             c->queue.pop_front();
         }
-        rewatch(c, false);
-    }
-
-    void queueNotice(Connection *server, const QByteArray &text)
-    {
-        if (server->notices.empty())
-            server->noticesDue = std::chrono::steady_clock::now() + NoticeDelay;
-        server->notices.push_back(text);
-        noticesPending.insert(server);
-    }
-
-    void flushNotices(Connection *server)
-    {
-        if (server->notices.empty())
-            return;
-        std::vector<QByteArray> notices;
-        notices.swap(server->notices);
-        noticesPending.erase(server);
-        for (const QByteArray &text : notices)
-            send(server, text);
-    }
-
-    void flushDueNotices()
-    {
-        if (noticesPending.empty())
-            return;
-        const auto now = std::chrono::steady_clock::now();
-        std::vector<Connection *> due;
-        for (Connection *server : noticesPending) {
-            if (server->noticesDue <= now)
-                due.push_back(server);
-        }
-        for (Connection *server : due)
-            flushNotices(server);
+        rewatch(c);
     }
 
     void stopWriting(Connection *c)
@@ -471,7 +492,7 @@ struct Broker::Impl
         c->writeClosed = true;
         c->queue.clear();
         c->queuedBytes = 0;
-        rewatch(c, false);
+        rewatch(c);
     }
 
     // ------------------------------------------------------------ closing
@@ -489,9 +510,9 @@ struct Broker::Impl
         while (!doomed.empty()) {
             Connection *c = doomed.back();
             doomed.pop_back();
-            noticesPending.erase(c);
             detach(c);
-            ::epoll_ctl(epollFd, EPOLL_CTL_DEL, c->fd, nullptr);
+            if (c->watched != 0)
+                ::epoll_ctl(epollFd, EPOLL_CTL_DEL, c->fd, nullptr);
             ::close(c->fd);
             connections.erase(c->fd);
             delete c;
@@ -506,19 +527,35 @@ struct Broker::Impl
         c->object = nullptr;
         if (c->isServer) {
             // The object stops existing for new opens; its open clients stay,
-            // silent, for a server that registers it again.
+            // silent (the broker reads and drops what they write), for a
+            // server that registers it again.
             o->server = nullptr;
             removeMirror(o);
+            for (Connection *client : o->clients) {
+                client->handedOver = false;
+                rewatch(client);
+            }
             if (o->clients.empty())
                 dropObject(o);
             return;
         }
         o->clients.erase(c);
-        if (o->isServer) {
-            if (o->server)
-                queueNotice(o->server, notice('-', o, c));
-            else if (o->clients.empty())
-                dropObject(o);
+        if (!o->isServer)
+            return;
+        // The server learns of the client's end from the connection itself;
+        // only a hand-over still waiting to be sent must not go out.
+        if (o->server) {
+            auto &queue = o->server->queue;
+            for (auto it = queue.begin(); it != queue.end();) {
+                if (it->owner == c->id) {
+                    o->server->queuedBytes -= size_t(it->data.size());
+                    it = queue.erase(it);
+                } else {
+                    ++it;
+                }
+            }
+        } else if (o->clients.empty()) {
+            dropObject(o);
         }
     }
 
@@ -648,7 +685,7 @@ struct Broker::Impl
             answer(c, 0);
             // A restarted server adopts the clients that stayed open.
             for (Connection *client : o->clients)
-                send(c, notice('+', o, client));
+                handOver(c, o, client);
             return;
         }
 
@@ -688,7 +725,17 @@ struct Broker::Impl
             answer(c, 0, content);
         }
         if (o->isServer)
-            queueNotice(o->server, notice('+', o, c));
+            handOver(o->server, o, c);
+    }
+
+    // The client's connection goes to the server, which from now on reads it
+    // and writes to it directly; the broker keeps its copy to learn when the
+    // client ends, and to take it back if the server goes away.
+    void handOver(Connection *server, Object *o, Connection *client)
+    {
+        client->handedOver = true;
+        rewatch(client);
+        send(server, Outgoing{openNotice(o, client), client->fd, client->id});
     }
 
     void list(Connection *c, const QByteArray &dirBytes)
@@ -727,23 +774,23 @@ struct Broker::Impl
         doom(c);
     }
 
-    static QByteArray notice(char sign, const Object *o, const Connection *client)
+    // "+@name.<id>" with the client's credentials, so that the server can
+    // tell which application it is.
+    static QByteArray openNotice(const Object *o, const Connection *client)
     {
+        char numbers[160];
+        const int n = std::snprintf(numbers, sizeof numbers, ".%llu\npid:n:%ld\nuid:n:%lu\ngid:n:%lu\npackage::",
+                                    static_cast<unsigned long long>(client->id), long(client->pid),
+                                    static_cast<unsigned long>(client->uid),
+                                    static_cast<unsigned long>(client->gid));
         QByteArray text;
-        text += sign;
+        text.reserve(o->name.size() + n + client->package.size() + 4);
+        text += '+';
         text += '@';
         text += o->name;
-        text += '.';
-        text += QByteArray::number(client->id);
+        text.append(numbers, n);
+        text += client->package;
         text += '\n';
-        // A new client comes with its credentials, so that the server can
-        // tell which application it is.
-        if (sign == '+') {
-            text += "pid:n:" + QByteArray::number(client->pid) + '\n';
-            text += "uid:n:" + QByteArray::number(client->uid) + '\n';
-            text += "gid:n:" + QByteArray::number(client->gid) + '\n';
-            text += "package::" + client->package + '\n';
-        }
         return text;
     }
 
@@ -757,72 +804,17 @@ struct Broker::Impl
         return text;
     }
 
-    // Strips a leading "@name" line that a client may have written itself.
-    static QByteArray withoutHeader(const QByteArray &data)
-    {
-        if (!data.startsWith('@'))
-            return data;
-        const int nl = data.indexOf('\n');
-        return nl < 0 ? QByteArray() : data.mid(nl + 1);
-    }
-
     void message(Connection *c, const QByteArray &data)
     {
         Object *o = c->object;
         if (!o || !c->writable)
             return;
-        if (!o->isServer) {
-            publish(o, data);
+        // What reaches the broker on a control object comes from a client
+        // while the object has no server: it is dropped. Servers and their
+        // clients talk over the handed-over connections.
+        if (o->isServer)
             return;
-        }
-        if (c->isServer) {
-            route(o, data);
-            return;
-        }
-        // A client's message goes to the server only, headed with the
-        // client's id; while the object has no server it is dropped.
-        if (!o->server)
-            return;
-        flushNotices(o->server);
-        QByteArray text = "@" + o->name + '.' + QByteArray::number(c->id) + '\n';
-        text += withoutHeader(data);
-        send(o->server, text);
-    }
-
-    // A server's message: "@name.<client>" goes to that client, which reads
-    // it headed "@name"; anything else goes to every client.
-    void route(Object *o, const QByteArray &data)
-    {
-        if (data.startsWith('@')) {
-            const int nl = data.indexOf('\n');
-            const QByteArray header = nl < 0 ? data.mid(1) : data.mid(1, nl - 1);
-            const QByteArray body = nl < 0 ? QByteArray() : data.mid(nl + 1);
-            const int dot = header.lastIndexOf('.');
-            bool isClient = false;
-            const quint64 id = dot < 0 ? 0 : header.mid(dot + 1).toULongLong(&isClient);
-            if (isClient) {
-                const QByteArray text = '@' + header.left(dot) + '\n' + body;
-                for (Connection *client : o->clients) {
-                    if (client->id == id) {
-                        if (client->readable)
-                            send(client, text);
-                        break;
-                    }
-                }
-                return;
-            }
-            broadcast(o, data);
-            return;
-        }
-        broadcast(o, '@' + o->name + '\n' + data);
-    }
-
-    void broadcast(Object *o, const QByteArray &text)
-    {
-        for (Connection *client : o->clients) {
-            if (client->readable)
-                send(client, text);
-        }
+        publish(o, data);
     }
 
     // A publisher's write merges into a plain object; every subscriber then

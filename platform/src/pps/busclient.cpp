@@ -77,8 +77,6 @@ int connectAndSend(const QByteArray &message, int *error)
         *error = errno;
         return -1;
     }
-    const int sndbuf = ClientSendBuffer;
-    ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf);
     if (::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) < 0) {
         // A missing socket and a dead one both mean: no broker.
         *error = (errno == ENOENT || errno == ECONNREFUSED) ? ECONNREFUSED : errno;

@@ -493,6 +493,56 @@ QString fromUtf8(const char *p, int length)
     return s;
 }
 
+// Attribute names repeat from message to message ("msg", "id", "dat",
+// "itemId"...). Each thread keeps the strings of the short names it has met,
+// so a repeated name costs a reference instead of an allocation. The cache
+// is small and fills once; names it has no room for are converted as usual.
+class NameCache
+{
+public:
+    QString get(const char *p, int length)
+    {
+        if (length <= 0 || length > MaxLength)
+            return fromUtf8(p, length);
+        uint h = uint(length);
+        for (int i = 0; i < length; ++i)
+            h = h * 31 + uchar(p[i]);
+        for (int probe = 0; probe < 4; ++probe) {
+            Entry &e = m_entries[(h + uint(probe)) % Size];
+            if (e.length == length && std::memcmp(e.bytes, p, size_t(length)) == 0)
+                return e.text;
+            if (e.length == 0) {
+                if (m_used >= Size * 3 / 4)
+                    break;
+                ++m_used;
+                std::memcpy(e.bytes, p, size_t(length));
+                e.length = length;
+                e.text = fromUtf8(p, length);
+                return e.text;
+            }
+        }
+        return fromUtf8(p, length);
+    }
+
+private:
+    static constexpr int MaxLength = 24;
+    static constexpr uint Size = 256;
+    struct Entry
+    {
+        char bytes[MaxLength];
+        int length = 0;
+        QString text;
+    };
+    Entry m_entries[Size];
+    uint m_used = 0;
+};
+
+QString attributeName(const char *p, int length)
+{
+    thread_local NameCache cache;
+    return cache.get(p, length);
+}
+
 struct JsonParser
 {
     const char *p;
@@ -619,6 +669,21 @@ struct JsonParser
         return false;
     }
 
+    // An object's key: plain keys come from the name cache.
+    bool parseKey(QString *key)
+    {
+        const char *start = p + 1;
+        const char *q = start;
+        while (q != end && *q != '"' && *q != '\\' && static_cast<unsigned char>(*q) >= 0x20)
+            ++q;
+        if (q != end && *q == '"') {
+            *key = attributeName(start, int(q - start));
+            p = q + 1;
+            return true;
+        }
+        return parseString(key);
+    }
+
     bool parseNumber(QVariant *v)
     {
         const char *start = p;
@@ -715,7 +780,7 @@ struct JsonParser
                 if (p == end || *p != '"')
                     return false;
                 QString key;
-                if (!parseString(&key))
+                if (!parseKey(&key))
                     return false;
                 skipSpace();
                 if (p == end || *p != ':')
@@ -1046,7 +1111,7 @@ QVariantMap decode(const QByteArray &data, bool *ok)
             good = false;
             break;
         }
-        const QString name = fromUtf8(line, int(colon1 - line));
+        const QString name = attributeName(line, int(colon1 - line));
         if (inObject)
             current.insert(current.cend(), name, value);
         else

@@ -2,6 +2,7 @@
 
 #include "busprotocol_p.h"
 #include "ppscodec_p.h"
+#include "serverendpoint_p.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -10,6 +11,7 @@
 #include <QThread>
 
 #include <cerrno>
+#include <memory>
 #include <chrono>
 #include <cstring>
 #include <poll.h>
@@ -33,6 +35,8 @@ public:
     int error = 0;
     QList<QByteArray> pending; // content that came with the open answer
     QSocketNotifier *notifier = nullptr;
+    // The server of a control object talks to its clients directly.
+    std::unique_ptr<bus::ServerEndpoint> server;
 
     // A server that goes away waits until the broker has taken its object
     // down, so that once close() returns nobody can open the object any more.
@@ -111,10 +115,21 @@ bool PpsObject::open(PpsOpenMode::Types mode)
     d->pending.clear();
     if (!content.isEmpty())
         d->pending.append(content);
+    if (d->hasOption(QStringLiteral("server"))) {
+        const QString name = d->objectPath.mid(d->objectPath.lastIndexOf(QLatin1Char('/')) + 1);
+        d->server.reset(new bus::ServerEndpoint(fd, name.toUtf8()));
+    }
 
     // Without an event loop on this thread there is nobody to tell; read()
     // still works.
-    if (d->readable && QThread::currentThread()->eventDispatcher()) {
+    if (d->server && QThread::currentThread()->eventDispatcher()) {
+        d->notifier = new QSocketNotifier(d->server->descriptor(), QSocketNotifier::Read, this);
+        connect(d->notifier, &QSocketNotifier::activated, this, [this]() {
+            Q_D(PpsObject);
+            if (d->server->service())
+                Q_EMIT readyRead();
+        });
+    } else if (d->readable && QThread::currentThread()->eventDispatcher()) {
         d->notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
         connect(d->notifier, &QSocketNotifier::activated, this, [this]() {
             Q_D(PpsObject);
@@ -150,8 +165,11 @@ void PpsObject::close()
     Q_D(PpsObject);
     delete d->notifier;
     d->notifier = nullptr;
-    if (d->fd >= 0 && d->hasOption(QStringLiteral("server")))
+    if (d->server) {
         d->unregister();
+        d->server->dropClients();
+        d->server.reset();
+    }
     if (d->fd >= 0)
         ::close(d->fd);
     d->fd = -1;
@@ -187,6 +205,13 @@ QByteArray PpsObject::read(bool *ok)
         *ok = true;
         d->error = 0;
         return d->pending.takeFirst();
+    }
+    if (d->server) {
+        QByteArray data;
+        int err = 0;
+        *ok = d->server->read(d->blocking, &data, &err);
+        d->error = *ok ? 0 : err;
+        return data;
     }
     if (d->ended) {
         if (d->error == 0 || d->error == EAGAIN)
@@ -228,6 +253,12 @@ bool PpsObject::write(const QByteArray &data)
     if (data.isEmpty()) {
         d->error = 0;
         return true;
+    }
+    if (d->server) {
+        int err = 0;
+        const bool written = d->server->write(data, &err);
+        d->error = err;
+        return written;
     }
     ssize_t n;
     do {

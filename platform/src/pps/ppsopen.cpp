@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 extern "C" int pps_open(const char *path, int oflag)
@@ -29,6 +30,15 @@ extern "C" int pps_open(const char *path, int oflag)
     QString object;
     QString options;
     om::bus::splitPath(QString::fromUtf8(path), &object, &options);
+    // A descriptor serves no control object: the server's side takes its
+    // clients' connections, which a plain read() cannot receive.
+    const auto parts = options.splitRef(QLatin1Char(','), Qt::SkipEmptyParts);
+    for (const QStringRef &part : parts) {
+        if (part.trimmed() == QLatin1String("server")) {
+            errno = EINVAL;
+            return -1;
+        }
+    }
     // The broker delivers a plain object's content as a datagram of its own
     // for descriptors, which have no place to keep it beside the answer.
     options = options.isEmpty() ? QStringLiteral("separate") : options + QLatin1String(",separate");
@@ -42,6 +52,10 @@ extern "C" int pps_open(const char *path, int oflag)
         errno = err;
         return -1;
     }
+    // A raw descriptor writes past any check of ours: its send buffer is
+    // sized so that the kernel refuses more than one message can hold.
+    const int sndbuf = om::bus::ClientSendBuffer;
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf);
     if (oflag & O_NONBLOCK) {
         const int flags = ::fcntl(fd, F_GETFL);
         ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);

@@ -6,6 +6,8 @@ list(APPEND OMSYS_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/ppscodec.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ppsobject.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ppsopen.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/serverendpoint_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/serverendpoint.cpp
   ${PROJECT_SOURCE_DIR}/platform/include/om/ppsobject.h
   ${PROJECT_SOURCE_DIR}/platform/include/om/ppsopenmode.h)
 list(APPEND OMSYS_PUBLIC_HEADERS

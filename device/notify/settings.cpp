@@ -64,8 +64,8 @@ QStringList NotificationSettingsPart::messages() const
 
 bool NotificationSettingsPart::start(QString *error)
 {
-    const QString modeText = service()->context().setting(QLatin1String(ModeSetting),
-                                                          QStringLiteral("0600"));
+    const QString modeText =
+        service()->context().setting(QLatin1String(ModeSetting), QStringLiteral("0600"));
     bool ok = false;
     const int mode = modeText.toInt(&ok, 8);
     if (!ok || mode < 0 || mode > 0777) {
@@ -191,8 +191,8 @@ void NotificationSettingsPart::onSettingsControl(int clientId, const QVariantMap
         }
         changes = dat;
     } else if (msg == QLatin1String("updateState")) {
-        if (!arguments(request, &dat) || dat.value(Key).toString() != Mode
-            || !dat.contains(Value)) {
+        if (!arguments(request, &dat) || dat.value(Key).toString() != Mode ||
+            !dat.contains(Value)) {
             answerOn(m_settingsControl, clientId, request, QVariantMap(),
                      QStringLiteral("updateState needs key 'mode' and a value"));
             return;
@@ -226,9 +226,11 @@ void NotificationSettingsPart::onSimulator(int clientId, const QVariantMap &requ
             QVariantMap sources;
             const QStringList keys = NotificationSettingsStore::applicationKeys();
             for (const QString &key : keys)
-                sources.insert(key, NotificationSettingsStore::sourceName(m_store.source(name, key)));
-            applications.insert(name, QVariantMap{{QStringLiteral("settings"), m_store.application(name)},
-                                                  {QStringLiteral("sources"), sources}});
+                sources.insert(key,
+                               NotificationSettingsStore::sourceName(m_store.source(name, key)));
+            applications.insert(name,
+                                QVariantMap{{QStringLiteral("settings"), m_store.application(name)},
+                                            {QStringLiteral("sources"), sources}});
         }
         answerOn(m_simulator, clientId, request,
                  {{Global, m_store.global()}, {QStringLiteral("applications"), applications}});
@@ -243,7 +245,8 @@ void NotificationSettingsPart::onSimulator(int clientId, const QVariantMap &requ
     const QString name = global ? Global : dat.value(Name).toString();
     if (name.isEmpty() || dat.value(Key).toString().isEmpty() || !dat.contains(Value)) {
         answerOn(m_simulator, clientId, request, QVariantMap(),
-                 QStringLiteral("%1 needs %2key and value").arg(msg, global ? QString() : QStringLiteral("name, ")));
+                 QStringLiteral("%1 needs %2key and value")
+                     .arg(msg, global ? QString() : QStringLiteral("name, ")));
         return;
     }
     const QVariantMap changes{{dat.value(Key).toString(), dat.value(Value)}};
@@ -267,7 +270,8 @@ void NotificationSettingsPart::pushGlobal()
     const QVariantMap settings = settingsOf(Global, true);
     for (auto it = m_globalMonitors.cbegin(); it != m_globalMonitors.cend(); ++it) {
         service()->control()->reply(
-            it.key(), {{Msg, QStringLiteral("settingsChanged")}, {Id, it.value()}, {Dat, settings}});
+            it.key(),
+            {{Msg, QStringLiteral("settingsChanged")}, {Id, it.value()}, {Dat, settings}});
     }
 }
 
@@ -278,9 +282,9 @@ void NotificationSettingsPart::pushApplication(const QString &name)
         const auto followed = it.value().constFind(name);
         if (followed == it.value().cend())
             continue;
-        service()->control()->reply(it.key(), {{Msg, QStringLiteral("settingsChanged")},
-                                               {Id, followed.value()},
-                                               {Dat, settings}});
+        service()->control()->reply(
+            it.key(),
+            {{Msg, QStringLiteral("settingsChanged")}, {Id, followed.value()}, {Dat, settings}});
     }
 }
 

@@ -93,8 +93,8 @@ QStringList NotificationSettingsStore::applicationKeys()
 
 QVariantMap NotificationSettingsStore::factoryGlobal()
 {
-    return {{Sound, On}, {Vibrate, On},  {Led, On},
-            {Preview, On}, {Volume, 80}, {Mode, QStringLiteral("normal")}};
+    return {{Sound, On},   {Vibrate, On}, {Led, On},
+            {Preview, On}, {Volume, 80},  {Mode, QStringLiteral("normal")}};
 }
 
 QVariantMap NotificationSettingsStore::factoryApplication()
@@ -123,7 +123,8 @@ bool NotificationSettingsStore::normalizeGlobal(const QString &key, const QVaria
             *normalized = number;
             return true;
         }
-        *error = QStringLiteral("volume must be a whole number from 0 to 100, not %1").arg(quoted(value));
+        *error = QStringLiteral("volume must be a whole number from 0 to 100, not %1")
+                     .arg(quoted(value));
         return false;
     }
     if (key == Mode) {
@@ -155,7 +156,8 @@ bool NotificationSettingsStore::normalizeApplication(const QString &key, const Q
     if (key == Preview) {
         if (policy(value, {QStringLiteral("disabled"), QStringLiteral("priority")}, normalized))
             return true;
-        *error = QStringLiteral("preview must be on, off, disabled or priority, not %1").arg(quoted(value));
+        *error = QStringLiteral("preview must be on, off, disabled or priority, not %1")
+                     .arg(quoted(value));
         return false;
     }
     if (key == VibrateCount) {
@@ -164,13 +166,14 @@ bool NotificationSettingsStore::normalizeApplication(const QString &key, const Q
             *normalized = QString::number(number);
             return true;
         }
-        *error = QStringLiteral("vib_count must be a whole number from 1 to 5, not %1").arg(quoted(value));
+        *error = QStringLiteral("vib_count must be a whole number from 1 to 5, not %1")
+                     .arg(quoted(value));
         return false;
     }
     if (key == Tone) {
         const QUrl url(value.toString(), QUrl::StrictMode);
-        if (value.userType() == QMetaType::QString && url.isValid() && url.isLocalFile()
-            && !url.path().isEmpty()) {
+        if (value.userType() == QMetaType::QString && url.isValid() && url.isLocalFile() &&
+            !url.path().isEmpty()) {
             *normalized = QString::fromUtf8(url.toEncoded());
             return true;
         }

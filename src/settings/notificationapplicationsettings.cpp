@@ -1,7 +1,7 @@
 #include "notificationapplicationsettings_p.h"
 
 #include "notification/notificationssharedconstants.h"
-#include "settings/settingsmetatypes_p.h"
+#include "settings/settingscommon_p.h"
 
 #include <om/packageinfo.h>
 #include <om/ppsobject.h>
@@ -25,7 +25,8 @@ NotificationPolicy::Type convertStringToNotificationPolicy(const QString &text)
         return NotificationPolicy::Allow;
     if (text == s_attributePolicyDeny || text == s_attributeValueFalse)
         return NotificationPolicy::Deny;
-    qWarning() << "NotificationPolicy::convertStringToNotificationPolicy() Unknown policy: " << text;
+    qWarning() << "NotificationPolicy::convertStringToNotificationPolicy() Unknown policy: "
+               << text;
     return NotificationPolicy::Unknown;
 }
 
@@ -65,21 +66,13 @@ QVariantMap readApplicationSettings()
         return QVariantMap();
     }
     // Whatever arrives first on this connection is the answer.
-    bool ok = false;
-    const QByteArray data = pps.read(&ok);
-    if (!ok) {
-        qWarning() << "NotificationApplicationSettings::readApplicationSettings() Could not read "
-                      "PPS response.";
-        return QVariantMap();
-    }
-    bool decoded = false;
-    const QVariantMap answer = om::PpsObject::decode(data, &decoded);
-    if (!decoded) {
-        qWarning() << "NotificationApplicationSettings::readApplicationSettings() Could not "
-                      "decode PPS response.";
-        return QVariantMap();
-    }
-    return answer.value(s_objectControl).toMap().value(s_attributeDat).toMap();
+    QVariantMap answer;
+    readDecoded(&pps, &answer,
+                "NotificationApplicationSettings::readApplicationSettings() Could not read PPS "
+                "response.",
+                "NotificationApplicationSettings::readApplicationSettings() Could not decode PPS "
+                "response.");
+    return controlData(answer);
 }
 
 } // namespace
@@ -108,90 +101,60 @@ NotificationApplicationSettingsPrivate::NotificationApplicationSettingsPrivate(
 
 void NotificationApplicationSettingsPrivate::applySettings(const QVariantMap &dat, bool notify)
 {
-    // One attribute after the other, so that a slot of an earlier signal
-    // still sees the old values of the later attributes.
-    const auto policy = [&](const QString &attribute, NotificationPolicy::Type &field,
-                            void (NotificationApplicationSettings::*typed)(NotificationPolicy::Type),
-                            void (NotificationApplicationSettings::*number)(int)) {
-        if (!dat.contains(attribute))
-            return;
-        const NotificationPolicy::Type value =
-            convertStringToNotificationPolicy(dat.value(attribute).toString());
-        if (value == field)
-            return;
-        field = value;
-        if (notify) {
-            Q_EMIT(q->*typed)(value);
-            Q_EMIT(q->*number)(int(value));
-        }
+    const auto policy = [](const QVariant &text) {
+        return convertStringToNotificationPolicy(text.toString());
     };
     using Q = NotificationApplicationSettings;
-    policy(s_attributeSound, sound, qOverload<NotificationPolicy::Type>(&Q::soundChanged),
-           qOverload<int>(&Q::soundChanged));
-    policy(s_attributeVibrate, vibrate, qOverload<NotificationPolicy::Type>(&Q::vibrateChanged),
-           qOverload<int>(&Q::vibrateChanged));
-    policy(s_attributeLed, led, qOverload<NotificationPolicy::Type>(&Q::ledChanged),
-           qOverload<int>(&Q::ledChanged));
-
-    if (dat.contains(s_attributePreview)) {
-        const NotificationPriorityPolicy::Type value =
-            convertStringToNotificationPriorityPolicy(dat.value(s_attributePreview).toString());
-        if (value != preview) {
-            preview = value;
-            if (notify) {
-                Q_EMIT q->previewChanged(value);
-                Q_EMIT q->previewChanged(int(value));
-            }
-        }
-    }
-    if (dat.contains(s_attributeAlerts)) {
-        const QString text = dat.value(s_attributeAlerts).toString();
-        const bool value = text == s_attributePolicyAllow || text == s_attributeValueTrue;
-        if (value != alertsEnabled) {
-            alertsEnabled = value;
-            if (notify)
-                Q_EMIT q->alertsEnabledChanged(value);
-        }
-    }
-    if (dat.contains(s_attributeTone)) {
-        const QUrl value(dat.value(s_attributeTone).toString());
-        if (value != tonePath) {
-            tonePath = value;
-            if (notify)
-                Q_EMIT q->tonePathChanged(value);
-        }
-    }
-    if (dat.contains(s_attributeVibrateCount)) {
-        // The query's answer is read as decimal text, an update as it comes;
-        // what does not convert is 0 either way.
-        const QVariant raw = dat.value(s_attributeVibrateCount);
-        const int value = notify ? raw.toInt() : raw.toString().toInt();
-        if (value != vibrateCount) {
-            vibrateCount = value;
-            if (notify)
-                Q_EMIT q->vibrateCountChanged(value);
-        }
-    }
+    // One attribute after the other, so that a slot of an earlier signal
+    // still sees the old values of the later attributes.
+    takeAttribute(dat, s_attributeSound, sound, policy, notify,
+                  emitBoth(q, qOverload<NotificationPolicy::Type>(&Q::soundChanged),
+                           qOverload<int>(&Q::soundChanged)));
+    takeAttribute(dat, s_attributeVibrate, vibrate, policy, notify,
+                  emitBoth(q, qOverload<NotificationPolicy::Type>(&Q::vibrateChanged),
+                           qOverload<int>(&Q::vibrateChanged)));
+    takeAttribute(dat, s_attributeLed, led, policy, notify,
+                  emitBoth(q, qOverload<NotificationPolicy::Type>(&Q::ledChanged),
+                           qOverload<int>(&Q::ledChanged)));
+    takeAttribute(
+        dat, s_attributePreview, preview,
+        [](const QVariant &text) {
+            return convertStringToNotificationPriorityPolicy(text.toString());
+        },
+        notify,
+        emitBoth(q, qOverload<NotificationPriorityPolicy::Type>(&Q::previewChanged),
+                 qOverload<int>(&Q::previewChanged)));
+    takeAttribute(
+        dat, s_attributeAlerts, alertsEnabled,
+        [](const QVariant &text) {
+            return text.toString() == s_attributePolicyAllow ||
+                   text.toString() == s_attributeValueTrue;
+        },
+        notify, [this](bool value) { Q_EMIT q->alertsEnabledChanged(value); });
+    takeAttribute(
+        dat, s_attributeTone, tonePath, [](const QVariant &text) { return QUrl(text.toString()); },
+        notify, [this](const QUrl &value) { Q_EMIT q->tonePathChanged(value); });
+    // The query's answer is read as decimal text, an update as it comes;
+    // what does not convert is 0 either way.
+    takeAttribute(
+        dat, s_attributeVibrateCount, vibrateCount,
+        [notify](const QVariant &value) {
+            return notify ? value.toInt() : value.toString().toInt();
+        },
+        notify, [this](int value) { Q_EMIT q->vibrateCountChanged(value); });
 }
 
 void NotificationApplicationSettingsPrivate::onReadyRead()
 {
-    bool ok = false;
-    const QByteArray data = pps->read(&ok);
-    if (!ok) {
-        qWarning() << "NotificationApplicationSettings::onReadyRead() Could not read PPS response.";
+    QVariantMap decoded;
+    if (!readDecoded(
+            pps, &decoded,
+            "NotificationApplicationSettings::onReadyRead() Could not read PPS response.",
+            "NotificationApplicationSettings::onReadyRead() Could not decode PPS response."))
         return;
-    }
-    bool decoded = false;
-    const QVariantMap answer = om::PpsObject::decode(data, &decoded);
-    if (!decoded) {
-        qWarning() << "NotificationApplicationSettings::onReadyRead() Could not decode PPS "
-                      "response.";
-        return;
-    }
     // Neither "id" nor "res" nor the application's name is looked at:
     // whatever comes on this connection with settings is for this object.
-    applySettings(answer.value(s_objectControl).toMap().value(s_attributeDat).toMap(), true);
+    applySettings(controlData(decoded), true);
 }
 
 NotificationApplicationSettings::NotificationApplicationSettings(QObject *parent)

@@ -1,6 +1,7 @@
 #include "notificationdefaultapplicationsettings_p.h"
 
 #include "notification/notificationssharedconstants.h"
+#include "settings/settingscommon_p.h"
 
 #include <om/packageinfo.h>
 #include <om/ppsobject.h>
@@ -15,18 +16,6 @@ namespace {
 
 const QString PPS_NOTIFY_CONTROL_PATH = QStringLiteral("/pps/services/notify/control?wait");
 const QString PPS_ID = QStringLiteral("_NotificationDefaultApplicationSettings");
-
-QString convertNotificationPolicyToPpsString(NotificationPolicy::Type policy)
-{
-    switch (policy) {
-    case NotificationPolicy::Allow:
-        return s_attributePolicyAllow;
-    case NotificationPolicy::Deny:
-        return s_attributePolicyDeny;
-    default:
-        return QString();
-    }
-}
 
 QString convertNotificationPriorityPolicyToPpsString(NotificationPriorityPolicy::Type policy)
 {
@@ -57,23 +46,17 @@ NotificationSettingsError::Type registerApplicationSettings(const QVariantMap &s
                       "not write to PPS.";
         return NotificationSettingsError::Unknown;
     }
-    bool ok = false;
-    const QByteArray data = pps.read(&ok);
-    if (!ok) {
-        qWarning() << "NoitifcaionDefaultApplicationSettings::registerApplicationSettings() Could "
-                      "not read PPS response.";
+    QVariantMap answer;
+    if (!readDecoded(
+            &pps, &answer,
+            "NoitifcaionDefaultApplicationSettings::registerApplicationSettings() Could not "
+            "read PPS response.",
+            "NoitifcaionDefaultApplicationSettings::registerApplicationSettings() Could not "
+            "decode PPS response."))
         return NotificationSettingsError::Unknown;
-    }
-    bool decoded = false;
-    const QVariantMap answer = om::PpsObject::decode(data, &decoded);
-    if (!decoded) {
-        qWarning() << "NoitifcaionDefaultApplicationSettings::registerApplicationSettings() Could "
-                      "not decode PPS response.";
-        return NotificationSettingsError::Unknown;
-    }
     const QVariantMap response = answer.value(s_objectControl).toMap();
-    if (!response.contains(s_attributeRes)
-        || response.value(s_attributeRes).toString() != s_attributeMsgRegisterSettings) {
+    if (!response.contains(s_attributeRes) ||
+        response.value(s_attributeRes).toString() != s_attributeMsgRegisterSettings) {
         qWarning() << "NoitifcaionDefaultApplicationSettings::registerApplicationSettings() "
                       "Invalid response.";
         return NotificationSettingsError::Unknown;
@@ -133,9 +116,8 @@ NotificationDefaultApplicationSettings::NotificationDefaultApplicationSettings()
 NotificationDefaultApplicationSettings::NotificationDefaultApplicationSettings(
     const NotificationDefaultApplicationSettings &other) = default;
 
-NotificationDefaultApplicationSettings &
-NotificationDefaultApplicationSettings::operator=(const NotificationDefaultApplicationSettings &other) =
-    default;
+NotificationDefaultApplicationSettings &NotificationDefaultApplicationSettings::operator=(
+    const NotificationDefaultApplicationSettings &other) = default;
 
 NotificationDefaultApplicationSettings::~NotificationDefaultApplicationSettings() = default;
 

@@ -1,7 +1,7 @@
 #include "notificationglobalsettings_p.h"
 
 #include "notification/notificationssharedconstants.h"
-#include "settings/settingsmetatypes_p.h"
+#include "settings/settingscommon_p.h"
 
 #include <om/ppsobject.h>
 
@@ -17,18 +17,6 @@ const QString PPS_NOTIFY_CONTROL_PATH = QStringLiteral("/pps/services/notify/con
 const QString PPS_ID = QStringLiteral("_NotificationGlobalSettings");
 const QString PPS_NOTIFY_SETTINGS_CONTROL_PATH =
     QStringLiteral("/pps/services/notify/settings-control?wait");
-
-QString convertNotificationPolicyToPpsString(NotificationPolicy::Type policy)
-{
-    switch (policy) {
-    case NotificationPolicy::Allow:
-        return s_attributePolicyAllow;
-    case NotificationPolicy::Deny:
-        return s_attributePolicyDeny;
-    default:
-        return QString();
-    }
-}
 
 NotificationPolicy::Type convertStringToNotificationPolicy(const QString &text)
 {
@@ -110,7 +98,8 @@ NotificationSettingsError::Type sendMessage(const QString &msg, const QString &i
     bool ok = false;
     const QByteArray data = pps.read(&ok);
     if (!ok) {
-        qWarning() << "NotificationGlobalSettings::sendMessage(): Could not read from PPS: " << path;
+        qWarning() << "NotificationGlobalSettings::sendMessage(): Could not read from PPS: "
+                   << path;
         return NotificationSettingsError::Unknown;
     }
     bool decoded = false;
@@ -161,20 +150,10 @@ QVariantMap readGlobalSettings()
         return QVariantMap();
     }
     // Whatever arrives first on this connection is the answer.
-    bool ok = false;
-    const QByteArray data = pps.read(&ok);
-    if (!ok) {
-        qWarning() << "NotificationGlobalSettings::readGlobalSettings(): Could not read PPS "
-                      "response.";
-        return QVariantMap();
-    }
-    bool decoded = false;
-    const QVariantMap answer = om::PpsObject::decode(data, &decoded);
-    if (!decoded) {
-        qWarning() << "NotificationGlobalSettings::readGlobalSettings(): Could not decode PPS "
-                      "response.";
-        return QVariantMap();
-    }
+    QVariantMap answer;
+    readDecoded(&pps, &answer,
+                "NotificationGlobalSettings::readGlobalSettings(): Could not read PPS response.",
+                "NotificationGlobalSettings::readGlobalSettings(): Could not decode PPS response.");
     return answer;
 }
 
@@ -190,7 +169,8 @@ NotificationGlobalSettingsPrivate::NotificationGlobalSettingsPrivate(
 
     pps = new om::PpsObject(PPS_NOTIFY_CONTROL_PATH, this);
     if (pps->open(om::PpsOpenMode::PublishSubscribe)) {
-        connect(pps, &om::PpsObject::readyRead, this, &NotificationGlobalSettingsPrivate::onReadyRead);
+        connect(pps, &om::PpsObject::readyRead, this,
+                &NotificationGlobalSettingsPrivate::onReadyRead);
         QVariantMap dat;
         dat.insert(s_attributeName, s_attributeQueryTypeGlobal);
         if (pps->writeMessage(s_attributeMsgMonitorSettings, PPS_ID, dat) != 0) {
@@ -203,76 +183,48 @@ NotificationGlobalSettingsPrivate::NotificationGlobalSettingsPrivate(
 
 void NotificationGlobalSettingsPrivate::applySettings(const QVariantMap &decoded, bool notify)
 {
-    const QVariantMap dat =
-        decoded.value(s_objectControl).toMap().value(s_attributeDat).toMap();
-
-    // One attribute after the other, so that a slot of an earlier signal
-    // still sees the old values of the later attributes.
-    const auto policy = [&](const QString &attribute, NotificationPolicy::Type &field,
-                            void (NotificationGlobalSettings::*typed)(NotificationPolicy::Type),
-                            void (NotificationGlobalSettings::*number)(int)) {
-        if (!dat.contains(attribute))
-            return;
-        const NotificationPolicy::Type value =
-            convertStringToNotificationPolicy(dat.value(attribute).toString());
-        if (value == field)
-            return;
-        field = value;
-        if (notify) {
-            Q_EMIT(q->*typed)(value);
-            Q_EMIT(q->*number)(int(value));
-        }
+    const QVariantMap dat = controlData(decoded);
+    const auto policy = [](const QVariant &text) {
+        return convertStringToNotificationPolicy(text.toString());
     };
     using Q = NotificationGlobalSettings;
-    policy(s_attributeSound, sound, qOverload<NotificationPolicy::Type>(&Q::soundChanged),
-           qOverload<int>(&Q::soundChanged));
-    policy(s_attributeVibrate, vibrate, qOverload<NotificationPolicy::Type>(&Q::vibrateChanged),
-           qOverload<int>(&Q::vibrateChanged));
-    policy(s_attributeLed, led, qOverload<NotificationPolicy::Type>(&Q::ledChanged),
-           qOverload<int>(&Q::ledChanged));
-    policy(s_attributePreview, preview, qOverload<NotificationPolicy::Type>(&Q::previewChanged),
-           qOverload<int>(&Q::previewChanged));
-
-    if (dat.contains(s_attributeMode)) {
-        const NotificationMode::Type value =
-            convertStringToNotificationMode(dat.value(s_attributeMode).toString());
-        if (value != mode) {
-            mode = value;
-            if (notify) {
-                Q_EMIT q->modeChanged(value);
-                Q_EMIT q->modeChanged(int(value));
-            }
-        }
-    }
-    if (dat.contains(s_attributeVolume)) {
-        // Taken as the service gives it, without a range check.
-        const int value = dat.value(s_attributeVolume).toInt();
-        if (value != volume) {
-            volume = value;
-            if (notify)
-                Q_EMIT q->volumeChanged(value);
-        }
-    }
+    // One attribute after the other, so that a slot of an earlier signal
+    // still sees the old values of the later attributes.
+    takeAttribute(dat, s_attributeSound, sound, policy, notify,
+                  emitBoth(q, qOverload<NotificationPolicy::Type>(&Q::soundChanged),
+                           qOverload<int>(&Q::soundChanged)));
+    takeAttribute(dat, s_attributeVibrate, vibrate, policy, notify,
+                  emitBoth(q, qOverload<NotificationPolicy::Type>(&Q::vibrateChanged),
+                           qOverload<int>(&Q::vibrateChanged)));
+    takeAttribute(dat, s_attributeLed, led, policy, notify,
+                  emitBoth(q, qOverload<NotificationPolicy::Type>(&Q::ledChanged),
+                           qOverload<int>(&Q::ledChanged)));
+    takeAttribute(dat, s_attributePreview, preview, policy, notify,
+                  emitBoth(q, qOverload<NotificationPolicy::Type>(&Q::previewChanged),
+                           qOverload<int>(&Q::previewChanged)));
+    takeAttribute(
+        dat, s_attributeMode, mode,
+        [](const QVariant &text) { return convertStringToNotificationMode(text.toString()); },
+        notify,
+        emitBoth(q, qOverload<NotificationMode::Type>(&Q::modeChanged),
+                 qOverload<int>(&Q::modeChanged)));
+    // The volume is taken as the service gives it, without a range check.
+    takeAttribute(
+        dat, s_attributeVolume, volume, [](const QVariant &value) { return value.toInt(); }, notify,
+        [this](int value) { Q_EMIT q->volumeChanged(value); });
 }
 
 void NotificationGlobalSettingsPrivate::onReadyRead()
 {
-    bool ok = false;
-    const QByteArray data = pps->read(&ok);
-    if (!ok) {
-        qWarning() << "NotificationGlobalSettings::onReadyReady(): Could not read PPS response";
-        return;
-    }
-    bool decoded = false;
-    const QVariantMap answer = om::PpsObject::decode(data, &decoded);
-    if (!decoded) {
-        qWarning() << "NotificationGlobalSettings::onReadyReady(): Could not decode PPS response";
-        return;
-    }
-    applySettings(answer, true);
+    QVariantMap decoded;
+    if (readDecoded(pps, &decoded,
+                    "NotificationGlobalSettings::onReadyReady(): Could not read PPS response",
+                    "NotificationGlobalSettings::onReadyReady(): Could not decode PPS response"))
+        applySettings(decoded, true);
 }
 
-NotificationSettingsError::Type NotificationGlobalSettingsPrivate::setSound(NotificationPolicy::Type policy)
+NotificationSettingsError::Type
+NotificationGlobalSettingsPrivate::setSound(NotificationPolicy::Type policy)
 {
     return updateGlobalSettings(s_attributeSound, convertNotificationPolicyToPpsString(policy));
 }
@@ -283,7 +235,8 @@ NotificationGlobalSettingsPrivate::setVibrate(NotificationPolicy::Type policy)
     return updateGlobalSettings(s_attributeVibrate, convertNotificationPolicyToPpsString(policy));
 }
 
-NotificationSettingsError::Type NotificationGlobalSettingsPrivate::setLed(NotificationPolicy::Type policy)
+NotificationSettingsError::Type
+NotificationGlobalSettingsPrivate::setLed(NotificationPolicy::Type policy)
 {
     return updateGlobalSettings(s_attributeLed, convertNotificationPolicyToPpsString(policy));
 }
@@ -299,7 +252,8 @@ NotificationSettingsError::Type NotificationGlobalSettingsPrivate::setVolume(int
     return updateGlobalSettings(s_attributeVolume, QString::number(qBound(0, value, 100)));
 }
 
-NotificationSettingsError::Type NotificationGlobalSettingsPrivate::setMode(NotificationMode::Type value)
+NotificationSettingsError::Type
+NotificationGlobalSettingsPrivate::setMode(NotificationMode::Type value)
 {
     QVariantMap dat;
     dat.insert(s_attributeKey, s_attributeMode);
@@ -345,12 +299,14 @@ NotificationMode::Type NotificationGlobalSettings::mode() const
     return d_func()->mode;
 }
 
-NotificationSettingsError::Type NotificationGlobalSettings::setSound(NotificationPolicy::Type policy)
+NotificationSettingsError::Type
+NotificationGlobalSettings::setSound(NotificationPolicy::Type policy)
 {
     return d_func()->setSound(policy);
 }
 
-NotificationSettingsError::Type NotificationGlobalSettings::setVibrate(NotificationPolicy::Type policy)
+NotificationSettingsError::Type
+NotificationGlobalSettings::setVibrate(NotificationPolicy::Type policy)
 {
     return d_func()->setVibrate(policy);
 }
@@ -360,7 +316,8 @@ NotificationSettingsError::Type NotificationGlobalSettings::setLed(NotificationP
     return d_func()->setLed(policy);
 }
 
-NotificationSettingsError::Type NotificationGlobalSettings::setPreview(NotificationPolicy::Type policy)
+NotificationSettingsError::Type
+NotificationGlobalSettings::setPreview(NotificationPolicy::Type policy)
 {
     return d_func()->setPreview(policy);
 }

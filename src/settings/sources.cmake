@@ -1,5 +1,6 @@
 list(APPEND OMPLATFORM_SOURCES
-  ${CMAKE_CURRENT_LIST_DIR}/settingsmetatypes_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/settingscommon_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/settingscommon.cpp
   ${CMAKE_CURRENT_LIST_DIR}/notificationglobalsettings_p.h
   ${CMAKE_CURRENT_LIST_DIR}/notificationglobalsettings.cpp
   ${CMAKE_CURRENT_LIST_DIR}/notificationapplicationsettings_p.h

@@ -25,8 +25,8 @@ FakeBroker::FakeBroker(Behaviour behaviour)
     addr.sun_family = AF_UNIX;
     std::memcpy(addr.sun_path, path.constData(), size_t(path.size()));
     m_listenFd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    if (::bind(m_listenFd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) < 0
-        || ::listen(m_listenFd, 16) < 0 || ::pipe2(m_stopPipe, O_CLOEXEC) < 0) {
+    if (::bind(m_listenFd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) < 0 ||
+        ::listen(m_listenFd, 16) < 0 || ::pipe2(m_stopPipe, O_CLOEXEC) < 0) {
         ::close(m_listenFd);
         m_listenFd = -1;
         return;

@@ -37,8 +37,8 @@ ClientResult run(const QStringList &arguments, bool otherUser)
         // Only async-signal-safe calls between fork and exec: the test
         // process has other threads.
         ::dup2(pipeFds[1], STDOUT_FILENO);
-        if (otherUser
-            && (::setgroups(0, nullptr) < 0 || ::setgid(OtherUid) < 0 || ::setuid(OtherUid) < 0))
+        if (otherUser &&
+            (::setgroups(0, nullptr) < 0 || ::setgid(OtherUid) < 0 || ::setuid(OtherUid) < 0))
             ::_exit(126);
         ::execv(argv.at(0), argv.data());
         ::_exit(127);

@@ -3,6 +3,7 @@
 
 #include <om/platform/notificationapplicationsettings.h>
 
+#include "describe.h"
 #include "fakebroker.h"
 #include "fakeserver.h"
 #include "testbroker.h"
@@ -15,6 +16,8 @@
 using om::platform::NotificationApplicationSettings;
 using om::platform::NotificationPolicy;
 using om::platform::NotificationPriorityPolicy;
+
+using settingstest::describe;
 
 namespace {
 
@@ -41,20 +44,10 @@ QVariantMap knownSettings()
             {QStringLiteral("tone"), QStringLiteral("file:///tones/a.wav")}};
 }
 
-QString describe(const NotificationApplicationSettings &s)
-{
-    return QStringLiteral("alerts=%1 sound=%2 vibrate=%3 led=%4 preview=%5 count=%6 tone=%7")
-        .arg(s.alertsEnabled())
-        .arg(s.sound())
-        .arg(s.vibrate())
-        .arg(s.led())
-        .arg(s.preview())
-        .arg(s.vibrateCount())
-        .arg(s.tonePath().toString());
-}
-
-const QString Untouched = QStringLiteral("alerts=1 sound=0 vibrate=0 led=0 preview=0 count=-1 tone=");
-const QString Known = QStringLiteral("alerts=1 sound=1 vibrate=2 led=1 preview=3 count=2 tone=file:///tones/a.wav");
+const QString Untouched =
+    QStringLiteral("alerts=1 sound=0 vibrate=0 led=0 preview=0 count=-1 tone=");
+const QString Known =
+    QStringLiteral("alerts=1 sound=1 vibrate=2 led=1 preview=3 count=2 tone=file:///tones/a.wav");
 
 // Every signal of one object, in order: "sound:2", then "sound(int):2".
 struct SignalLog
@@ -69,12 +62,11 @@ struct SignalLog
                 entries.append(QLatin1String(name) + QLatin1Char(':') + v.toString());
             };
         };
-        const auto asInt = [entry](const char *name) {
-            return [f = entry(name)](int v) { f(v); };
-        };
+        const auto asInt = [entry](const char *name) { return [f = entry(name)](int v) { f(v); }; };
         QObject::connect(s, &S::alertsEnabledChanged, [f = entry("alerts")](bool v) { f(v); });
         QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::soundChanged), asInt("sound"));
-        QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::vibrateChanged), asInt("vibrate"));
+        QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::vibrateChanged),
+                         asInt("vibrate"));
         QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::ledChanged), asInt("led"));
         QObject::connect(s, qOverload<NotificationPriorityPolicy::Type>(&S::previewChanged),
                          asInt("preview"));
@@ -114,7 +106,8 @@ private Q_SLOTS:
     void brokerGoneDuringUpdates();
 
 private:
-    std::unique_ptr<NotificationApplicationSettings> construct(const QVariantMap &dat = knownSettings());
+    std::unique_ptr<NotificationApplicationSettings>
+    construct(const QVariantMap &dat = knownSettings());
     int monitorClient() const;
 
     std::unique_ptr<omtest::TestBroker> m_broker;
@@ -179,8 +172,9 @@ void tst_NotificationApplicationSettings::constructionMessages()
     QCOMPARE(received.at(0).dat(), (QVariantMap{{QStringLiteral("name"), name}}));
     QCOMPARE(received.at(1).msg(), QStringLiteral("query"));
     QCOMPARE(received.at(1).id(), Id);
-    QCOMPARE(received.at(1).dat(), (QVariantMap{{QStringLiteral("name"), name},
-                                                {QStringLiteral("type"), QStringLiteral("category")}}));
+    QCOMPARE(received.at(1).dat(),
+             (QVariantMap{{QStringLiteral("name"), name},
+                          {QStringLiteral("type"), QStringLiteral("category")}}));
     QVERIFY(received.at(0).clientId != received.at(1).clientId);
     QVERIFY(m_control->waitForClosed(1));
     QCOMPARE(m_control->clients(), QList<int>{received.at(0).clientId});
@@ -203,46 +197,49 @@ void tst_NotificationApplicationSettings::construction_data()
     };
 
     QTest::newRow("all known") << queryAnswer(knownSettings()) << Known << QStringList();
-    QTest::newRow("alerts true") << with({{QStringLiteral("alerts"), QStringLiteral("true")}}) << Known
-                                 << QStringList();
+    QTest::newRow("alerts true") << with({{QStringLiteral("alerts"), QStringLiteral("true")}})
+                                 << Known << QStringList();
     QTest::newRow("alerts off") << with({{QStringLiteral("alerts"), QStringLiteral("off")}})
                                 << known(QStringLiteral("alerts=1"), QStringLiteral("alerts=0"))
                                 << QStringList();
     QTest::newRow("alerts other text is false, unlogged")
         << with({{QStringLiteral("alerts"), QStringLiteral("maybe")}})
         << known(QStringLiteral("alerts=1"), QStringLiteral("alerts=0")) << QStringList();
-    QTest::newRow("alerts empty is false") << with({{QStringLiteral("alerts"), QString()}})
-                                           << known(QStringLiteral("alerts=1"), QStringLiteral("alerts=0"))
-                                           << QStringList();
+    QTest::newRow("alerts empty is false")
+        << with({{QStringLiteral("alerts"), QString()}})
+        << known(QStringLiteral("alerts=1"), QStringLiteral("alerts=0")) << QStringList();
     QTest::newRow("alerts absent stays true")
         << queryAnswer(QVariantMap{{QStringLiteral("sound"), QStringLiteral("false")}})
-        << QString(Untouched).replace(QStringLiteral("sound=0"), QStringLiteral("sound=2")) << QStringList();
-    QTest::newRow("preview priority") << with({{QStringLiteral("preview"), QStringLiteral("priority")}})
-                                      << known(QStringLiteral("preview=3"), QStringLiteral("preview=4"))
-                                      << QStringList();
+        << QString(Untouched).replace(QStringLiteral("sound=0"), QStringLiteral("sound=2"))
+        << QStringList();
+    QTest::newRow("preview priority")
+        << with({{QStringLiteral("preview"), QStringLiteral("priority")}})
+        << known(QStringLiteral("preview=3"), QStringLiteral("preview=4")) << QStringList();
     QTest::newRow("preview true") << with({{QStringLiteral("preview"), QStringLiteral("true")}})
                                   << known(QStringLiteral("preview=3"), QStringLiteral("preview=1"))
                                   << QStringList();
     QTest::newRow("preview unknown")
         << with({{QStringLiteral("preview"), QStringLiteral("loud")}})
         << known(QStringLiteral("preview=3"), QStringLiteral("preview=0"))
-        << QStringList{QStringLiteral("NotificationApplicationSettings::convertStringToNotificationPriorityPolicy() "
-                                      "Unknown policy:  \"loud\"")};
+        << QStringList{QStringLiteral(
+               "NotificationApplicationSettings::convertStringToNotificationPriorityPolicy() "
+               "Unknown policy:  \"loud\"")};
     QTest::newRow("priority is no sound policy")
         << with({{QStringLiteral("sound"), QStringLiteral("priority")}})
         << known(QStringLiteral("sound=1"), QStringLiteral("sound=0"))
-        << QStringList{QStringLiteral("NotificationPolicy::convertStringToNotificationPolicy() Unknown "
-                                      "policy:  \"priority\"")};
-    QTest::newRow("vib_count abc is 0") << with({{QStringLiteral("vib_count"), QStringLiteral("abc")}})
-                                        << known(QStringLiteral("count=2"), QStringLiteral("count=0"))
-                                        << QStringList();
-    QTest::newRow("vib_count as a number") << with({{QStringLiteral("vib_count"), 4}})
-                                           << known(QStringLiteral("count=2"), QStringLiteral("count=4"))
-                                           << QStringList();
+        << QStringList{
+               QStringLiteral("NotificationPolicy::convertStringToNotificationPolicy() Unknown "
+                              "policy:  \"priority\"")};
+    QTest::newRow("vib_count abc is 0")
+        << with({{QStringLiteral("vib_count"), QStringLiteral("abc")}})
+        << known(QStringLiteral("count=2"), QStringLiteral("count=0")) << QStringList();
+    QTest::newRow("vib_count as a number")
+        << with({{QStringLiteral("vib_count"), 4}})
+        << known(QStringLiteral("count=2"), QStringLiteral("count=4")) << QStringList();
     // The query's answer is read as text: "2.5" is no decimal number.
-    QTest::newRow("vib_count 2.5 is 0") << with({{QStringLiteral("vib_count"), 2.5}})
-                                        << known(QStringLiteral("count=2"), QStringLiteral("count=0"))
-                                        << QStringList();
+    QTest::newRow("vib_count 2.5 is 0")
+        << with({{QStringLiteral("vib_count"), 2.5}})
+        << known(QStringLiteral("count=2"), QStringLiteral("count=0")) << QStringList();
     QTest::newRow("tone as given")
         << with({{QStringLiteral("tone"), QStringLiteral("file:///tones/b%20c.wav")}})
         << known(QStringLiteral("a.wav"), QStringLiteral("b c.wav")) << QStringList();
@@ -274,16 +271,20 @@ void tst_NotificationApplicationSettings::constructionFailures_data()
 {
     QTest::addColumn<QString>("failure");
     QTest::addColumn<QStringList>("warnings");
-    const QString prefix = QStringLiteral("NotificationApplicationSettings::readApplicationSettings() ");
+    const QString prefix =
+        QStringLiteral("NotificationApplicationSettings::readApplicationSettings() ");
     QTest::newRow("no service") << "no service"
-                                << QStringList{prefix + QStringLiteral("the PPS channel is not open.")};
+                                << QStringList{prefix +
+                                               QStringLiteral("the PPS channel is not open.")};
     // The failed "monitorSettings" is not looked at; the query's is.
     QTest::newRow("write fails") << "refuse writes"
                                  << QStringList{prefix + QStringLiteral("Could not write to PPS.")};
     QTest::newRow("read fails") << "hang up"
-                                << QStringList{prefix + QStringLiteral("Could not read PPS response.")};
+                                << QStringList{prefix +
+                                               QStringLiteral("Could not read PPS response.")};
     QTest::newRow("decode fails") << "undecodable"
-                                  << QStringList{prefix + QStringLiteral("Could not decode PPS response.")};
+                                  << QStringList{prefix +
+                                                 QStringLiteral("Could not decode PPS response.")};
 }
 
 void tst_NotificationApplicationSettings::constructionFailures()
@@ -303,9 +304,9 @@ void tst_NotificationApplicationSettings::constructionFailures()
         });
     } else {
         cleanup();
-        fakeBroker.reset(new settingstest::FakeBroker(failure == QLatin1String("hang up")
-                                                          ? settingstest::FakeBroker::HangUpAfterMessage
-                                                          : settingstest::FakeBroker::RefuseWrites));
+        fakeBroker.reset(new settingstest::FakeBroker(
+            failure == QLatin1String("hang up") ? settingstest::FakeBroker::HangUpAfterMessage
+                                                : settingstest::FakeBroker::RefuseWrites));
         QVERIFY(fakeBroker->isRunning());
     }
     omtest::WarningCapture capture;
@@ -319,9 +320,10 @@ void tst_NotificationApplicationSettings::serviceAway()
     m_control.reset();
     omtest::WarningCapture capture;
     NotificationApplicationSettings settings;
-    QCOMPARE(capture.warnings(),
-             QStringList{QStringLiteral("NotificationApplicationSettings::readApplicationSettings() the "
-                                        "PPS channel is not open.")});
+    QCOMPARE(
+        capture.warnings(),
+        QStringList{QStringLiteral("NotificationApplicationSettings::readApplicationSettings() the "
+                                   "PPS channel is not open.")});
     SignalLog log;
     log.attach(&settings);
 
@@ -330,7 +332,8 @@ void tst_NotificationApplicationSettings::serviceAway()
     QVERIFY(m_control->start());
     auto later = construct();
     QSignalSpy laterSpy(later.get(), &NotificationApplicationSettings::vibrateCountChanged);
-    QVERIFY(m_control->broadcast({{QStringLiteral("dat"), QVariantMap{{QStringLiteral("vib_count"), 5}}}}));
+    QVERIFY(m_control->broadcast(
+        {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("vib_count"), 5}}}}));
     QVERIFY(laterSpy.wait());
     QCoreApplication::processEvents();
     QCOMPARE(log.entries, QStringList());
@@ -350,7 +353,8 @@ void tst_NotificationApplicationSettings::updates_data()
     };
     QTest::newRow("preview priority: typed, then 4")
         << dat({{QStringLiteral("preview"), QStringLiteral("priority")}}) << QString()
-        << QStringList{QStringLiteral("preview:4"), QStringLiteral("preview(int):4")} << QStringList();
+        << QStringList{QStringLiteral("preview:4"), QStringLiteral("preview(int):4")}
+        << QStringList();
     QTest::newRow("all seven, in the table's order")
         << dat({{QStringLiteral("tone"), QStringLiteral("file:///tones/z.wav")},
                 {QStringLiteral("vib_count"), QStringLiteral("5")},
@@ -360,10 +364,10 @@ void tst_NotificationApplicationSettings::updates_data()
                 {QStringLiteral("vibrate"), QStringLiteral("on")},
                 {QStringLiteral("sound"), QStringLiteral("off")}})
         << QString()
-        << QStringList{QStringLiteral("sound:2"),   QStringLiteral("sound(int):2"),
-                       QStringLiteral("vibrate:1"), QStringLiteral("vibrate(int):1"),
-                       QStringLiteral("led:2"),     QStringLiteral("led(int):2"),
-                       QStringLiteral("preview:1"), QStringLiteral("preview(int):1"),
+        << QStringList{QStringLiteral("sound:2"),      QStringLiteral("sound(int):2"),
+                       QStringLiteral("vibrate:1"),    QStringLiteral("vibrate(int):1"),
+                       QStringLiteral("led:2"),        QStringLiteral("led(int):2"),
+                       QStringLiteral("preview:1"),    QStringLiteral("preview(int):1"),
                        QStringLiteral("alerts:false"), QStringLiteral("tone:file:///tones/z.wav"),
                        QStringLiteral("count:5")}
         << QStringList();
@@ -376,29 +380,33 @@ void tst_NotificationApplicationSettings::updates_data()
     QTest::newRow("vib_count abc is a change to 0")
         << dat({{QStringLiteral("vib_count"), QStringLiteral("abc")}}) << QString()
         << QStringList{QStringLiteral("count:0")} << QStringList();
-    QTest::newRow("vib_count as a number") << dat({{QStringLiteral("vib_count"), 3}}) << QString()
-                                           << QStringList{QStringLiteral("count:3")} << QStringList();
+    QTest::newRow("vib_count as a number")
+        << dat({{QStringLiteral("vib_count"), 3}}) << QString()
+        << QStringList{QStringLiteral("count:3")} << QStringList();
     // An update converts the value as it comes: 2.5 rounds.
-    QTest::newRow("vib_count 2.5 converted") << dat({{QStringLiteral("vib_count"), 2.5}}) << QString()
-                                             << QStringList{QStringLiteral("count:3")} << QStringList();
+    QTest::newRow("vib_count 2.5 converted")
+        << dat({{QStringLiteral("vib_count"), 2.5}}) << QString()
+        << QStringList{QStringLiteral("count:3")} << QStringList();
     QTest::newRow("priority is no sound policy")
         << dat({{QStringLiteral("sound"), QStringLiteral("priority")}}) << QString()
         << QStringList{QStringLiteral("sound:0"), QStringLiteral("sound(int):0")}
-        << QStringList{QStringLiteral("NotificationPolicy::convertStringToNotificationPolicy() Unknown "
-                                      "policy:  \"priority\"")};
+        << QStringList{
+               QStringLiteral("NotificationPolicy::convertStringToNotificationPolicy() Unknown "
+                              "policy:  \"priority\"")};
     QTest::newRow("alerts empty switches them off")
         << dat({{QStringLiteral("alerts"), QString()}}) << QString()
         << QStringList{QStringLiteral("alerts:false")} << QStringList();
-    QTest::newRow("stored values repeated") << dat(knownSettings()) << QString() << QStringList()
-                                            << QStringList();
-    QTest::newRow("no dat") << QVariantMap{{QStringLiteral("msg"), QStringLiteral("x")}} << QString()
-                            << QStringList() << QStringList();
+    QTest::newRow("stored values repeated")
+        << dat(knownSettings()) << QString() << QStringList() << QStringList();
+    QTest::newRow("no dat") << QVariantMap{{QStringLiteral("msg"), QStringLiteral("x")}}
+                            << QString() << QStringList() << QStringList();
     QTest::newRow("no @control") << dat({{QStringLiteral("led"), QStringLiteral("off")}})
                                  << QStringLiteral("@other") << QStringList() << QStringList();
     QTest::newRow("another application's name is not looked at")
         << dat({{QStringLiteral("name"), QStringLiteral("com.example.other")},
                 {QStringLiteral("led"), QStringLiteral("off")}})
-        << QString() << QStringList{QStringLiteral("led:2"), QStringLiteral("led(int):2")} << QStringList();
+        << QString() << QStringList{QStringLiteral("led:2"), QStringLiteral("led(int):2")}
+        << QStringList();
 }
 
 void tst_NotificationApplicationSettings::updates()
@@ -416,7 +424,8 @@ void tst_NotificationApplicationSettings::updates()
     QVERIFY(client > 0);
     QVERIFY(m_control->replyAs(client, objectName, update));
     // A last update that everything before it has been handled by.
-    QVERIFY(m_control->reply(client, {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("vib_count"), 99}}}}));
+    QVERIFY(m_control->reply(
+        client, {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("vib_count"), 99}}}}));
     QTRY_COMPARE(settings->vibrateCount(), 99);
     QCOMPARE(log.entries.takeLast(), QStringLiteral("count:99"));
     QCOMPARE(log.entries, signalsSeen);
@@ -430,13 +439,17 @@ void tst_NotificationApplicationSettings::earlierSignalSeesLaterAttributesOld()
     connect(settings.get(), &NotificationApplicationSettings::alertsEnabledChanged, this,
             [&]() { seen = describe(*settings); });
     QSignalSpy toneSpy(settings.get(), &NotificationApplicationSettings::tonePathChanged);
-    QVERIFY(m_control->reply(monitorClient(),
-                             {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("alerts"), QStringLiteral("off")},
-                                                                  {QStringLiteral("sound"), QStringLiteral("off")},
-                                                                  {QStringLiteral("tone"), QStringLiteral("file:///n.wav")}}}}));
+    QVERIFY(m_control->reply(
+        monitorClient(),
+        {{QStringLiteral("dat"),
+          QVariantMap{{QStringLiteral("alerts"), QStringLiteral("off")},
+                      {QStringLiteral("sound"), QStringLiteral("off")},
+                      {QStringLiteral("tone"), QStringLiteral("file:///n.wav")}}}}));
     QVERIFY(toneSpy.wait());
     // The sound comes before the alerts, the tone after them.
-    QCOMPARE(seen, QStringLiteral("alerts=0 sound=2 vibrate=2 led=1 preview=3 count=2 tone=file:///tones/a.wav"));
+    QCOMPARE(seen,
+             QStringLiteral(
+                 "alerts=0 sound=2 vibrate=2 led=1 preview=3 count=2 tone=file:///tones/a.wav"));
     QCOMPARE(toneSpy.at(0).at(0).toUrl(), QUrl(QStringLiteral("file:///n.wav")));
 }
 
@@ -448,11 +461,13 @@ void tst_NotificationApplicationSettings::undecodableUpdate()
     omtest::WarningCapture capture;
     const int client = monitorClient();
     QVERIFY(m_control->replyRaw(client, "vib_count:b:maybe\n"));
-    QVERIFY(m_control->reply(client, {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("vib_count"), 99}}}}));
+    QVERIFY(m_control->reply(
+        client, {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("vib_count"), 99}}}}));
     QTRY_COMPARE(settings->vibrateCount(), 99);
     QCOMPARE(log.entries, QStringList{QStringLiteral("count:99")});
     QCOMPARE(capture.warnings(),
-             QStringList{QStringLiteral("NotificationApplicationSettings::onReadyRead() Could not decode PPS response.")});
+             QStringList{QStringLiteral(
+                 "NotificationApplicationSettings::onReadyRead() Could not decode PPS response.")});
 }
 
 void tst_NotificationApplicationSettings::brokerGoneDuringUpdates()
@@ -462,8 +477,10 @@ void tst_NotificationApplicationSettings::brokerGoneDuringUpdates()
     log.attach(settings.get());
     omtest::WarningCapture capture;
     m_broker->stop();
-    QTRY_COMPARE(capture.warnings(),
-                 QStringList{QStringLiteral("NotificationApplicationSettings::onReadyRead() Could not read PPS response.")});
+    QTRY_COMPARE(
+        capture.warnings(),
+        QStringList{QStringLiteral(
+            "NotificationApplicationSettings::onReadyRead() Could not read PPS response.")});
     QCOMPARE(log.entries, QStringList());
     QCOMPARE(describe(*settings), Known);
 }

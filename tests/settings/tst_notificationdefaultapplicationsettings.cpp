@@ -3,6 +3,7 @@
 
 #include <om/platform/notificationdefaultapplicationsettings.h>
 
+#include "describe.h"
 #include "fakeserver.h"
 #include "testbroker.h"
 #include "warningcapture.h"
@@ -18,6 +19,8 @@ using om::platform::NotificationPolicy;
 using om::platform::NotificationPriorityPolicy;
 using om::platform::NotificationSettingsError;
 
+using settingstest::describe;
+
 namespace {
 
 const QString ControlPath = QStringLiteral("/pps/services/notify/control");
@@ -25,17 +28,6 @@ const QString Id = QStringLiteral("_NotificationDefaultApplicationSettings");
 const QString Package = QStringLiteral("com.example.defaults");
 const QString Prefix =
     QStringLiteral("NoitifcaionDefaultApplicationSettings::registerApplicationSettings() ");
-
-QString describe(const NotificationDefaultApplicationSettings &s)
-{
-    return QStringLiteral("sound=%1 vibrate=%2 led=%3 preview=%4 count=%5 tone=%6")
-        .arg(s.sound())
-        .arg(s.vibrate())
-        .arg(s.led())
-        .arg(s.preview())
-        .arg(s.vibrateCount())
-        .arg(s.tonePath().toString());
-}
 
 const QString Fresh = QStringLiteral("sound=0 vibrate=0 led=0 preview=0 count=-1 tone=");
 
@@ -196,28 +188,32 @@ void tst_NotificationDefaultApplicationSettings::registration_data()
                               << with({{QStringLiteral("sound"), QStringLiteral("on")},
                                        {QStringLiteral("vibrate"), QStringLiteral("off")},
                                        {QStringLiteral("led"), QStringLiteral("on")}});
-    QTest::newRow("out-of-range policy sent empty") << QStringList{QStringLiteral("led=6")}
-                                                    << with({{QStringLiteral("led"), QString()}});
+    QTest::newRow("out-of-range policy sent empty")
+        << QStringList{QStringLiteral("led=6")} << with({{QStringLiteral("led"), QString()}});
     QTest::newRow("Unknown takes a field out again")
         << QStringList{QStringLiteral("sound=1"), QStringLiteral("sound=0")} << with({});
-    QTest::newRow("preview disabled") << QStringList{QStringLiteral("preview=3")}
-                                      << with({{QStringLiteral("preview"), QStringLiteral("disabled")}});
-    QTest::newRow("preview priority") << QStringList{QStringLiteral("preview=4")}
-                                      << with({{QStringLiteral("preview"), QStringLiteral("priority")}});
+    QTest::newRow("preview disabled")
+        << QStringList{QStringLiteral("preview=3")}
+        << with({{QStringLiteral("preview"), QStringLiteral("disabled")}});
+    QTest::newRow("preview priority")
+        << QStringList{QStringLiteral("preview=4")}
+        << with({{QStringLiteral("preview"), QStringLiteral("priority")}});
     QTest::newRow("preview off") << QStringList{QStringLiteral("preview=2")}
                                  << with({{QStringLiteral("preview"), QStringLiteral("off")}});
-    QTest::newRow("vibrate count as text") << QStringList{QStringLiteral("count=7")}
-                                           << with({{QStringLiteral("vib_count"), QStringLiteral("5")}});
+    QTest::newRow("vibrate count as text")
+        << QStringList{QStringLiteral("count=7")}
+        << with({{QStringLiteral("vib_count"), QStringLiteral("5")}});
     QTest::newRow("tone: file URL percent-encoded")
         << QStringList{QStringLiteral("tonepath=/tones/my tone.wav")}
         << with({{QStringLiteral("tone"), QStringLiteral("file:///tones/my%20tone.wav")}});
     QTest::newRow("tone: plain relative path")
         << QStringList{QStringLiteral("tone=sounds/a.wav")}
-        << with({{QStringLiteral("tone"), QStringLiteral("file://") + QDir::currentPath()
-                                              + QStringLiteral("/sounds/a.wav")}});
-    QTest::newRow("tone: asset")
-        << QStringList{QStringLiteral("tone=asset:///ding.wav")}
-        << with({{QStringLiteral("tone"), QStringLiteral("file://") + exeDir + QStringLiteral("/assets/ding.wav")}});
+        << with({{QStringLiteral("tone"), QStringLiteral("file://") + QDir::currentPath() +
+                                              QStringLiteral("/sounds/a.wav")}});
+    QTest::newRow("tone: asset") << QStringList{QStringLiteral("tone=asset:///ding.wav")}
+                                 << with({{QStringLiteral("tone"),
+                                           QStringLiteral("file://") + exeDir +
+                                               QStringLiteral("/assets/ding.wav")}});
     QTest::newRow("tone that names no file dropped, the rest sent")
         << QStringList{QStringLiteral("tone=http://example.com/a.wav"), QStringLiteral("led=2")}
         << with({{QStringLiteral("led"), QStringLiteral("off")}});
@@ -271,21 +267,25 @@ void tst_NotificationDefaultApplicationSettings::answers_data()
     QTest::newRow("neither") << with(ok, "dat", QVariant()) << QString() << QByteArray()
                              << int(NotificationSettingsError::Unknown)
                              << QStringList{Prefix + QStringLiteral("Unknown error.")};
-    QTest::newRow("other res") << with(ok, "res", QStringLiteral("query")) << QString() << QByteArray()
-                               << int(NotificationSettingsError::Unknown)
+    QTest::newRow("other res") << with(ok, "res", QStringLiteral("query")) << QString()
+                               << QByteArray() << int(NotificationSettingsError::Unknown)
                                << QStringList{Prefix + QStringLiteral("Invalid response.")};
-    QTest::newRow("res before id") << with(with(ok, "res", QVariant()), "id", QVariant()) << QString()
-                                   << QByteArray() << int(NotificationSettingsError::Unknown)
-                                   << QStringList{Prefix + QStringLiteral("Invalid response.")};
-    QTest::newRow("other id") << with(ok, "id", QStringLiteral("_NotificationGlobalSettings")) << QString()
-                              << QByteArray() << int(NotificationSettingsError::Unknown)
+    QTest::newRow("res before id")
+        << with(with(ok, "res", QVariant()), "id", QVariant()) << QString() << QByteArray()
+        << int(NotificationSettingsError::Unknown)
+        << QStringList{Prefix + QStringLiteral("Invalid response.")};
+    QTest::newRow("other id") << with(ok, "id", QStringLiteral("_NotificationGlobalSettings"))
+                              << QString() << QByteArray()
+                              << int(NotificationSettingsError::Unknown)
                               << QStringList{Prefix + QStringLiteral("Incorrect msg id.")};
     QTest::newRow("no @control is an invalid response")
-        << ok << QStringLiteral("@control_x") << QByteArray() << int(NotificationSettingsError::Unknown)
+        << ok << QStringLiteral("@control_x") << QByteArray()
+        << int(NotificationSettingsError::Unknown)
         << QStringList{Prefix + QStringLiteral("Invalid response.")};
     QTest::newRow("undecodable") << QVariantMap() << QString() << QByteArray(":x:y\n")
                                  << int(NotificationSettingsError::Unknown)
-                                 << QStringList{Prefix + QStringLiteral("Could not decode PPS response.")};
+                                 << QStringList{Prefix +
+                                                QStringLiteral("Could not decode PPS response.")};
 }
 
 void tst_NotificationDefaultApplicationSettings::answers()
@@ -312,7 +312,8 @@ void tst_NotificationDefaultApplicationSettings::applyRepeatsAndKeepsValues()
     const auto calls = std::make_shared<int>(0);
     m_control->respond([calls](const omtest::Received &r) {
         QVariantMap a = omtest::FakeServer::okAnswer(r.attributes);
-        a.insert(++*calls == 1 ? QStringLiteral("err") : QStringLiteral("dat"), QStringLiteral("x"));
+        a.insert(++*calls == 1 ? QStringLiteral("err") : QStringLiteral("dat"),
+                 QStringLiteral("x"));
         return QList<omtest::Answer>{omtest::Answer{a, QByteArray(), QString(), 0}};
     });
     NotificationDefaultApplicationSettings settings = fill({QStringLiteral("vibrate=1")});
@@ -350,7 +351,8 @@ void tst_NotificationDefaultApplicationSettings::writeFailure()
 {
     // A tone path that makes the message longer than the bus carries.
     NotificationDefaultApplicationSettings settings;
-    settings.setTonePath(QUrl::fromLocalFile(QStringLiteral("/") + QString(70 * 1024, QLatin1Char('t'))));
+    settings.setTonePath(
+        QUrl::fromLocalFile(QStringLiteral("/") + QString(70 * 1024, QLatin1Char('t'))));
     omtest::WarningCapture capture;
     QCOMPARE(int(settings.apply()), int(NotificationSettingsError::Unknown));
     QCOMPARE(capture.warnings(), QStringList{Prefix + QStringLiteral("Could not write to PPS.")});
@@ -368,7 +370,8 @@ void tst_NotificationDefaultApplicationSettings::readFailure()
     NotificationDefaultApplicationSettings settings;
     omtest::WarningCapture capture;
     QCOMPARE(int(settings.apply()), int(NotificationSettingsError::Unknown));
-    QCOMPARE(capture.warnings(), QStringList{Prefix + QStringLiteral("Could not read PPS response.")});
+    QCOMPARE(capture.warnings(),
+             QStringList{Prefix + QStringLiteral("Could not read PPS response.")});
 }
 
 QTEST_GUILESS_MAIN(tst_NotificationDefaultApplicationSettings)

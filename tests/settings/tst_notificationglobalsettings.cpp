@@ -4,6 +4,7 @@
 
 #include <om/platform/notificationglobalsettings.h>
 
+#include "describe.h"
 #include "fakebroker.h"
 #include "fakeserver.h"
 #include "otheruser.h"
@@ -23,6 +24,8 @@ using om::platform::NotificationGlobalSettings;
 using om::platform::NotificationMode;
 using om::platform::NotificationPolicy;
 using om::platform::NotificationSettingsError;
+
+using settingstest::describe;
 
 namespace {
 
@@ -52,8 +55,8 @@ QVariantMap knownSettings()
 
 QString setterWarning(const QString &text)
 {
-    return QStringLiteral("NotificationGlobalSettings::sendMessage(): ") + text + QLatin1Char(' ')
-           + QuotedPath;
+    return QStringLiteral("NotificationGlobalSettings::sendMessage(): ") + text + QLatin1Char(' ') +
+           QuotedPath;
 }
 
 // Every signal of one object, in order: "sound:2", then "sound(int):2".
@@ -65,7 +68,9 @@ struct SignalLog
     {
         using S = NotificationGlobalSettings;
         const auto typed = [this](const char *name) {
-            return [this, name](int v) { entries.append(QStringLiteral("%1:%2").arg(QLatin1String(name)).arg(v)); };
+            return [this, name](int v) {
+                entries.append(QStringLiteral("%1:%2").arg(QLatin1String(name)).arg(v));
+            };
         };
         const auto number = [this](const char *name) {
             return [this, name](int v) {
@@ -73,9 +78,11 @@ struct SignalLog
             };
         };
         QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::soundChanged), typed("sound"));
-        QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::vibrateChanged), typed("vibrate"));
+        QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::vibrateChanged),
+                         typed("vibrate"));
         QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::ledChanged), typed("led"));
-        QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::previewChanged), typed("preview"));
+        QObject::connect(s, qOverload<NotificationPolicy::Type>(&S::previewChanged),
+                         typed("preview"));
         QObject::connect(s, &S::volumeChanged, typed("volume"));
         QObject::connect(s, qOverload<NotificationMode::Type>(&S::modeChanged), typed("mode"));
         QObject::connect(s, qOverload<int>(&S::soundChanged), number("sound"));
@@ -85,17 +92,6 @@ struct SignalLog
         QObject::connect(s, qOverload<int>(&S::modeChanged), number("mode"));
     }
 };
-
-QString describe(const NotificationGlobalSettings &s)
-{
-    return QStringLiteral("sound=%1 vibrate=%2 led=%3 preview=%4 volume=%5 mode=%6")
-        .arg(s.sound())
-        .arg(s.vibrate())
-        .arg(s.led())
-        .arg(s.preview())
-        .arg(s.volume())
-        .arg(s.mode());
-}
 
 // Calls a setter by name, typed or through the int overload for scripts.
 int callSetter(NotificationGlobalSettings *s, const QString &setter, int value, bool viaInt)
@@ -208,9 +204,9 @@ int tst_NotificationGlobalSettings::monitorClient() const
 // volume to 77, and waits for that: everything the first update caused has
 // happened by then. The marker's own signal is taken out of the log.
 void tst_NotificationGlobalSettings::sendUpdateAndMarker(const QVariantMap &attributes,
-                                                        const QString &objectName,
-                                                        const QByteArray &raw,
-                                                        NotificationGlobalSettings *settings)
+                                                         const QString &objectName,
+                                                         const QByteArray &raw,
+                                                         NotificationGlobalSettings *settings)
 {
     const int client = monitorClient();
     QVERIFY(client > 0);
@@ -218,8 +214,9 @@ void tst_NotificationGlobalSettings::sendUpdateAndMarker(const QVariantMap &attr
         QVERIFY(m_control->replyRaw(client, raw));
     else
         QVERIFY(m_control->replyAs(client, objectName, attributes));
-    QVERIFY(m_control->reply(client, {{QStringLiteral("msg"), QStringLiteral("settingsChanged")},
-                                      {QStringLiteral("dat"), QVariantMap{{QStringLiteral("volume"), 77}}}}));
+    QVERIFY(m_control->reply(
+        client, {{QStringLiteral("msg"), QStringLiteral("settingsChanged")},
+                 {QStringLiteral("dat"), QVariantMap{{QStringLiteral("volume"), 77}}}}));
     QTRY_COMPARE(settings->volume(), 77);
 }
 
@@ -249,14 +246,17 @@ void tst_NotificationGlobalSettings::construction_data()
     QTest::addColumn<QString>("expected");
     QTest::addColumn<QStringList>("warnings");
 
-    const QString policyWarning = QStringLiteral(
-        "NotificationGlobalSettings::convertStringToNotificationPolicy(): Unknown NotificationMode:  ");
-    const QString modeWarning = QStringLiteral(
-        "NotificationGlobalSettings::convertStringToNotificationMode(): Unknown NotificationMode:  ");
+    const QString policyWarning =
+        QStringLiteral("NotificationGlobalSettings::convertStringToNotificationPolicy(): Unknown "
+                       "NotificationMode:  ");
+    const QString modeWarning =
+        QStringLiteral("NotificationGlobalSettings::convertStringToNotificationMode(): Unknown "
+                       "NotificationMode:  ");
     const QString untouched = QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=0");
 
     QTest::newRow("all known") << answerTo(QStringLiteral("query"), knownSettings()) << QString()
-                               << QStringLiteral("sound=1 vibrate=2 led=1 preview=2 volume=40 mode=3")
+                               << QStringLiteral(
+                                      "sound=1 vibrate=2 led=1 preview=2 volume=40 mode=3")
                                << QStringList();
     QTest::newRow("true and false")
         << answerTo(QStringLiteral("query"),
@@ -265,11 +265,13 @@ void tst_NotificationGlobalSettings::construction_data()
         << QString() << QStringLiteral("sound=1 vibrate=0 led=2 preview=0 volume=-1 mode=0")
         << QStringList();
     QTest::newRow("every mode text")
-        << answerTo(QStringLiteral("query"), QVariantMap{{QStringLiteral("mode"), QStringLiteral("phoneonly")}})
+        << answerTo(QStringLiteral("query"),
+                    QVariantMap{{QStringLiteral("mode"), QStringLiteral("phoneonly")}})
         << QString() << QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=4")
         << QStringList();
     QTest::newRow("volume only, as text, not clamped")
-        << answerTo(QStringLiteral("query"), QVariantMap{{QStringLiteral("volume"), QStringLiteral("150")}})
+        << answerTo(QStringLiteral("query"),
+                    QVariantMap{{QStringLiteral("volume"), QStringLiteral("150")}})
         << QString() << QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=150 mode=0")
         << QStringList();
     QTest::newRow("unknown texts logged, stored as Unknown")
@@ -284,13 +286,15 @@ void tst_NotificationGlobalSettings::construction_data()
                        modeWarning + QStringLiteral("\"party\"")};
     QTest::newRow("id and res not looked at")
         << QVariantMap{{QStringLiteral("res"), QStringLiteral("other")},
-                       {QStringLiteral("dat"), QVariantMap{{QStringLiteral("mode"), QStringLiteral("silent")}}}}
+                       {QStringLiteral("dat"),
+                        QVariantMap{{QStringLiteral("mode"), QStringLiteral("silent")}}}}
         << QString() << QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=1")
         << QStringList();
-    QTest::newRow("no dat") << answerTo(QStringLiteral("query"), QVariant()) << QString() << untouched
-                            << QStringList();
+    QTest::newRow("no dat") << answerTo(QStringLiteral("query"), QVariant()) << QString()
+                            << untouched << QStringList();
     QTest::newRow("err instead of dat")
-        << QVariantMap{{QStringLiteral("res"), QStringLiteral("query")}, {QStringLiteral("err"), QStringLiteral("no")}}
+        << QVariantMap{{QStringLiteral("res"), QStringLiteral("query")},
+                       {QStringLiteral("err"), QStringLiteral("no")}}
         << QString() << untouched << QStringList();
     QTest::newRow("object other than @control")
         << answerTo(QStringLiteral("query"), knownSettings()) << QStringLiteral("@control_x")
@@ -319,9 +323,11 @@ void tst_NotificationGlobalSettings::construction()
 void tst_NotificationGlobalSettings::constructionWaitsForSilentService()
 {
     // The answer comes well after the constructor has started to wait.
-    m_control->answer(QStringLiteral("query"), answerTo(QStringLiteral("query"), knownSettings()), 300);
+    m_control->answer(QStringLiteral("query"), answerTo(QStringLiteral("query"), knownSettings()),
+                      300);
     NotificationGlobalSettings settings;
-    QCOMPARE(describe(settings), QStringLiteral("sound=1 vibrate=2 led=1 preview=2 volume=40 mode=3"));
+    QCOMPARE(describe(settings),
+             QStringLiteral("sound=1 vibrate=2 led=1 preview=2 volume=40 mode=3"));
 }
 
 void tst_NotificationGlobalSettings::constructionUndecodableAnswer()
@@ -329,15 +335,16 @@ void tst_NotificationGlobalSettings::constructionUndecodableAnswer()
     m_control->respond([](const omtest::Received &r) {
         QList<omtest::Answer> answers;
         if (r.msg() == QLatin1String("query"))
-            answers.append(omtest::Answer{QVariantMap(), QByteArray("volume:n:loud\n"), QString(), 0});
+            answers.append(
+                omtest::Answer{QVariantMap(), QByteArray("volume:n:loud\n"), QString(), 0});
         return answers;
     });
     omtest::WarningCapture capture;
     NotificationGlobalSettings settings;
     QCOMPARE(settings.volume(), -1);
-    QCOMPARE(capture.warnings(),
-             QStringList{QStringLiteral("NotificationGlobalSettings::readGlobalSettings(): Could not "
-                                        "decode PPS response.")});
+    QCOMPARE(capture.warnings(), QStringList{QStringLiteral(
+                                     "NotificationGlobalSettings::readGlobalSettings(): Could not "
+                                     "decode PPS response.")});
 }
 
 void tst_NotificationGlobalSettings::serviceAway_data()
@@ -356,7 +363,8 @@ void tst_NotificationGlobalSettings::serviceAway()
 
     omtest::WarningCapture capture;
     NotificationGlobalSettings settings;
-    QCOMPARE(describe(settings), QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=0"));
+    QCOMPARE(describe(settings),
+             QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=0"));
     QCOMPARE(capture.warnings(), QStringList());
     QCOMPARE(int(settings.setSound(NotificationPolicy::Allow)),
              int(NotificationSettingsError::ServiceUnavailable));
@@ -372,7 +380,8 @@ void tst_NotificationGlobalSettings::serviceAway()
     QVERIFY(m_control->start());
     auto later = construct();
     QSignalSpy laterSpy(later.get(), &NotificationGlobalSettings::volumeChanged);
-    QVERIFY(m_control->broadcast({{QStringLiteral("dat"), QVariantMap{{QStringLiteral("volume"), 9}}}}));
+    QVERIFY(m_control->broadcast(
+        {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("volume"), 9}}}}));
     QVERIFY(laterSpy.wait());
     QCoreApplication::processEvents();
     QCOMPARE(log.entries, QStringList());
@@ -398,11 +407,10 @@ void tst_NotificationGlobalSettings::updates_data()
                 {QStringLiteral("mode"), QStringLiteral("silent")},
                 {QStringLiteral("sound"), QStringLiteral("off")},
                 {QStringLiteral("preview"), QStringLiteral("true")}})
-        << QString()
-        << QStringList{QStringLiteral("sound:2"),   QStringLiteral("sound(int):2"),
-                       QStringLiteral("preview:1"), QStringLiteral("preview(int):1"),
-                       QStringLiteral("mode:1"),    QStringLiteral("mode(int):1"),
-                       QStringLiteral("volume:10")}
+        << QString() << QStringList{QStringLiteral("sound:2"),   QStringLiteral("sound(int):2"),
+                                    QStringLiteral("preview:1"), QStringLiteral("preview(int):1"),
+                                    QStringLiteral("mode:1"),    QStringLiteral("mode(int):1"),
+                                    QStringLiteral("volume:10")}
         << QStringList();
     QTest::newRow("all six")
         << dat({{QStringLiteral("sound"), QStringLiteral("off")},
@@ -411,13 +419,12 @@ void tst_NotificationGlobalSettings::updates_data()
                 {QStringLiteral("preview"), QStringLiteral("on")},
                 {QStringLiteral("volume"), 0},
                 {QStringLiteral("mode"), QStringLiteral("alertsoff")}})
-        << QString()
-        << QStringList{QStringLiteral("sound:2"),   QStringLiteral("sound(int):2"),
-                       QStringLiteral("vibrate:1"), QStringLiteral("vibrate(int):1"),
-                       QStringLiteral("led:2"),     QStringLiteral("led(int):2"),
-                       QStringLiteral("preview:1"), QStringLiteral("preview(int):1"),
-                       QStringLiteral("mode:5"),    QStringLiteral("mode(int):5"),
-                       QStringLiteral("volume:0")}
+        << QString() << QStringList{QStringLiteral("sound:2"),   QStringLiteral("sound(int):2"),
+                                    QStringLiteral("vibrate:1"), QStringLiteral("vibrate(int):1"),
+                                    QStringLiteral("led:2"),     QStringLiteral("led(int):2"),
+                                    QStringLiteral("preview:1"), QStringLiteral("preview(int):1"),
+                                    QStringLiteral("mode:5"),    QStringLiteral("mode(int):5"),
+                                    QStringLiteral("volume:0")}
         << QStringList();
     QTest::newRow("stored values repeated")
         << dat(knownSettings()) << QString() << QStringList() << QStringList();
@@ -428,17 +435,20 @@ void tst_NotificationGlobalSettings::updates_data()
     QTest::newRow("unknown text becomes Unknown")
         << dat({{QStringLiteral("sound"), QStringLiteral("loud")}}) << QString()
         << QStringList{QStringLiteral("sound:0"), QStringLiteral("sound(int):0")}
-        << QStringList{QStringLiteral("NotificationGlobalSettings::convertStringToNotificationPolicy(): "
-                                      "Unknown NotificationMode:  \"loud\"")};
+        << QStringList{
+               QStringLiteral("NotificationGlobalSettings::convertStringToNotificationPolicy(): "
+                              "Unknown NotificationMode:  \"loud\"")};
     QTest::newRow("unknown mode becomes Unknown")
         << dat({{QStringLiteral("mode"), QStringLiteral("Normal")}}) << QString()
         << QStringList{QStringLiteral("mode:0"), QStringLiteral("mode(int):0")}
-        << QStringList{QStringLiteral("NotificationGlobalSettings::convertStringToNotificationMode(): "
-                                      "Unknown NotificationMode:  \"Normal\"")};
+        << QStringList{
+               QStringLiteral("NotificationGlobalSettings::convertStringToNotificationMode(): "
+                              "Unknown NotificationMode:  \"Normal\"")};
     QTest::newRow("volume from the service not clamped")
         << dat({{QStringLiteral("volume"), 150}}) << QString()
         << QStringList{QStringLiteral("volume:150")} << QStringList();
-    QTest::newRow("no dat") << QVariantMap{{QStringLiteral("msg"), QStringLiteral("settingsChanged")}}
+    QTest::newRow("no dat") << QVariantMap{{QStringLiteral("msg"),
+                                            QStringLiteral("settingsChanged")}}
                             << QString() << QStringList() << QStringList();
     QTest::newRow("object other than @control")
         << dat({{QStringLiteral("volume"), 3}}) << QStringLiteral("@control_x") << QStringList()
@@ -466,16 +476,20 @@ void tst_NotificationGlobalSettings::earlierSignalSeesLaterAttributesOld()
 {
     auto settings = construct();
     QString seen;
-    connect(settings.get(), qOverload<NotificationPolicy::Type>(&NotificationGlobalSettings::soundChanged),
-            this, [&]() { seen = describe(*settings); });
-    QSignalSpy modeSpy(settings.get(), qOverload<NotificationMode::Type>(&NotificationGlobalSettings::modeChanged));
+    connect(settings.get(),
+            qOverload<NotificationPolicy::Type>(&NotificationGlobalSettings::soundChanged), this,
+            [&]() { seen = describe(*settings); });
+    QSignalSpy modeSpy(settings.get(),
+                       qOverload<NotificationMode::Type>(&NotificationGlobalSettings::modeChanged));
     QVERIFY(m_control->reply(monitorClient(),
-                             {{QStringLiteral("dat"), QVariantMap{{QStringLiteral("sound"), QStringLiteral("off")},
-                                                                  {QStringLiteral("vibrate"), QStringLiteral("on")},
-                                                                  {QStringLiteral("mode"), QStringLiteral("vibrate")}}}}));
+                             {{QStringLiteral("dat"),
+                               QVariantMap{{QStringLiteral("sound"), QStringLiteral("off")},
+                                           {QStringLiteral("vibrate"), QStringLiteral("on")},
+                                           {QStringLiteral("mode"), QStringLiteral("vibrate")}}}}));
     QVERIFY(modeSpy.wait());
     QCOMPARE(seen, QStringLiteral("sound=2 vibrate=2 led=1 preview=2 volume=40 mode=3"));
-    QCOMPARE(describe(*settings), QStringLiteral("sound=2 vibrate=1 led=1 preview=2 volume=40 mode=2"));
+    QCOMPARE(describe(*settings),
+             QStringLiteral("sound=2 vibrate=1 led=1 preview=2 volume=40 mode=2"));
     QCOMPARE(modeSpy.at(0).at(0).value<NotificationMode::Type>(), NotificationMode::Vibrate);
 }
 
@@ -485,10 +499,12 @@ void tst_NotificationGlobalSettings::undecodableUpdate()
     SignalLog log;
     log.attach(settings.get());
     omtest::WarningCapture capture;
-    sendUpdateAndMarker(QVariantMap(), QString(), QByteArray("dat:json:{\"sound\":\n"), settings.get());
+    sendUpdateAndMarker(QVariantMap(), QString(), QByteArray("dat:json:{\"sound\":\n"),
+                        settings.get());
     QCOMPARE(log.entries, QStringList{QStringLiteral("volume:77")});
     QCOMPARE(capture.warnings(),
-             QStringList{QStringLiteral("NotificationGlobalSettings::onReadyReady(): Could not decode PPS response")});
+             QStringList{QStringLiteral(
+                 "NotificationGlobalSettings::onReadyReady(): Could not decode PPS response")});
 }
 
 void tst_NotificationGlobalSettings::brokerGoneDuringUpdates()
@@ -499,7 +515,8 @@ void tst_NotificationGlobalSettings::brokerGoneDuringUpdates()
     omtest::WarningCapture capture;
     m_broker->stop();
     QTRY_COMPARE(capture.warnings(),
-                 QStringList{QStringLiteral("NotificationGlobalSettings::onReadyReady(): Could not read PPS response")});
+                 QStringList{QStringLiteral(
+                     "NotificationGlobalSettings::onReadyReady(): Could not read PPS response")});
     QCOMPARE(log.entries, QStringList());
     QCOMPARE(settings->volume(), 40);
 }
@@ -525,10 +542,13 @@ void tst_NotificationGlobalSettings::setterMessages_data()
     QTest::newRow("vibrate off") << "setVibrate" << 2 << false << update << one("vibrate", "off");
     QTest::newRow("led on") << "setLed" << 1 << false << update << one("led", "on");
     QTest::newRow("preview off") << "setPreview" << 2 << false << update << one("preview", "off");
-    QTest::newRow("sound Unknown sends empty") << "setSound" << 0 << false << update << one("sound", "");
+    QTest::newRow("sound Unknown sends empty")
+        << "setSound" << 0 << false << update << one("sound", "");
     QTest::newRow("volume in range") << "setVolume" << 42 << false << update << one("volume", "42");
-    QTest::newRow("volume 150 clamped") << "setVolume" << 150 << false << update << one("volume", "100");
-    QTest::newRow("volume -5 clamped") << "setVolume" << -5 << false << update << one("volume", "0");
+    QTest::newRow("volume 150 clamped")
+        << "setVolume" << 150 << false << update << one("volume", "100");
+    QTest::newRow("volume -5 clamped")
+        << "setVolume" << -5 << false << update << one("volume", "0");
     QTest::newRow("mode silent") << "setMode" << 1 << false << state << mode("silent");
     QTest::newRow("mode alertsoff") << "setMode" << 5 << false << state << mode("alertsoff");
     QTest::newRow("mode Unknown sends empty") << "setMode" << 0 << false << state << mode("");
@@ -548,12 +568,13 @@ void tst_NotificationGlobalSettings::setterMessages()
 
     QVERIFY(m_settingsControl->start());
     m_settingsControl->respond([](const omtest::Received &r) {
-        return QList<omtest::Answer>{
-            omtest::Answer{omtest::FakeServer::okAnswer(r.attributes, QVariantMap()), QByteArray(), QString(), 0}};
+        return QList<omtest::Answer>{omtest::Answer{
+            omtest::FakeServer::okAnswer(r.attributes, QVariantMap()), QByteArray(), QString(), 0}};
     });
     auto settings = construct();
     const QString before = describe(*settings);
-    QCOMPARE(callSetter(settings.get(), setter, value, viaInt), int(NotificationSettingsError::None));
+    QCOMPARE(callSetter(settings.get(), setter, value, viaInt),
+             int(NotificationSettingsError::None));
     // The answer is no update: the properties wait for the service's.
     QCOMPARE(describe(*settings), before);
 
@@ -591,34 +612,41 @@ void tst_NotificationGlobalSettings::setterResults_data()
     QTest::newRow("err")
         << with(with(ok, "dat", QVariant()), "err", QStringLiteral("bad value")) << QString()
         << QByteArray() << int(NotificationSettingsError::Internal)
-        << QStringList{QStringLiteral("NotificationGlobalSettings::sendMessage(): The PPS interface may "
-                                      "have changed. ERRNO:  \"bad value\"  PPS:  ")
-                       + QuotedPath};
+        << QStringList{
+               QStringLiteral("NotificationGlobalSettings::sendMessage(): The PPS interface may "
+                              "have changed. ERRNO:  \"bad value\"  PPS:  ") +
+               QuotedPath};
     QTest::newRow("neither dat nor err")
-        << with(ok, "dat", QVariant()) << QString() << QByteArray() << int(NotificationSettingsError::Unknown)
+        << with(ok, "dat", QVariant()) << QString() << QByteArray()
+        << int(NotificationSettingsError::Unknown)
         << QStringList{setterWarning(QStringLiteral("The PPS response was malformed: "))};
-    QTest::newRow("other id") << with(ok, "id", QStringLiteral("_Other")) << QString() << QByteArray()
-                              << int(NotificationSettingsError::Unknown)
-                              << QStringList{setterWarning(QStringLiteral("Incorrect response id: "))};
+    QTest::newRow("other id") << with(ok, "id", QStringLiteral("_Other")) << QString()
+                              << QByteArray() << int(NotificationSettingsError::Unknown)
+                              << QStringList{
+                                     setterWarning(QStringLiteral("Incorrect response id: "))};
     QTest::newRow("no id") << with(ok, "id", QVariant()) << QString() << QByteArray()
                            << int(NotificationSettingsError::Unknown)
                            << QStringList{setterWarning(QStringLiteral("Incorrect response id: "))};
-    QTest::newRow("other res") << with(ok, "res", QStringLiteral("updateState")) << QString() << QByteArray()
-                               << int(NotificationSettingsError::Unknown)
-                               << QStringList{setterWarning(QStringLiteral("Some unknown error occurred: "))};
+    QTest::newRow("other res") << with(ok, "res", QStringLiteral("updateState")) << QString()
+                               << QByteArray() << int(NotificationSettingsError::Unknown)
+                               << QStringList{setterWarning(
+                                      QStringLiteral("Some unknown error occurred: "))};
     QTest::newRow("no res") << with(ok, "res", QVariant()) << QString() << QByteArray()
                             << int(NotificationSettingsError::Unknown)
-                            << QStringList{setterWarning(QStringLiteral("Some unknown error occurred: "))};
-    QTest::newRow("id before res") << with(with(ok, "res", QVariant()), "id", QVariant()) << QString()
-                                   << QByteArray() << int(NotificationSettingsError::Unknown)
-                                   << QStringList{setterWarning(QStringLiteral("Incorrect response id: "))};
+                            << QStringList{
+                                   setterWarning(QStringLiteral("Some unknown error occurred: "))};
+    QTest::newRow("id before res")
+        << with(with(ok, "res", QVariant()), "id", QVariant()) << QString() << QByteArray()
+        << int(NotificationSettingsError::Unknown)
+        << QStringList{setterWarning(QStringLiteral("Incorrect response id: "))};
     QTest::newRow("any object name") << ok << QStringLiteral("@elsewhere") << QByteArray()
                                      << int(NotificationSettingsError::None) << QStringList();
     // The answer comes headed "@settings-control"; a second object sorts
     // before it and is taken as the response.
     QTest::newRow("first object in key order")
         << QVariantMap() << QString()
-        << QByteArray("res::updateGlobalSettings\nid::_NotificationGlobalSettings\ndat:json:{}\n@a\nres::x\n")
+        << QByteArray("res::updateGlobalSettings\nid::_NotificationGlobalSettings\ndat:json:{}\n@"
+                      "a\nres::x\n")
         << int(NotificationSettingsError::Unknown)
         << QStringList{setterWarning(QStringLiteral("Incorrect response id: "))};
     QTest::newRow("undecodable") << QVariantMap() << QString() << QByteArray("dat:n:none\n")
@@ -650,8 +678,9 @@ void tst_NotificationGlobalSettings::setterOpenFailure_data()
     QTest::addColumn<QString>("warning");
     QTest::newRow("no object") << false << int(NotificationSettingsError::ServiceUnavailable)
                                << setterWarning(QStringLiteral("PPS did not exist: "));
-    QTest::newRow("object there, open fails") << true << int(NotificationSettingsError::Unknown)
-                                              << setterWarning(QStringLiteral("Could not open PPS: "));
+    QTest::newRow("object there, open fails")
+        << true << int(NotificationSettingsError::Unknown)
+        << setterWarning(QStringLiteral("Could not open PPS: "));
 }
 
 void tst_NotificationGlobalSettings::setterOpenFailure()
@@ -686,8 +715,10 @@ void tst_NotificationGlobalSettings::setterReadFailure()
     });
     auto settings = construct();
     omtest::WarningCapture capture;
-    QCOMPARE(int(settings->setMode(NotificationMode::Normal)), int(NotificationSettingsError::Unknown));
-    QCOMPARE(capture.warnings().value(0), setterWarning(QStringLiteral("Could not read from PPS: ")));
+    QCOMPARE(int(settings->setMode(NotificationMode::Normal)),
+             int(NotificationSettingsError::Unknown));
+    QCOMPARE(capture.warnings().value(0),
+             setterWarning(QStringLiteral("Could not read from PPS: ")));
 }
 
 void tst_NotificationGlobalSettings::writeFailures()
@@ -697,14 +728,17 @@ void tst_NotificationGlobalSettings::writeFailures()
     QVERIFY(broker.isRunning());
     omtest::WarningCapture capture;
     NotificationGlobalSettings settings;
-    QCOMPARE(describe(settings), QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=0"));
-    QCOMPARE(int(settings.setLed(NotificationPolicy::Deny)), int(NotificationSettingsError::Unknown));
+    QCOMPARE(describe(settings),
+             QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=0"));
+    QCOMPARE(int(settings.setLed(NotificationPolicy::Deny)),
+             int(NotificationSettingsError::Unknown));
     QCOMPARE(capture.warnings(),
-             (QStringList{QStringLiteral("NotificationGlobalSettings::NotificationGlobalSettingsPrivate(): "
-                                         "Could not write PPS response."),
-                          QStringLiteral("NotificationGlobalSettings::readGlobalSettings(): Could not "
-                                         "write to PPS."),
-                          setterWarning(QStringLiteral("Could not write to PPS: "))}));
+             (QStringList{
+                 QStringLiteral("NotificationGlobalSettings::NotificationGlobalSettingsPrivate(): "
+                                "Could not write PPS response."),
+                 QStringLiteral("NotificationGlobalSettings::readGlobalSettings(): Could not "
+                                "write to PPS."),
+                 setterWarning(QStringLiteral("Could not write to PPS: "))}));
 }
 
 void tst_NotificationGlobalSettings::readFailures()
@@ -714,26 +748,31 @@ void tst_NotificationGlobalSettings::readFailures()
     QVERIFY(broker.isRunning());
     omtest::WarningCapture capture;
     NotificationGlobalSettings settings;
-    QCOMPARE(describe(settings), QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=0"));
-    QCOMPARE(int(settings.setPreview(NotificationPolicy::Allow)), int(NotificationSettingsError::Unknown));
-    QCOMPARE(capture.warnings(),
-             (QStringList{QStringLiteral("NotificationGlobalSettings::readGlobalSettings(): Could not "
-                                         "read PPS response."),
-                          setterWarning(QStringLiteral("Could not read from PPS: "))}));
+    QCOMPARE(describe(settings),
+             QStringLiteral("sound=0 vibrate=0 led=0 preview=0 volume=-1 mode=0"));
+    QCOMPARE(int(settings.setPreview(NotificationPolicy::Allow)),
+             int(NotificationSettingsError::Unknown));
+    QCOMPARE(
+        capture.warnings(),
+        (QStringList{QStringLiteral("NotificationGlobalSettings::readGlobalSettings(): Could not "
+                                    "read PPS response."),
+                     setterWarning(QStringLiteral("Could not read from PPS: "))}));
     // The subscription was hung up too, which the event loop finds.
     QTRY_COMPARE(capture.warnings().size(), 3);
-    QCOMPARE(capture.warnings().at(2),
-             QStringLiteral("NotificationGlobalSettings::onReadyReady(): Could not read PPS response"));
+    QCOMPARE(
+        capture.warnings().at(2),
+        QStringLiteral("NotificationGlobalSettings::onReadyReady(): Could not read PPS response"));
 }
 
 void tst_NotificationGlobalSettings::insufficientPermissions_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<QByteArray>("output");
-    QTest::newRow("owner only") << 0600
-                                << QByteArray("warning NotificationGlobalSettings::sendMessage(): Application "
-                                              "did not have permission to PPS:  ")
-                                       + QuotedPath.toUtf8() + "\nresult 2\n";
+    QTest::newRow("owner only")
+        << 0600
+        << QByteArray("warning NotificationGlobalSettings::sendMessage(): Application "
+                      "did not have permission to PPS:  ") +
+               QuotedPath.toUtf8() + "\nresult 2\n";
     QTest::newRow("open to all") << 0666 << QByteArray("result 0\n");
 }
 

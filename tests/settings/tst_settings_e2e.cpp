@@ -5,6 +5,7 @@
 #include <om/platform/notificationdefaultapplicationsettings.h>
 #include <om/platform/notificationglobalsettings.h>
 
+#include "describe.h"
 #include "deviceprocess.h"
 #include "otheruser.h"
 #include "warningcapture.h"
@@ -17,6 +18,8 @@
 
 using namespace om::platform;
 
+using settingstest::describe;
+
 namespace {
 
 const QString SettingsPath = QStringLiteral("/pps/simulator/notification-settings");
@@ -24,29 +27,6 @@ const QString FactoryTone = QStringLiteral("file:///usr/share/sounds/omdevice/no
 const QString FactoryGlobal = QStringLiteral("sound=1 vibrate=1 led=1 preview=1 volume=80 mode=3");
 const QString FactoryApplication =
     QStringLiteral("alerts=1 sound=1 vibrate=1 led=1 preview=1 count=1 tone=") + FactoryTone;
-
-QString describe(const NotificationGlobalSettings &s)
-{
-    return QStringLiteral("sound=%1 vibrate=%2 led=%3 preview=%4 volume=%5 mode=%6")
-        .arg(s.sound())
-        .arg(s.vibrate())
-        .arg(s.led())
-        .arg(s.preview())
-        .arg(s.volume())
-        .arg(s.mode());
-}
-
-QString describe(const NotificationApplicationSettings &s)
-{
-    return QStringLiteral("alerts=%1 sound=%2 vibrate=%3 led=%4 preview=%5 count=%6 tone=%7")
-        .arg(s.alertsEnabled())
-        .arg(s.sound())
-        .arg(s.vibrate())
-        .arg(s.led())
-        .arg(s.preview())
-        .arg(s.vibrateCount())
-        .arg(s.tonePath().toString());
-}
 
 void usePackage(const QString &name)
 {
@@ -119,13 +99,18 @@ void tst_SettingsEndToEnd::globalFollowsOmctl_data()
     QTest::addColumn<int>("signalled");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("sound") << "sound" << "off" << QByteArray(SIGNAL(soundChanged(int))) << 2
+    QTest::newRow("sound") << "sound"
+                           << "off" << QByteArray(SIGNAL(soundChanged(int))) << 2
                            << QStringLiteral("sound=2 vibrate=1 led=1 preview=1 volume=80 mode=3");
-    QTest::newRow("preview, said as false") << "preview" << "false" << QByteArray(SIGNAL(previewChanged(int)))
-                                            << 2 << QStringLiteral("sound=1 vibrate=1 led=1 preview=2 volume=80 mode=3");
-    QTest::newRow("volume") << "volume" << "5" << QByteArray(SIGNAL(volumeChanged(int))) << 5
+    QTest::newRow("preview, said as false")
+        << "preview"
+        << "false" << QByteArray(SIGNAL(previewChanged(int))) << 2
+        << QStringLiteral("sound=1 vibrate=1 led=1 preview=2 volume=80 mode=3");
+    QTest::newRow("volume") << "volume"
+                            << "5" << QByteArray(SIGNAL(volumeChanged(int))) << 5
                             << QStringLiteral("sound=1 vibrate=1 led=1 preview=1 volume=5 mode=3");
-    QTest::newRow("mode") << "mode" << "phoneonly" << QByteArray(SIGNAL(modeChanged(int))) << 4
+    QTest::newRow("mode") << "mode"
+                          << "phoneonly" << QByteArray(SIGNAL(modeChanged(int))) << 4
                           << QStringLiteral("sound=1 vibrate=1 led=1 preview=1 volume=80 mode=4");
 }
 
@@ -140,7 +125,8 @@ void tst_SettingsEndToEnd::globalFollowsOmctl()
     NotificationGlobalSettings settings;
     QCOMPARE(describe(settings), FactoryGlobal);
     QSignalSpy spy(&settings, signal.constData());
-    const auto result = omtest::DeviceProcess::omctl({QStringLiteral("settings"), QStringLiteral("global"), key, value});
+    const auto result = omtest::DeviceProcess::omctl(
+        {QStringLiteral("settings"), QStringLiteral("global"), key, value});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(spy.wait());
     QCOMPARE(spy.size(), 1);
@@ -159,16 +145,21 @@ void tst_SettingsEndToEnd::applicationFollowsOmctl_data()
     const auto factory = [](const char *from, const QString &to) {
         return QString(FactoryApplication).replace(QLatin1String(from), to);
     };
-    QTest::newRow("alerts") << "alerts" << "off" << QByteArray(SIGNAL(alertsEnabledChanged(bool)))
+    QTest::newRow("alerts") << "alerts"
+                            << "off" << QByteArray(SIGNAL(alertsEnabledChanged(bool)))
                             << QVariant(false) << factory("alerts=1", QStringLiteral("alerts=0"));
-    QTest::newRow("sound") << "sound" << "off" << QByteArray(SIGNAL(soundChanged(int))) << QVariant(2)
+    QTest::newRow("sound") << "sound"
+                           << "off" << QByteArray(SIGNAL(soundChanged(int))) << QVariant(2)
                            << factory("sound=1", QStringLiteral("sound=2"));
-    QTest::newRow("preview") << "preview" << "priority" << QByteArray(SIGNAL(previewChanged(int)))
-                             << QVariant(4) << factory("preview=1", QStringLiteral("preview=4"));
-    QTest::newRow("vib_count") << "vib_count" << "4" << QByteArray(SIGNAL(vibrateCountChanged(int)))
-                               << QVariant(4) << factory("count=1", QStringLiteral("count=4"));
+    QTest::newRow("preview") << "preview"
+                             << "priority" << QByteArray(SIGNAL(previewChanged(int))) << QVariant(4)
+                             << factory("preview=1", QStringLiteral("preview=4"));
+    QTest::newRow("vib_count") << "vib_count"
+                               << "4" << QByteArray(SIGNAL(vibrateCountChanged(int))) << QVariant(4)
+                               << factory("count=1", QStringLiteral("count=4"));
     QTest::newRow("tone, given as a path")
-        << "tone" << "/tones/my bell.wav" << QByteArray(SIGNAL(tonePathChanged(QUrl)))
+        << "tone"
+        << "/tones/my bell.wav" << QByteArray(SIGNAL(tonePathChanged(QUrl)))
         << QVariant(QUrl(QStringLiteral("file:///tones/my%20bell.wav")))
         << factory(qPrintable(FactoryTone), QStringLiteral("file:///tones/my bell.wav"));
 }
@@ -184,8 +175,9 @@ void tst_SettingsEndToEnd::applicationFollowsOmctl()
     NotificationApplicationSettings settings;
     QCOMPARE(describe(settings), FactoryApplication);
     QSignalSpy spy(&settings, signal.constData());
-    const auto result = omtest::DeviceProcess::omctl(
-        {QStringLiteral("settings"), QStringLiteral("app"), QStringLiteral("com.example.e2e"), key, value});
+    const auto result =
+        omtest::DeviceProcess::omctl({QStringLiteral("settings"), QStringLiteral("app"),
+                                      QStringLiteral("com.example.e2e"), key, value});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(spy.wait());
     QCOMPARE(spy.size(), 1);
@@ -246,18 +238,24 @@ void tst_SettingsEndToEnd::setterArrivesLaterAsSignal()
     QTRY_COMPARE(otherSpy.size(), 1);
     QCOMPARE(other.volume(), 100);
 
-    QSignalSpy modeSpy(&settings, qOverload<NotificationMode::Type>(&NotificationGlobalSettings::modeChanged));
-    QCOMPARE(int(settings.setMode(NotificationMode::AlertsOff)), int(NotificationSettingsError::None));
+    QSignalSpy modeSpy(&settings,
+                       qOverload<NotificationMode::Type>(&NotificationGlobalSettings::modeChanged));
+    QCOMPARE(int(settings.setMode(NotificationMode::AlertsOff)),
+             int(NotificationSettingsError::None));
     QVERIFY(modeSpy.wait());
     QCOMPARE(modeSpy.at(0).at(0).value<NotificationMode::Type>(), NotificationMode::AlertsOff);
 
     // The same value again is accepted, and changes nothing.
-    QCOMPARE(int(settings.setMode(NotificationMode::AlertsOff)), int(NotificationSettingsError::None));
-    QSignalSpy soundSpy(&settings, qOverload<NotificationPolicy::Type>(&NotificationGlobalSettings::soundChanged));
-    QCOMPARE(int(settings.setSound(NotificationPolicy::Deny)), int(NotificationSettingsError::None));
+    QCOMPARE(int(settings.setMode(NotificationMode::AlertsOff)),
+             int(NotificationSettingsError::None));
+    QSignalSpy soundSpy(
+        &settings, qOverload<NotificationPolicy::Type>(&NotificationGlobalSettings::soundChanged));
+    QCOMPARE(int(settings.setSound(NotificationPolicy::Deny)),
+             int(NotificationSettingsError::None));
     QVERIFY(soundSpy.wait());
     QCOMPARE(modeSpy.size(), 1);
-    QCOMPARE(describe(settings), QStringLiteral("sound=2 vibrate=1 led=1 preview=1 volume=100 mode=5"));
+    QCOMPARE(describe(settings),
+             QStringLiteral("sound=2 vibrate=1 led=1 preview=1 volume=100 mode=5"));
 }
 
 void tst_SettingsEndToEnd::setterRefusedByDevice_data()
@@ -266,8 +264,9 @@ void tst_SettingsEndToEnd::setterRefusedByDevice_data()
     QTest::addColumn<int>("value");
     QTest::addColumn<QString>("err");
 
-    QTest::newRow("mode Unknown") << "mode" << 0
-                                  << "mode must be one of silent, vibrate, normal, phoneonly, alertsoff, not ''";
+    QTest::newRow("mode Unknown")
+        << "mode" << 0
+        << "mode must be one of silent, vibrate, normal, phoneonly, alertsoff, not ''";
     QTest::newRow("sound Unknown") << "sound" << 0 << "sound must be on or off, not ''";
     QTest::newRow("led 7, as a script may") << "led" << 7 << "led must be on or off, not ''";
 }
@@ -282,13 +281,15 @@ void tst_SettingsEndToEnd::setterRefusedByDevice()
     omtest::WarningCapture capture;
     int result = -1;
     const QByteArray name = "set" + setter.left(1).toUpper().toLatin1() + setter.mid(1).toLatin1();
-    QVERIFY(QMetaObject::invokeMethod(&settings, name.constData(), Q_RETURN_ARG(int, result), Q_ARG(int, value)));
+    QVERIFY(QMetaObject::invokeMethod(&settings, name.constData(), Q_RETURN_ARG(int, result),
+                                      Q_ARG(int, value)));
     QCOMPARE(result, int(NotificationSettingsError::Internal));
     QCOMPARE(capture.warnings(),
-             QStringList{QStringLiteral("NotificationGlobalSettings::sendMessage(): The PPS interface may "
-                                        "have changed. ERRNO:  \"%1\"  PPS:  "
-                                        "\"/pps/services/notify/settings-control?wait\"")
-                             .arg(err)});
+             QStringList{
+                 QStringLiteral("NotificationGlobalSettings::sendMessage(): The PPS interface may "
+                                "have changed. ERRNO:  \"%1\"  PPS:  "
+                                "\"/pps/services/notify/settings-control?wait\"")
+                     .arg(err)});
     QCOMPARE(describe(settings), FactoryGlobal);
 }
 
@@ -306,10 +307,12 @@ void tst_SettingsEndToEnd::registeredDefaultsUntilUserOverrides()
     QCOMPARE(int(defaults.apply()), int(NotificationSettingsError::None));
     QVERIFY(countSpy.wait());
     QCOMPARE(describe(settings),
-             QStringLiteral("alerts=1 sound=2 vibrate=1 led=1 preview=4 count=3 tone=") + FactoryTone);
+             QStringLiteral("alerts=1 sound=2 vibrate=1 led=1 preview=4 count=3 tone=") +
+                 FactoryTone);
 
     // The user turns the sound on: that choice outlives the next registration.
-    QSignalSpy soundSpy(&settings, qOverload<NotificationPolicy::Type>(&NotificationApplicationSettings::soundChanged));
+    QSignalSpy soundSpy(&settings, qOverload<NotificationPolicy::Type>(
+                                       &NotificationApplicationSettings::soundChanged));
     QCOMPARE(omtest::DeviceProcess::omctl({QStringLiteral("settings"), QStringLiteral("app"),
                                            QStringLiteral("com.example.defaults"),
                                            QStringLiteral("sound"), QStringLiteral("on")})
@@ -325,7 +328,8 @@ void tst_SettingsEndToEnd::registeredDefaultsUntilUserOverrides()
     again.setVibrateCount(4);
     QCOMPARE(int(again.apply()), int(NotificationSettingsError::None));
     QTRY_COMPARE(settings.vibrateCount(), 4);
-    const QString expected = QStringLiteral("alerts=1 sound=1 vibrate=1 led=1 preview=1 count=4 tone=") + FactoryTone;
+    const QString expected =
+        QStringLiteral("alerts=1 sound=1 vibrate=1 led=1 preview=1 count=4 tone=") + FactoryTone;
     QCOMPARE(describe(settings), expected);
     QCOMPARE(soundSpy.size(), 1);
 
@@ -338,8 +342,9 @@ void tst_SettingsEndToEnd::registeredDefaultsUntilUserOverrides()
     omtest::WarningCapture capture;
     QCOMPARE(int(bad.apply()), int(NotificationSettingsError::Internal));
     QCOMPARE(capture.warnings(),
-             QStringList{QStringLiteral("NoitifcaionDefaultApplicationSettings::registerApplicationSettings() "
-                                        "PPS ERROR:  \"led must be on or off, not ''\"")});
+             QStringList{QStringLiteral(
+                 "NoitifcaionDefaultApplicationSettings::registerApplicationSettings() "
+                 "PPS ERROR:  \"led must be on or off, not ''\"")});
     NotificationApplicationSettings afterBad;
     QCOMPARE(describe(afterBad), expected);
 }
@@ -349,14 +354,15 @@ void tst_SettingsEndToEnd::settingsSurviveRestart()
     usePackage(QStringLiteral("com.example.kept"));
     {
         NotificationGlobalSettings global;
-        QCOMPARE(int(global.setMode(NotificationMode::Vibrate)), int(NotificationSettingsError::None));
+        QCOMPARE(int(global.setMode(NotificationMode::Vibrate)),
+                 int(NotificationSettingsError::None));
         NotificationDefaultApplicationSettings defaults;
         defaults.setLed(NotificationPolicy::Deny);
         QCOMPARE(int(defaults.apply()), int(NotificationSettingsError::None));
     }
     QCOMPARE(omtest::DeviceProcess::omctl({QStringLiteral("settings"), QStringLiteral("app"),
-                                           QStringLiteral("com.example.kept"), QStringLiteral("alerts"),
-                                           QStringLiteral("off")})
+                                           QStringLiteral("com.example.kept"),
+                                           QStringLiteral("alerts"), QStringLiteral("off")})
                  .exitCode,
              0);
     const QByteArray listed = omtest::DeviceProcess::omctl({QStringLiteral("settings")}).out;
@@ -368,7 +374,8 @@ void tst_SettingsEndToEnd::settingsSurviveRestart()
     QCOMPARE(global.mode(), NotificationMode::Vibrate);
     NotificationApplicationSettings application;
     QCOMPARE(describe(application),
-             QStringLiteral("alerts=0 sound=1 vibrate=1 led=2 preview=1 count=1 tone=") + FactoryTone);
+             QStringLiteral("alerts=0 sound=1 vibrate=1 led=2 preview=1 count=1 tone=") +
+                 FactoryTone);
 }
 
 void tst_SettingsEndToEnd::restrictedSettingsControl_data()
@@ -377,8 +384,9 @@ void tst_SettingsEndToEnd::restrictedSettingsControl_data()
     QTest::addColumn<QByteArray>("output");
     QTest::newRow("default: the device's user only")
         << QStringList()
-        << QByteArray("warning NotificationGlobalSettings::sendMessage(): Application did not have "
-                      "permission to PPS:  \"/pps/services/notify/settings-control?wait\"\nresult 2\n");
+        << QByteArray(
+               "warning NotificationGlobalSettings::sendMessage(): Application did not have "
+               "permission to PPS:  \"/pps/services/notify/settings-control?wait\"\nresult 2\n");
     QTest::newRow("opened to all")
         << QStringList{QStringLiteral("--set"), QStringLiteral("settings-control-mode=0666")}
         << QByteArray("result 0\n");
@@ -414,7 +422,8 @@ void tst_SettingsEndToEnd::deviceAnswers_data()
     const QString control = QStringLiteral("/pps/services/notify/control");
     const QString settingsControl = QStringLiteral("/pps/services/notify/settings-control");
     const auto req = [](const char *msg, const QVariant &dat) {
-        QVariantMap r{{QStringLiteral("msg"), QLatin1String(msg)}, {QStringLiteral("id"), QStringLiteral("t1")}};
+        QVariantMap r{{QStringLiteral("msg"), QLatin1String(msg)},
+                      {QStringLiteral("id"), QStringLiteral("t1")}};
         if (dat.isValid())
             r.insert(QStringLiteral("dat"), dat);
         return r;
@@ -431,16 +440,20 @@ void tst_SettingsEndToEnd::deviceAnswers_data()
             g.insert(it.key(), it.value());
         return g;
     };
-    const QString appKeys = QStringLiteral("(one of alerts, sound, vibrate, led, preview, vib_count, tone)");
+    const QString appKeys =
+        QStringLiteral("(one of alerts, sound, vibrate, led, preview, vib_count, tone)");
 
-    QTest::newRow("query global") << control << req("query", QVariantMap{{QStringLiteral("name"), QStringLiteral("global")}})
+    QTest::newRow("query global") << control
+                                  << req("query", QVariantMap{{QStringLiteral("name"),
+                                                               QStringLiteral("global")}})
                                   << QString() << global({});
-    QTest::newRow("query without dat") << control << req("query", QVariant()) << "query needs a name"
-                                       << QVariantMap();
+    QTest::newRow("query without dat")
+        << control << req("query", QVariant()) << "query needs a name" << QVariantMap();
     QTest::newRow("monitor without name") << control << req("monitorSettings", QVariantMap())
                                           << "monitorSettings needs a name" << QVariantMap();
     QTest::newRow("register without name")
-        << control << req("registerSettings", QVariantMap{{QStringLiteral("sound"), QStringLiteral("on")}})
+        << control
+        << req("registerSettings", QVariantMap{{QStringLiteral("sound"), QStringLiteral("on")}})
         << "registerSettings needs a name" << QVariantMap();
     QTest::newRow("register unknown key")
         << control
@@ -454,35 +467,44 @@ void tst_SettingsEndToEnd::deviceAnswers_data()
         << "vib_count must be a whole number from 1 to 5, not '9'" << QVariantMap();
     QTest::newRow("register tone that is no file URL")
         << control
-        << req("registerSettings", QVariantMap{{QStringLiteral("name"), QStringLiteral("p")},
-                                               {QStringLiteral("tone"), QStringLiteral("http://x/y.wav")}})
+        << req("registerSettings",
+               QVariantMap{{QStringLiteral("name"), QStringLiteral("p")},
+                           {QStringLiteral("tone"), QStringLiteral("http://x/y.wav")}})
         << "tone must be a file URL, not 'http://x/y.wav'" << QVariantMap();
     QTest::newRow("update true is on")
-        << settingsControl << req("updateGlobalSettings", QVariantMap{{QStringLiteral("led"), QStringLiteral("true")}})
+        << settingsControl
+        << req("updateGlobalSettings", QVariantMap{{QStringLiteral("led"), QStringLiteral("true")}})
         << QString() << global({});
     QTest::newRow("update two at once")
         << settingsControl
         << req("updateGlobalSettings", QVariantMap{{QStringLiteral("led"), QStringLiteral("off")},
                                                    {QStringLiteral("volume"), QStringLiteral("7")}})
-        << QString() << global({{QStringLiteral("led"), QStringLiteral("off")}, {QStringLiteral("volume"), 7}});
+        << QString()
+        << global({{QStringLiteral("led"), QStringLiteral("off")}, {QStringLiteral("volume"), 7}});
     QTest::newRow("update volume 101")
-        << settingsControl << req("updateGlobalSettings", QVariantMap{{QStringLiteral("volume"), QStringLiteral("101")}})
+        << settingsControl
+        << req("updateGlobalSettings",
+               QVariantMap{{QStringLiteral("volume"), QStringLiteral("101")}})
         << "volume must be a whole number from 0 to 100, not '101'" << QVariantMap();
     QTest::newRow("update unknown key")
-        << settingsControl << req("updateGlobalSettings", QVariantMap{{QStringLiteral("bass"), QStringLiteral("on")}})
-        << "unknown global setting 'bass' (one of sound, vibrate, led, preview, volume, mode)" << QVariantMap();
+        << settingsControl
+        << req("updateGlobalSettings", QVariantMap{{QStringLiteral("bass"), QStringLiteral("on")}})
+        << "unknown global setting 'bass' (one of sound, vibrate, led, preview, volume, mode)"
+        << QVariantMap();
     QTest::newRow("update nothing") << settingsControl << req("updateGlobalSettings", QVariantMap())
                                     << "updateGlobalSettings needs a setting" << QVariantMap();
     QTest::newRow("mode through update")
-        << settingsControl << req("updateGlobalSettings", QVariantMap{{QStringLiteral("mode"), QStringLiteral("silent")}})
+        << settingsControl
+        << req("updateGlobalSettings",
+               QVariantMap{{QStringLiteral("mode"), QStringLiteral("silent")}})
         << "mode is changed with updateState" << QVariantMap();
     QTest::newRow("state of another key")
         << settingsControl
         << req("updateState", QVariantMap{{QStringLiteral("key"), QStringLiteral("volume")},
                                           {QStringLiteral("value"), QStringLiteral("1")}})
         << "updateState needs key 'mode' and a value" << QVariantMap();
-    QTest::newRow("unknown message") << settingsControl << req("query", QVariantMap()) << "unknown message: query"
-                                     << QVariantMap();
+    QTest::newRow("unknown message") << settingsControl << req("query", QVariantMap())
+                                     << "unknown message: query" << QVariantMap();
 }
 
 void tst_SettingsEndToEnd::deviceAnswers()
@@ -508,8 +530,8 @@ void tst_SettingsEndToEnd::omctlListsSettings()
     defaults.setPreview(NotificationPriorityPolicy::NotApplicable);
     QCOMPARE(int(defaults.apply()), int(NotificationSettingsError::None));
     QCOMPARE(omtest::DeviceProcess::omctl({QStringLiteral("settings"), QStringLiteral("app"),
-                                           QStringLiteral("com.example.listed"), QStringLiteral("led"),
-                                           QStringLiteral("off")})
+                                           QStringLiteral("com.example.listed"),
+                                           QStringLiteral("led"), QStringLiteral("off")})
                  .out,
              QByteArray("app com.example.listed led off\n"));
     const auto result = omtest::DeviceProcess::omctl({QStringLiteral("settings")});
@@ -525,14 +547,14 @@ void tst_SettingsEndToEnd::omctlListsSettings()
                         "  volume     80\n"
                         "  mode       normal\n"
                         "\n"
-                        "app com.example.listed\n")
-                 + "  alerts     " + QByteArray("on").leftJustified(tone.size()) + "  factory\n"
-                 + "  sound      " + QByteArray("on").leftJustified(tone.size()) + "  factory\n"
-                 + "  vibrate    " + QByteArray("on").leftJustified(tone.size()) + "  factory\n"
-                 + "  led        " + QByteArray("off").leftJustified(tone.size()) + "  user\n"
-                 + "  preview    " + QByteArray("disabled").leftJustified(tone.size()) + "  registered\n"
-                 + "  vib_count  " + QByteArray("1").leftJustified(tone.size()) + "  factory\n"
-                 + "  tone       " + tone + "  factory\n");
+                        "app com.example.listed\n") +
+                 "  alerts     " + QByteArray("on").leftJustified(tone.size()) + "  factory\n" +
+                 "  sound      " + QByteArray("on").leftJustified(tone.size()) + "  factory\n" +
+                 "  vibrate    " + QByteArray("on").leftJustified(tone.size()) + "  factory\n" +
+                 "  led        " + QByteArray("off").leftJustified(tone.size()) + "  user\n" +
+                 "  preview    " + QByteArray("disabled").leftJustified(tone.size()) +
+                 "  registered\n" + "  vib_count  " + QByteArray("1").leftJustified(tone.size()) +
+                 "  factory\n" + "  tone       " + tone + "  factory\n");
 }
 
 void tst_SettingsEndToEnd::omctlBadInput_data()
@@ -548,22 +570,28 @@ void tst_SettingsEndToEnd::omctlBadInput_data()
     QTest::newRow("app without value")
         << true << QStringList{"settings", "app", "p", "sound"} << 2
         << "omctl: settings app takes a package, a key and a value (see 'omctl --help')";
-    QTest::newRow("unknown scope") << true << QStringList{"settings", "sideways"} << 2
-                                   << "omctl: settings: unknown scope 'sideways' (global or app) (see 'omctl --help')";
-    QTest::newRow("bad volume") << true << QStringList{"settings", "global", "volume", "loud"} << 1
-                                << "omctl: settings: volume must be a whole number from 0 to 100, not 'loud'";
-    QTest::newRow("bad mode") << true << QStringList{"settings", "global", "mode", "party"} << 1
-                              << "omctl: settings: mode must be one of silent, vibrate, normal, phoneonly, "
-                                 "alertsoff, not 'party'";
+    QTest::newRow("unknown scope")
+        << true << QStringList{"settings", "sideways"} << 2
+        << "omctl: settings: unknown scope 'sideways' (global or app) (see 'omctl --help')";
+    QTest::newRow("bad volume")
+        << true << QStringList{"settings", "global", "volume", "loud"} << 1
+        << "omctl: settings: volume must be a whole number from 0 to 100, not 'loud'";
+    QTest::newRow("bad mode")
+        << true << QStringList{"settings", "global", "mode", "party"} << 1
+        << "omctl: settings: mode must be one of silent, vibrate, normal, phoneonly, "
+           "alertsoff, not 'party'";
     QTest::newRow("unknown app key")
         << true << QStringList{"settings", "app", "p", "colour", "red"} << 1
-        << "omctl: settings: unknown application setting 'colour' (one of alerts, sound, vibrate, led, "
+        << "omctl: settings: unknown application setting 'colour' (one of alerts, sound, vibrate, "
+           "led, "
            "preview, vib_count, tone)";
-    QTest::newRow("vib_count 0") << true << QStringList{"settings", "app", "p", "vib_count", "0"} << 1
-                                 << "omctl: settings: vib_count must be a whole number from 1 to 5, not '0'";
-    QTest::newRow("no device") << false << QStringList{"settings"} << 1
-                               << "omctl: /pps/simulator/notification-settings: no bus broker is running at "
-                                  "%1 (start omdeviced)";
+    QTest::newRow("vib_count 0")
+        << true << QStringList{"settings", "app", "p", "vib_count", "0"} << 1
+        << "omctl: settings: vib_count must be a whole number from 1 to 5, not '0'";
+    QTest::newRow("no device")
+        << false << QStringList{"settings"} << 1
+        << "omctl: /pps/simulator/notification-settings: no bus broker is running at "
+           "%1 (start omdeviced)";
 }
 
 void tst_SettingsEndToEnd::omctlBadInput()

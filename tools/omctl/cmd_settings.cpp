@@ -12,9 +12,9 @@ namespace {
 
 const QString SettingsPath = QStringLiteral("/pps/simulator/notification-settings");
 
-const QStringList GlobalKeys = {QStringLiteral("sound"),   QStringLiteral("vibrate"),
-                                QStringLiteral("led"),     QStringLiteral("preview"),
-                                QStringLiteral("volume"),  QStringLiteral("mode")};
+const QStringList GlobalKeys = {QStringLiteral("sound"),  QStringLiteral("vibrate"),
+                                QStringLiteral("led"),    QStringLiteral("preview"),
+                                QStringLiteral("volume"), QStringLiteral("mode")};
 const QStringList ApplicationKeys = {QStringLiteral("alerts"),  QStringLiteral("sound"),
                                      QStringLiteral("vibrate"), QStringLiteral("led"),
                                      QStringLiteral("preview"), QStringLiteral("vib_count"),
@@ -29,7 +29,8 @@ bool ask(const QString &msg, const QVariantMap &dat, QVariantMap *result, int *e
         return false;
     }
     if (answer.contains(QStringLiteral("err"))) {
-        *exitCode = fail(QStringLiteral("settings"), answer.value(QStringLiteral("err")).toString());
+        *exitCode =
+            fail(QStringLiteral("settings"), answer.value(QStringLiteral("err")).toString());
         return false;
     }
     *result = answer.value(QStringLiteral("dat")).toMap();
@@ -45,8 +46,8 @@ void printBlock(const QString &heading, const QStringList &keys, const QVariantM
     for (const QString &key : keys)
         width = qMax(width, settings.value(key).toString().size());
     for (const QString &key : keys) {
-        QString line = QStringLiteral("  ") + key.leftJustified(11)
-                       + settings.value(key).toString().leftJustified(width);
+        QString line = QStringLiteral("  ") + key.leftJustified(11) +
+                       settings.value(key).toString().leftJustified(width);
         if (sources.contains(key))
             line += QStringLiteral("  ") + sources.value(key).toString();
         while (line.endsWith(QLatin1Char(' ')))
@@ -87,7 +88,8 @@ int change(const QString &msg, const QString &scope, QVariantMap dat)
 {
     const QString key = dat.value(QStringLiteral("key")).toString();
     if (key == QLatin1String("tone"))
-        dat.insert(QStringLiteral("value"), toneValue(dat.value(QStringLiteral("value")).toString()));
+        dat.insert(QStringLiteral("value"),
+                   toneValue(dat.value(QStringLiteral("value")).toString()));
     QVariantMap settings;
     int code = Success;
     if (!ask(msg, dat, &settings, &code))
@@ -122,22 +124,22 @@ int settings(const QStringList &args)
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("settings"),
-               QStringLiteral("[global <key> <value> | app <package> <key> <value>]"),
-               QStringLiteral("Show or change the notification settings, as the user."),
-               QStringLiteral(
-                   "Without arguments, prints the global settings and those of every\n"
-                   "application the device knows, with where each application setting\n"
-                   "comes from: factory, registered (the application's default) or user.\n"
-                   "\n"
-                   "Global keys: sound, vibrate, led, preview (on|off), volume (0-100),\n"
-                   "  mode (silent|vibrate|normal|phoneonly|alertsoff).\n"
-                   "Application keys: alerts, sound, vibrate, led (on|off),\n"
-                   "  preview (on|off|disabled|priority), vib_count (1-5), tone (a file\n"
-                   "  URL or a path).\n"
-                   "\n"
-                   "A change is the user's choice: it overrides the application's default\n"
-                   "and reaches every application that follows those settings."),
-               settings});
+OMCTL_COMMAND(
+    {QStringLiteral("settings"),
+     QStringLiteral("[global <key> <value> | app <package> <key> <value>]"),
+     QStringLiteral("Show or change the notification settings, as the user."),
+     QStringLiteral("Without arguments, prints the global settings and those of every\n"
+                    "application the device knows, with where each application setting\n"
+                    "comes from: factory, registered (the application's default) or user.\n"
+                    "\n"
+                    "Global keys: sound, vibrate, led, preview (on|off), volume (0-100),\n"
+                    "  mode (silent|vibrate|normal|phoneonly|alertsoff).\n"
+                    "Application keys: alerts, sound, vibrate, led (on|off),\n"
+                    "  preview (on|off|disabled|priority), vib_count (1-5), tone (a file\n"
+                    "  URL or a path).\n"
+                    "\n"
+                    "A change is the user's choice: it overrides the application's default\n"
+                    "and reaches every application that follows those settings."),
+     settings});
 
 } // namespace omctl

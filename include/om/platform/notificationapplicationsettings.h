@@ -33,8 +33,8 @@ class OMPLATFORM_EXPORT NotificationApplicationSettings : public QObject
     Q_DECLARE_PRIVATE(NotificationApplicationSettings)
     Q_PROPERTY(bool alertsEnabled READ alertsEnabled NOTIFY alertsEnabledChanged FINAL)
     Q_PROPERTY(om::platform::NotificationPolicy::Type sound READ sound NOTIFY soundChanged FINAL)
-    Q_PROPERTY(om::platform::NotificationPolicy::Type vibrate READ vibrate NOTIFY vibrateChanged
-                   FINAL)
+    Q_PROPERTY(
+        om::platform::NotificationPolicy::Type vibrate READ vibrate NOTIFY vibrateChanged FINAL)
     Q_PROPERTY(om::platform::NotificationPolicy::Type led READ led NOTIFY ledChanged FINAL)
     Q_PROPERTY(om::platform::NotificationPriorityPolicy::Type preview READ preview NOTIFY
                    previewChanged FINAL)

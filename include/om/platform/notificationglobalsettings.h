@@ -40,13 +40,13 @@ class OMPLATFORM_EXPORT NotificationGlobalSettings : public QObject
                    soundChanged FINAL)
     Q_PROPERTY(om::platform::NotificationPolicy::Type vibrate READ vibrate WRITE setVibrate NOTIFY
                    vibrateChanged FINAL)
-    Q_PROPERTY(om::platform::NotificationPolicy::Type led READ led WRITE setLed NOTIFY ledChanged
-                   FINAL)
+    Q_PROPERTY(
+        om::platform::NotificationPolicy::Type led READ led WRITE setLed NOTIFY ledChanged FINAL)
     Q_PROPERTY(om::platform::NotificationPolicy::Type preview READ preview WRITE setPreview NOTIFY
                    previewChanged FINAL)
     Q_PROPERTY(int volume READ volume WRITE setVolume NOTIFY volumeChanged FINAL)
-    Q_PROPERTY(om::platform::NotificationMode::Type mode READ mode WRITE setMode NOTIFY modeChanged
-                   FINAL)
+    Q_PROPERTY(
+        om::platform::NotificationMode::Type mode READ mode WRITE setMode NOTIFY modeChanged FINAL)
 
 public:
     /** Subscribes to the service's updates and reads the settings; blocks

@@ -131,6 +131,7 @@ struct Broker::Impl
     std::map<QString, Object *> objects;
     std::vector<Connection *> doomed;
     std::thread thread;
+    std::vector<char> buffer = std::vector<char>(size_t(om::bus::MaxDatagram) + 1);
 
     ~Impl() { teardown(); }
 
@@ -311,9 +312,8 @@ struct Broker::Impl
 
     void receive(Connection *c)
     {
-        QByteArray buf(om::bus::MaxDatagram + 1, Qt::Uninitialized);
         for (;;) {
-            iovec iov{buf.data(), size_t(buf.size())};
+            iovec iov{buffer.data(), buffer.size()};
             msghdr msg;
             std::memset(&msg, 0, sizeof msg);
             msg.msg_iov = &iov;
@@ -333,7 +333,7 @@ struct Broker::Impl
             // Over-long messages are dropped; a client of ours never sends one.
             if ((msg.msg_flags & MSG_TRUNC) || n > om::bus::MaxMessage)
                 continue;
-            const QByteArray data(buf.constData(), int(n));
+            const QByteArray data(buffer.data(), int(n));
             if (!c->open) {
                 handshake(c, data);
                 return;

@@ -62,11 +62,16 @@ public:
     {
         if (!m_server)
             return false;
+        bool written;
         if (!a.raw.isEmpty())
-            return m_server->replyRaw(clientId, a.raw);
-        if (!a.objectName.isEmpty())
-            return m_server->replyAs(clientId, a.objectName, a.attributes);
-        return m_server->reply(clientId, a.attributes);
+            written = m_server->replyRaw(clientId, a.raw);
+        else if (!a.objectName.isEmpty())
+            written = m_server->replyAs(clientId, a.objectName, a.attributes);
+        else
+            written = m_server->reply(clientId, a.attributes);
+        if (written)
+            m_owner->answerSent();
+        return written;
     }
 
     bool broadcast(const QVariantMap &attributes) { return m_server && m_server->broadcast(attributes); }
@@ -243,6 +248,23 @@ int FakeServer::closedCount() const
 bool FakeServer::waitForClosed(int count, int timeoutMs) const
 {
     return QTest::qWaitFor([&]() { return closedCount() >= count; }, timeoutMs);
+}
+
+int FakeServer::sentCount() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_sent;
+}
+
+bool FakeServer::waitForSent(int count, int timeoutMs) const
+{
+    return QTest::qWaitFor([&]() { return sentCount() >= count; }, timeoutMs);
+}
+
+void FakeServer::answerSent()
+{
+    QMutexLocker lock(&m_mutex);
+    ++m_sent;
 }
 
 QList<Answer> FakeServer::answersFor(const Received &message) const

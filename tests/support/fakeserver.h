@@ -94,6 +94,9 @@ public:
     int openedCount() const;
     int closedCount() const;
     bool waitForClosed(int count, int timeoutMs = 5000) const;
+    /** How many answers the server has written, by script or by hand. */
+    int sentCount() const;
+    bool waitForSent(int count, int timeoutMs = 5000) const;
 
 private:
     friend class FakeServerWorker;
@@ -102,6 +105,7 @@ private:
     void record(const Received &message);
     void clientOpened(int clientId);
     void clientClosed(int clientId);
+    void answerSent();
 
     QString m_path;
     int m_mode;
@@ -115,6 +119,7 @@ private:
     QList<int> m_clients;
     int m_opened = 0;
     int m_closed = 0;
+    int m_sent = 0;
 };
 
 } // namespace omtest

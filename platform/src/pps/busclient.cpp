@@ -24,6 +24,18 @@ QString rootDirectory()
     return QStringLiteral("/tmp/om-pps-%1").arg(::getuid());
 }
 
+ssize_t receive(int fd, int flags, QByteArray *data)
+{
+    thread_local char buffer[MaxDatagram];
+    ssize_t n;
+    do {
+        n = ::recv(fd, buffer, sizeof buffer, flags);
+    } while (n < 0 && errno == EINTR);
+    if (n > 0)
+        *data = QByteArray(buffer, int(n));
+    return n;
+}
+
 bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdOut, bool keepOpen)
 {
     const QByteArray socketPath =
@@ -59,16 +71,13 @@ bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdO
         ::close(fd);
         return false;
     }
-    QByteArray buf(MaxDatagram, Qt::Uninitialized);
-    do {
-        n = ::recv(fd, buf.data(), size_t(buf.size()), 0);
-    } while (n < 0 && errno == EINTR);
+    QByteArray buf;
+    n = receive(fd, 0, &buf);
     if (n <= 0) {
         *error = n == 0 ? ECONNRESET : errno;
         ::close(fd);
         return false;
     }
-    buf.truncate(int(n));
     const int nl = buf.indexOf('\n');
     bool numberOk = false;
     const int code = (nl < 0 ? buf : buf.left(nl)).toInt(&numberOk);

@@ -16,6 +16,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <sys/types.h>
+
 namespace om {
 namespace bus {
 
@@ -31,6 +33,12 @@ inline const char *socketName() { return ".bus"; }
 inline const char *lockName() { return ".lock"; }
 
 QString rootDirectory();
+
+// Receives one datagram into a buffer that is reused for every receive of
+// this thread, and returns a copy of just what arrived. A fresh buffer of
+// MaxDatagram bytes for every message costs more than the message itself.
+// Returns the byte count, 0 at the end of the connection, -1 with errno.
+ssize_t receive(int fd, int flags, QByteArray *data);
 
 // Splits "/pps/a/b?wait,server" into the object path and its option text.
 inline void splitPath(const QString &full, QString *object, QString *options)

@@ -16,11 +16,48 @@ namespace {
 
 // ---------------------------------------------------------------- writing
 
-bool needsCEscapes(const QByteArray &utf8)
+// Appends @p s as UTF-8 straight from its UTF-16, without a temporary.
+void appendUtf8(QByteArray &out, const QString &s)
 {
-    for (const char c : utf8) {
-        const unsigned char u = static_cast<unsigned char>(c);
-        if (u < 0x20 || u == 0x7f || c == '\\')
+    const int length = s.size();
+    const int old = out.size();
+    out.resize(old + length * 3);
+    char *dst = out.data() + old;
+    const ushort *src = s.utf16();
+    for (int i = 0; i < length; ++i) {
+        uint c = src[i];
+        if (c < 0x80) {
+            *dst++ = char(c);
+            continue;
+        }
+        if (c < 0x800) {
+            *dst++ = char(0xc0 | (c >> 6));
+            *dst++ = char(0x80 | (c & 0x3f));
+            continue;
+        }
+        if (c >= 0xd800 && c < 0xdc00 && i + 1 < length && src[i + 1] >= 0xdc00 && src[i + 1] < 0xe000) {
+            c = 0x10000 + ((c - 0xd800) << 10) + (src[++i] - 0xdc00);
+            *dst++ = char(0xf0 | (c >> 18));
+            *dst++ = char(0x80 | ((c >> 12) & 0x3f));
+            *dst++ = char(0x80 | ((c >> 6) & 0x3f));
+            *dst++ = char(0x80 | (c & 0x3f));
+            continue;
+        }
+        if (c >= 0xd800 && c < 0xe000)
+            c = 0xfffd; // a lone surrogate
+        *dst++ = char(0xe0 | (c >> 12));
+        *dst++ = char(0x80 | ((c >> 6) & 0x3f));
+        *dst++ = char(0x80 | (c & 0x3f));
+    }
+    out.resize(int(dst - out.constData()));
+}
+
+template<typename Char>
+bool needsCEscapes(const Char *p, int length)
+{
+    for (int i = 0; i < length; ++i) {
+        const uint u = uint(p[i]) & (sizeof(Char) == 1 ? 0xffu : 0xffffu);
+        if (u < 0x20 || u == 0x7f || u == '\\')
             return true;
     }
     return false;
@@ -96,6 +133,22 @@ void appendJsonString(QByteArray &out, const QByteArray &utf8)
     out += '"';
 }
 
+// The same for a QString, which needs no escapes in the usual case.
+void appendJsonString(QByteArray &out, const QString &s)
+{
+    const ushort *p = s.utf16();
+    const int length = s.size();
+    for (int i = 0; i < length; ++i) {
+        if (p[i] < 0x20 || p[i] == '"' || p[i] == '\\') {
+            appendJsonString(out, s.toUtf8());
+            return;
+        }
+    }
+    out += '"';
+    appendUtf8(out, s);
+    out += '"';
+}
+
 // Text of a scalar that goes out as a string, or false if the value has no
 // text form at all.
 bool scalarText(const QVariant &value, QByteArray *utf8)
@@ -162,7 +215,7 @@ bool appendAttribute(QByteArray &out, const QString &name, const QVariant &value
 {
     if (!isAttributeName(name))
         return false;
-    out += name.toUtf8();
+    appendUtf8(out, name);
     const int type = value.userType();
     if (type == QMetaType::Bool) {
         out += value.toBool() ? ":b:true\n" : ":b:false\n";
@@ -189,10 +242,19 @@ bool appendAttribute(QByteArray &out, const QString &name, const QVariant &value
         out += '\n';
         return true;
     }
+    if (type == QMetaType::QString) {
+        const QString text = value.toString();
+        if (!needsCEscapes(text.utf16(), text.size())) {
+            out += "::";
+            appendUtf8(out, text);
+            out += '\n';
+            return true;
+        }
+    }
     QByteArray text;
     if (!scalarText(value, &text))
         return false;
-    if (needsCEscapes(text)) {
+    if (needsCEscapes(text.constData(), text.size())) {
         out += ":c:";
         appendCEscaped(out, text);
     } else {
@@ -283,7 +345,7 @@ struct JsonParser
         while (p != end) {
             const char c = *p++;
             if (c == '"') {
-                *s = QString::fromUtf8(buf);
+                *s = QString::fromUtf8(buf.constData(), buf.size());
                 return true;
             }
             if (static_cast<unsigned char>(c) < 0x20)
@@ -436,7 +498,8 @@ struct JsonParser
                 QVariant item;
                 if (!parseValue(&item, depth + 1))
                     return false;
-                map.insert(key, item);
+                // Keys usually come sorted, as the encoder writes them.
+                map.insert(map.cend(), key, item);
                 skipSpace();
                 if (p == end)
                     return false;
@@ -559,7 +622,7 @@ bool parseCEscaped(const char *p, const char *end, QString *out)
             return false;
         }
     }
-    *out = QString::fromUtf8(buf);
+    *out = QString::fromUtf8(buf.constData(), buf.size());
     return true;
 }
 
@@ -680,7 +743,7 @@ bool appendJson(QByteArray &out, const QVariant &value, int depth)
             if (!first)
                 out += ',';
             first = false;
-            appendJsonString(out, it.key().toUtf8());
+            appendJsonString(out, it.key());
             out += ':';
             if (!appendJson(out, it.value(), depth + 1))
                 return false;
@@ -715,6 +778,10 @@ bool appendJson(QByteArray &out, const QVariant &value, int depth)
     }
     if (isIntegerType(type)) {
         appendInteger(out, value);
+        return true;
+    }
+    if (type == QMetaType::QString) {
+        appendJsonString(out, value.toString());
         return true;
     }
     QByteArray text;
@@ -753,7 +820,7 @@ QByteArray encode(const QVariantMap &map, bool *ok)
             good = false;
             break;
         }
-        out += key.toUtf8();
+        appendUtf8(out, key);
         out += '\n';
         const QVariantMap attributes = it.value().toMap();
         for (auto a = attributes.cbegin(); a != attributes.cend() && good; ++a)
@@ -824,9 +891,9 @@ QVariantMap decode(const QByteArray &data, bool *ok)
         }
         const QString name = QString::fromUtf8(line, int(colon1 - line));
         if (inObject)
-            current.insert(name, value);
+            current.insert(current.cend(), name, value);
         else
-            top.insert(name, value);
+            top.insert(top.cend(), name, value);
     }
     if (good && inObject)
         mergeObject(top, currentName, current);

@@ -171,11 +171,8 @@ QByteArray PpsObject::read(bool *ok)
         d->error = ENOTCONN;
         return QByteArray();
     }
-    QByteArray buf(bus::MaxDatagram, Qt::Uninitialized);
-    ssize_t n;
-    do {
-        n = ::recv(d->fd, buf.data(), size_t(buf.size()), d->blocking ? 0 : MSG_DONTWAIT);
-    } while (n < 0 && errno == EINTR);
+    QByteArray buf;
+    const ssize_t n = bus::receive(d->fd, d->blocking ? 0 : MSG_DONTWAIT, &buf);
     if (n < 0) {
         d->error = errno;
         return QByteArray();
@@ -186,7 +183,6 @@ QByteArray PpsObject::read(bool *ok)
         d->error = ENOTCONN;
         return QByteArray();
     }
-    buf.truncate(int(n));
     d->error = 0;
     *ok = true;
     return buf;

@@ -1,0 +1,291 @@
+// omdeviced and omctl's bus commands as separate processes, the way a
+// developer uses them.
+
+#include "childprocess.h"
+#include "deviceprocess.h"
+#include "fakeserver.h"
+
+#include <om/platform/ommock/notificationppschannel.h>
+#include <om/ppsobject.h>
+
+#include <QDir>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QtTest>
+
+using omtest::DeviceProcess;
+using ommock::NotificationPpsChannel;
+using om::platform::NotificationError;
+
+namespace {
+QVariantMap notify(const QString &id, bool withItem = true)
+{
+    QVariantMap dat{{QStringLiteral("title"), QStringLiteral("Hi")}};
+    if (withItem)
+        dat.insert(QStringLiteral("itemId"), id);
+    return {{QStringLiteral("msg"), QStringLiteral("notify")}, {QStringLiteral("id"), id}, {QStringLiteral("dat"), dat}};
+}
+
+QVariantMap answerOf(const QVariantMap &response)
+{
+    return response.value(QStringLiteral("@control")).toMap();
+}
+
+DeviceProcess::Result run(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    DeviceProcess::Result result;
+    if (!process.waitForFinished(15000))
+        process.kill();
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = process.readAllStandardOutput();
+    result.err = process.readAllStandardError();
+    return result;
+}
+
+// One line, no trace of a crash.
+bool oneCleanLine(const QByteArray &text)
+{
+    return text.endsWith('\n') && text.count('\n') == 1 && !text.contains("Abort")
+           && !text.contains("terminate");
+}
+} // namespace
+
+class tst_OmDeviced : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void notifyIsAnswered();
+    void secondDeviceOnTheSameRootIsRefused();
+    void terminatesCleanly_data();
+    void terminatesCleanly();
+    void bareBus();
+    void badArguments_data();
+    void badArguments();
+    void helpDocumentsEverything();
+    void omctlReadsAndWrites();
+    void omctlErrors_data();
+    void omctlErrors();
+    void omctlWithoutBroker();
+    void omctlRefusedPermission();
+};
+
+void tst_OmDeviced::notifyIsAnswered()
+{
+    DeviceProcess device;
+    QVERIFY2(device.start(), device.output().constData());
+    QVariantMap response;
+    QCOMPARE(NotificationPpsChannel::sendAndWait(notify(QStringLiteral("n1")), response, 5000), NotificationError::None);
+    QCOMPARE(answerOf(response).value(QStringLiteral("res")).toString(), QStringLiteral("notify"));
+    QCOMPARE(answerOf(response).value(QStringLiteral("id")).toString(), QStringLiteral("n1"));
+    QCOMPARE(answerOf(response).value(QStringLiteral("dat")).toMap().value(QStringLiteral("itemId")).toString(),
+             QStringLiteral("n1"));
+    QVERIFY(!answerOf(response).contains(QStringLiteral("err")));
+
+    QCOMPARE(NotificationPpsChannel::sendAndWait(notify(QStringLiteral("n2"), false), response, 5000),
+             NotificationError::None);
+    QVERIFY(answerOf(response).contains(QStringLiteral("err")));
+    QVERIFY(device.stop());
+}
+
+void tst_OmDeviced::secondDeviceOnTheSameRootIsRefused()
+{
+    DeviceProcess device;
+    QVERIFY(device.start({QStringLiteral("--services=none")}));
+    const DeviceProcess::Result second = run(DeviceProcess::omdevicedPath(), {QStringLiteral("--root=") + device.root()});
+    QCOMPARE(second.exitCode, 1);
+    QCOMPARE(second.err, QByteArray("omdeviced: another bus broker already serves ") + device.root().toUtf8() + '\n');
+    // The first one is untouched.
+    QCOMPARE(QDir(device.root()).entryList(QDir::System | QDir::Hidden | QDir::AllEntries | QDir::NoDotAndDotDot),
+             (QStringList{QStringLiteral(".bus"), QStringLiteral(".lock")}));
+    QVERIFY(device.stop());
+}
+
+void tst_OmDeviced::terminatesCleanly_data()
+{
+    QTest::addColumn<QString>("services");
+    QTest::newRow("all") << QStringLiteral("--services=all");
+    QTest::newRow("none") << QStringLiteral("--services=none");
+}
+
+void tst_OmDeviced::terminatesCleanly()
+{
+    QFETCH(QString, services);
+    DeviceProcess device;
+    QVERIFY(device.start({services}));
+    om::PpsObject client(QStringLiteral("/pps/services/notify/control"));
+    const bool clientOpen = client.open(om::PpsOpenMode::PublishSubscribe);
+    QCOMPARE(clientOpen, services.endsWith(QLatin1String("all")));
+    QVERIFY(device.stop());
+    // Socket and mirrors are gone; only the lock file stays.
+    QCOMPARE(QDir(device.root()).entryList(QDir::System | QDir::Hidden | QDir::AllEntries | QDir::NoDotAndDotDot),
+             QStringList{QStringLiteral(".lock")});
+    // A client that was open hears the end at once instead of hanging.
+    if (clientOpen) {
+        client.setBlocking(true);
+        bool ok = true;
+        client.read(&ok);
+        QVERIFY(!ok);
+    }
+}
+
+void tst_OmDeviced::bareBus()
+{
+    DeviceProcess device;
+    QVERIFY(device.start({QStringLiteral("--services=none")}));
+    QVariantMap response;
+    QCOMPARE(NotificationPpsChannel::sendAndWait(notify(QStringLiteral("x")), response, 0),
+             NotificationError::ServiceUnavailable);
+    // On the bare bus a test serves the object itself.
+    omtest::FakeServer own(QStringLiteral("/pps/services/notify/control"));
+    own.answerOk(QStringLiteral("notify"), QVariantMap{{QStringLiteral("mine"), true}});
+    QVERIFY(own.start());
+    QCOMPARE(NotificationPpsChannel::sendAndWait(notify(QStringLiteral("x")), response, 5000), NotificationError::None);
+    QCOMPARE(answerOf(response).value(QStringLiteral("dat")).toMap().value(QStringLiteral("mine")), QVariant(true));
+    QVERIFY(device.stop());
+}
+
+void tst_OmDeviced::badArguments_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("message");
+    QTest::newRow("unknown option") << QStringList{QStringLiteral("--bogus")}
+                                    << QByteArray("omdeviced: unknown argument '--bogus'; see --help\n");
+    QTest::newRow("unknown service") << QStringList{QStringLiteral("--services=notifications,nosuch")}
+                                     << QByteArray("omdeviced: unknown service 'nosuch'; --list-services names them\n");
+    QTest::newRow("set without value") << QStringList{QStringLiteral("--set")}
+                                       << QByteArray("omdeviced: --set needs KEY=VALUE; see --help\n");
+    QTest::newRow("set without equals") << QStringList{QStringLiteral("--set=flag")}
+                                        << QByteArray("omdeviced: --set needs KEY=VALUE, not 'flag'\n");
+}
+
+void tst_OmDeviced::badArguments()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, message);
+    DeviceProcess device; // only for a private root
+    const DeviceProcess::Result result = run(DeviceProcess::omdevicedPath(), arguments);
+    QCOMPARE(result.exitCode, 2);
+    QCOMPARE(result.err, message);
+    QVERIFY(oneCleanLine(result.err));
+}
+
+void tst_OmDeviced::helpDocumentsEverything()
+{
+    const DeviceProcess::Result device = run(DeviceProcess::omdevicedPath(), {QStringLiteral("--help")});
+    QCOMPARE(device.exitCode, 0);
+    for (const char *option : {"--services=LIST", "'none'", "--root=DIR", "--data=DIR", "--set KEY=VALUE",
+                               "--list-services", "notifications"})
+        QVERIFY2(device.out.contains(option), option);
+
+    const DeviceProcess::Result omctl = DeviceProcess::omctl({QStringLiteral("--help")});
+    QCOMPARE(omctl.exitCode, 0);
+    for (const char *command : {"ls [path]", "cat <object>", "watch <object>", "write <object>"})
+        QVERIFY2(omctl.out.contains(command), command);
+    const DeviceProcess::Result writeHelp = DeviceProcess::omctl({QStringLiteral("help"), QStringLiteral("write")});
+    QCOMPARE(writeHelp.exitCode, 0);
+    QVERIFY(writeHelp.out.contains("Encodings:"));
+}
+
+void tst_OmDeviced::omctlReadsAndWrites()
+{
+    DeviceProcess device;
+    QVERIFY(device.start({QStringLiteral("--services=none")}));
+    const QString object = QStringLiteral("/pps/test/state");
+    QCOMPARE(DeviceProcess::omctl({QStringLiteral("write"), object, QStringLiteral("--create"), QStringLiteral("a::one"),
+                                   QStringLiteral("n:n:2"), QStringLiteral("text:c:two\\nlines")})
+                 .exitCode,
+             0);
+    DeviceProcess::Result cat = DeviceProcess::omctl({QStringLiteral("cat"), object});
+    QCOMPARE(cat.exitCode, 0);
+    QCOMPARE(om::PpsObject::decode(cat.out),
+             (QVariantMap{{QStringLiteral("@state"), QVariantMap{{QStringLiteral("a"), QStringLiteral("one")},
+                                                                  {QStringLiteral("n"), 2},
+                                                                  {QStringLiteral("text"), QStringLiteral("two\nlines")}}}}));
+    QCOMPARE(DeviceProcess::omctl({QStringLiteral("ls"), QStringLiteral("/pps/test")}).out, QByteArray("state\n"));
+
+    // watch prints the content, then the update.
+    QProcess watch;
+    watch.start(DeviceProcess::omctlPath(), {QStringLiteral("watch"), object, QStringLiteral("--count"), QStringLiteral("2")});
+    QVERIFY(watch.waitForReadyRead(5000));
+    QCOMPARE(DeviceProcess::omctl({QStringLiteral("write"), object, QStringLiteral("-a")}).exitCode, 0);
+    QVERIFY(watch.waitForFinished(5000));
+    QCOMPARE(watch.exitCode(), 0);
+    const QByteArray output = watch.readAllStandardOutput();
+    QCOMPARE(output.count("@state\n"), 2);
+    QVERIFY(output.endsWith("@state\nn:n:2\ntext:c:two\\nlines\n"));
+    QVERIFY(device.stop());
+}
+
+void tst_OmDeviced::omctlErrors_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("message");
+    QTest::newRow("cat unknown") << QStringList{QStringLiteral("cat"), QStringLiteral("/pps/nope")} << 1
+                                 << QByteArray("omctl: /pps/nope: no such object\n");
+    QTest::newRow("watch unknown") << QStringList{QStringLiteral("watch"), QStringLiteral("/pps/nope")} << 1
+                                   << QByteArray("omctl: /pps/nope: no such object\n");
+    QTest::newRow("write unknown") << QStringList{QStringLiteral("write"), QStringLiteral("/pps/nope"), QStringLiteral("a::1")}
+                                   << 1 << QByteArray("omctl: /pps/nope: no such object\n");
+    QTest::newRow("ls unknown") << QStringList{QStringLiteral("ls"), QStringLiteral("/pps/nope")} << 1
+                                << QByteArray("omctl: /pps/nope: no such object\n");
+    QTest::newRow("bad path") << QStringList{QStringLiteral("cat"), QStringLiteral("relative/path")} << 1
+                              << QByteArray("omctl: relative/path: invalid object path or option\n");
+    QTest::newRow("bad attribute") << QStringList{QStringLiteral("write"), QStringLiteral("/pps/x"), QStringLiteral("oops")}
+                                   << 2
+                                   << QByteArray("omctl: 'oops' is not an attribute (name:encoding:value) or a removal (-name) (see 'omctl --help')\n");
+    QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")} << 2
+                                     << QByteArray("omctl: unknown command 'frobnicate' (see 'omctl --help')\n");
+    QTest::newRow("no command") << QStringList() << 2 << QByteArray("omctl: no command given (see 'omctl --help')\n");
+}
+
+void tst_OmDeviced::omctlErrors()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QByteArray, message);
+    DeviceProcess device;
+    QVERIFY(device.start({QStringLiteral("--services=none")}));
+    const DeviceProcess::Result result = DeviceProcess::omctl(arguments);
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(result.err, message);
+    QVERIFY(oneCleanLine(result.err));
+}
+
+void tst_OmDeviced::omctlWithoutBroker()
+{
+    DeviceProcess device; // a root with no device running
+    for (const QString &command : {QStringLiteral("cat"), QStringLiteral("watch"), QStringLiteral("ls")}) {
+        const DeviceProcess::Result result = DeviceProcess::omctl({command, QStringLiteral("/pps/services")});
+        QCOMPARE(result.exitCode, 1);
+        QCOMPARE(result.err, "omctl: /pps/services: no bus broker is running at " + device.root().toUtf8()
+                                 + " (start omdeviced)\n");
+    }
+}
+
+void tst_OmDeviced::omctlRefusedPermission()
+{
+    if (!omtest::canDropPrivileges())
+        QSKIP("needs root to run omctl as another user");
+    const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
+    if (setpriv.isEmpty())
+        QSKIP("setpriv is not installed");
+    DeviceProcess device;
+    QVERIFY(device.start({QStringLiteral("--services=none")}));
+    omtest::FakeServer restricted(QStringLiteral("/pps/services/private/control"), 0600);
+    QVERIFY(restricted.start());
+    const DeviceProcess::Result result =
+        run(setpriv, {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"), QStringLiteral("--clear-groups"),
+                      DeviceProcess::omctlPath(), QStringLiteral("write"), QStringLiteral("/pps/services/private/control"),
+                      QStringLiteral("msg::hello")});
+    QCOMPARE(result.exitCode, 1);
+    QCOMPARE(result.err, QByteArray("omctl: /pps/services/private/control: permission denied\n"));
+    QCOMPARE(restricted.received().size(), 0);
+    QVERIFY(device.stop());
+}
+
+QTEST_GUILESS_MAIN(tst_OmDeviced)
+#include "tst_omdeviced.moc"

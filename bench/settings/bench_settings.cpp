@@ -1,89 +1,88 @@
-// Time of the settings classes' exchanges with a real omdeviced: reading at
-// construction, a setter's answer, a setter's change coming back as a
-// signal, and registering defaults.
+// The notification settings' exchanges with a real omdeviced, against the
+// floor of one request and answer on a raw socket:
+//   (a) constructing NotificationGlobalSettings: subscribe, query, read;
+//   (b) constructing NotificationApplicationSettings;
+//   (c) a global setter, until the device's answer (the device saves the
+//       change before it answers);
+//   (d) a global setter, until the change is back as a signal;
+//   (e) NotificationDefaultApplicationSettings::apply().
+// Usage: bench_settings [iterations]
 
 #include <om/platform/notificationapplicationsettings.h>
 #include <om/platform/notificationdefaultapplicationsettings.h>
 #include <om/platform/notificationglobalsettings.h>
 
+#include "benchcommon.h"
 #include "deviceprocess.h"
 
-#include <QtTest>
+#include <QCoreApplication>
+#include <QEventLoop>
 
-#include <memory>
+#include <cstdio>
 
 using namespace om::platform;
 
-class bench_Settings : public QObject
+int main(int argc, char *argv[])
 {
-    Q_OBJECT
+    QCoreApplication app(argc, argv);
+    const int iterations = argc > 1 ? qMax(1, QByteArray(argv[1]).toInt()) : 300;
+    qputenv("OM_PACKAGE_NAME", "com.example.bench");
 
-private Q_SLOTS:
-    void initTestCase()
-    {
-        qputenv("OM_PACKAGE_NAME", "com.example.bench");
-        m_device.reset(new omtest::DeviceProcess);
-        QVERIFY(m_device->start());
+    // The floor first, before the device's process exists.
+    const ombench::Stats floor = ombench::rawSocketFloor(120, 300, iterations);
+    omtest::DeviceProcess device;
+    if (!device.start()) {
+        std::fprintf(stderr, "bench_settings: omdeviced did not start\n");
+        return 1;
     }
-    void cleanupTestCase() { m_device.reset(); }
+    const QString ref = QStringLiteral("floor");
+    ombench::report(QStringLiteral("raw socket round trip (floor)"), floor);
 
-    void constructGlobal()
-    {
-        QBENCHMARK
-        {
-            NotificationGlobalSettings settings;
-            QVERIFY(settings.volume() >= 0);
-        }
-    }
+    ombench::report(QStringLiteral("NotificationGlobalSettings()"),
+                    ombench::measure([]() { NotificationGlobalSettings settings; }, iterations),
+                    &floor, ref);
+    ombench::report(
+        QStringLiteral("NotificationApplicationSettings()"),
+        ombench::measure([]() { NotificationApplicationSettings settings; }, iterations), &floor,
+        ref);
 
-    void constructApplication()
-    {
-        QBENCHMARK
-        {
-            NotificationApplicationSettings settings;
-            QVERIFY(settings.vibrateCount() >= 1);
-        }
-    }
+    NotificationGlobalSettings settings;
+    int volume = 10;
+    ombench::report(QStringLiteral("setVolume(), to the answer"),
+                    ombench::measure(
+                        [&]() {
+                            volume = volume == 10 ? 11 : 10;
+                            settings.setVolume(volume);
+                        },
+                        iterations),
+                    &floor, ref);
 
-    void setterAnswer()
-    {
-        NotificationGlobalSettings settings;
-        int volume = 0;
-        QBENCHMARK
-        {
-            volume = volume == 10 ? 11 : 10;
-            QCOMPARE(int(settings.setVolume(volume)), int(NotificationSettingsError::None));
-        }
-    }
+    QEventLoop loop;
+    QObject::connect(&settings, &NotificationGlobalSettings::volumeChanged, &loop, [&](int value) {
+        if (value == volume)
+            loop.quit();
+    });
+    ombench::report(QStringLiteral("setVolume(), to volumeChanged"),
+                    ombench::measure(
+                        [&]() {
+                            volume = volume == 20 ? 21 : 20;
+                            settings.setVolume(volume);
+                            loop.exec();
+                        },
+                        iterations),
+                    &floor, ref);
 
-    void setterToSignal()
-    {
-        NotificationGlobalSettings settings;
-        QSignalSpy spy(&settings, &NotificationGlobalSettings::volumeChanged);
-        int volume = settings.volume();
-        QBENCHMARK
-        {
-            volume = volume == 20 ? 21 : 20;
-            QCOMPARE(int(settings.setVolume(volume)), int(NotificationSettingsError::None));
-            QVERIFY(spy.wait());
-            QCOMPARE(settings.volume(), volume);
-        }
-    }
-
-    void registerDefaults()
-    {
-        NotificationDefaultApplicationSettings defaults;
-        defaults.setSound(NotificationPolicy::Deny);
-        defaults.setVibrateCount(3);
-        QBENCHMARK
-        {
-            QCOMPARE(int(defaults.apply()), int(NotificationSettingsError::None));
-        }
-    }
-
-private:
-    std::unique_ptr<omtest::DeviceProcess> m_device;
-};
-
-QTEST_GUILESS_MAIN(bench_Settings)
-#include "bench_settings.moc"
+    NotificationDefaultApplicationSettings defaults;
+    defaults.setSound(NotificationPolicy::Deny);
+    int count = 1;
+    ombench::report(QStringLiteral("NotificationDefaultApplicationSettings::apply()"),
+                    ombench::measure(
+                        [&]() {
+                            count = count == 2 ? 3 : 2;
+                            defaults.setVibrateCount(count);
+                            defaults.apply();
+                        },
+                        iterations),
+                    &floor, ref);
+    return 0;
+}

@@ -84,6 +84,8 @@ void NotifyService::fail(int clientId, const QVariantMap &request, const QString
 }
 
 OM_DEVICE_MODULE(NotifyService, "notifications",
-                 "notification service: inbox, dialogs and notification settings", "");
+                 "notification service: inbox, dialogs and notification settings",
+                 "settings-control-mode=0600  mode of the object for changing global settings "
+                 "(0600: the device's user only)");
 
 } // namespace omdevice

@@ -1,0 +1,145 @@
+// The notification settings, as the user of the device sees and changes
+// them: omctl settings [global <key> <value> | app <package> <key> <value>].
+
+#include "command.h"
+#include "omctlclient.h"
+
+#include <QDir>
+#include <QUrl>
+
+namespace omctl {
+namespace {
+
+const QString SettingsPath = QStringLiteral("/pps/simulator/notification-settings");
+
+const QStringList GlobalKeys = {QStringLiteral("sound"),  QStringLiteral("vibrate"),
+                                QStringLiteral("led"),    QStringLiteral("preview"),
+                                QStringLiteral("volume"), QStringLiteral("mode")};
+const QStringList ApplicationKeys = {QStringLiteral("alerts"),  QStringLiteral("sound"),
+                                     QStringLiteral("vibrate"), QStringLiteral("led"),
+                                     QStringLiteral("preview"), QStringLiteral("vib_count"),
+                                     QStringLiteral("tone")};
+
+bool ask(const QString &msg, const QVariantMap &dat, QVariantMap *result, int *exitCode)
+{
+    QVariantMap answer;
+    QString error;
+    if (!request(SettingsPath, msg, dat, &answer, &error)) {
+        *exitCode = fail(SettingsPath, error);
+        return false;
+    }
+    if (answer.contains(QStringLiteral("err"))) {
+        *exitCode =
+            fail(QStringLiteral("settings"), answer.value(QStringLiteral("err")).toString());
+        return false;
+    }
+    *result = answer.value(QStringLiteral("dat")).toMap();
+    return true;
+}
+
+// One block: a heading, then "  key  value  [source]" lines in a fixed order.
+void printBlock(const QString &heading, const QStringList &keys, const QVariantMap &settings,
+                const QVariantMap &sources)
+{
+    out(heading);
+    int width = 0;
+    for (const QString &key : keys)
+        width = qMax(width, settings.value(key).toString().size());
+    for (const QString &key : keys) {
+        QString line = QStringLiteral("  ") + key.leftJustified(11) +
+                       settings.value(key).toString().leftJustified(width);
+        if (sources.contains(key))
+            line += QStringLiteral("  ") + sources.value(key).toString();
+        while (line.endsWith(QLatin1Char(' ')))
+            line.chop(1);
+        out(line);
+    }
+}
+
+int show()
+{
+    QVariantMap dat;
+    int code = Success;
+    if (!ask(QStringLiteral("list"), QVariantMap(), &dat, &code))
+        return code;
+    printBlock(QStringLiteral("global"), GlobalKeys, dat.value(QStringLiteral("global")).toMap(),
+               QVariantMap());
+    const QVariantMap applications = dat.value(QStringLiteral("applications")).toMap();
+    for (auto it = applications.cbegin(); it != applications.cend(); ++it) {
+        const QVariantMap app = it.value().toMap();
+        out(QString());
+        printBlock(QStringLiteral("app ") + it.key(), ApplicationKeys,
+                   app.value(QStringLiteral("settings")).toMap(),
+                   app.value(QStringLiteral("sources")).toMap());
+    }
+    return Success;
+}
+
+// A tone may be given as a path; the service keeps file URLs.
+QString toneValue(const QString &value)
+{
+    if (value.startsWith(QLatin1String("file:")))
+        return value;
+    return QString::fromUtf8(
+        QUrl::fromLocalFile(QDir::current().absoluteFilePath(value)).toEncoded());
+}
+
+int change(const QString &msg, const QString &scope, QVariantMap dat)
+{
+    const QString key = dat.value(QStringLiteral("key")).toString();
+    if (key == QLatin1String("tone"))
+        dat.insert(QStringLiteral("value"),
+                   toneValue(dat.value(QStringLiteral("value")).toString()));
+    QVariantMap settings;
+    int code = Success;
+    if (!ask(msg, dat, &settings, &code))
+        return code;
+    out(QStringLiteral("%1 %2 %3").arg(scope, key, settings.value(key).toString()));
+    return Success;
+}
+
+int settings(const QStringList &args)
+{
+    if (args.isEmpty())
+        return show();
+    const QString scope = args.first();
+    if (scope == QLatin1String("global")) {
+        if (args.size() != 3)
+            return usage(QStringLiteral("settings global takes a key and a value"));
+        return change(QStringLiteral("setGlobal"), scope,
+                      {{QStringLiteral("key"), args.at(1)}, {QStringLiteral("value"), args.at(2)}});
+    }
+    if (scope == QLatin1String("app")) {
+        if (args.size() != 4)
+            return usage(QStringLiteral("settings app takes a package, a key and a value"));
+        if (args.at(1).isEmpty())
+            return usage(QStringLiteral("settings app needs a package name"));
+        return change(QStringLiteral("setApplication"), QStringLiteral("app ") + args.at(1),
+                      {{QStringLiteral("name"), args.at(1)},
+                       {QStringLiteral("key"), args.at(2)},
+                       {QStringLiteral("value"), args.at(3)}});
+    }
+    return usage(QStringLiteral("settings: unknown scope '%1' (global or app)").arg(scope));
+}
+
+} // namespace
+
+OMCTL_COMMAND(
+    {QStringLiteral("settings"),
+     QStringLiteral("[global <key> <value> | app <package> <key> <value>]"),
+     QStringLiteral("Show or change the notification settings, as the user."),
+     QStringLiteral("Without arguments, prints the global settings and those of every\n"
+                    "application the device knows, with where each application setting\n"
+                    "comes from: factory, registered (the application's default) or user.\n"
+                    "\n"
+                    "Global keys: sound, vibrate, led, preview (on|off), volume (0-100),\n"
+                    "  mode (silent|vibrate|normal|phoneonly|alertsoff).\n"
+                    "Application keys: alerts, sound, vibrate, led (on|off),\n"
+                    "  preview (on|off|disabled|priority), vib_count (1-5), tone (a file\n"
+                    "  URL or a path).\n"
+                    "\n"
+                    "A change is the user's choice: it overrides the application's default\n"
+                    "and reaches every application that follows those settings."),
+     settings});
+
+} // namespace omctl

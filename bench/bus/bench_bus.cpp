@@ -32,6 +32,8 @@
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <functional>
+#include <memory>
 #include <cstdio>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,58 +44,56 @@ const char *const DBusService = "org.omplatform.Bench";
 const char *const DBusPath = "/bench";
 const char *const DBusInterface = "org.omplatform.Bench";
 
-// Waits for a child to say it is ready by writing one byte.
-bool awaitReady(int fd)
+// Forks a child that sets itself up with @p setUp (false: it failed) and then
+// serves with @p serve; returns its pid once it is ready, or -1.
+pid_t forkServer(const std::function<bool()> &setUp, const std::function<void()> &serve)
 {
+    int ready[2];
+    if (::pipe(ready) != 0)
+        return -1;
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::close(ready[0]);
+        if (!setUp())
+            ::_exit(1);
+        (void)!::write(ready[1], "r", 1);
+        ::close(ready[1]);
+        serve();
+        ::_exit(0);
+    }
+    ::close(ready[1]);
     char c;
-    const bool ok = ::read(fd, &c, 1) == 1;
-    ::close(fd);
-    return ok;
+    const bool up = ::read(ready[0], &c, 1) == 1;
+    ::close(ready[0]);
+    return up ? pid : -1;
 }
 
 pid_t forkBroker(const QString &root)
 {
-    int ready[2];
-    if (::pipe(ready) != 0)
-        return -1;
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(ready[0]);
-        omdevice::Broker broker(root);
-        if (!broker.listen(nullptr))
-            ::_exit(1);
-        (void)!::write(ready[1], "r", 1);
-        ::close(ready[1]);
-        broker.run();
-        ::_exit(0);
-    }
-    ::close(ready[1]);
-    return awaitReady(ready[0]) ? pid : -1;
+    std::unique_ptr<omdevice::Broker> broker;
+    return forkServer(
+        [&]() {
+            broker.reset(new omdevice::Broker(root));
+            return broker->listen(nullptr);
+        },
+        [&]() { broker->run(); });
 }
 
 pid_t forkNotifyServer(int argc, char **argv)
 {
-    int ready[2];
-    if (::pipe(ready) != 0)
-        return -1;
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(ready[0]);
-        QCoreApplication app(argc, argv);
-        omdevice::ControlServer server(QStringLiteral("/pps/services/notify/control"));
-        QObject::connect(&server, &omdevice::ControlServer::message,
-                         [&](int client, const QVariantMap &request) {
-                             server.reply(client, ombench::typicalAnswer(request));
-                         });
-        if (!server.open(nullptr))
-            ::_exit(1);
-        (void)!::write(ready[1], "r", 1);
-        ::close(ready[1]);
-        app.exec();
-        ::_exit(0);
-    }
-    ::close(ready[1]);
-    return awaitReady(ready[0]) ? pid : -1;
+    std::unique_ptr<QCoreApplication> app;
+    std::unique_ptr<omdevice::ControlServer> server;
+    return forkServer(
+        [&]() {
+            app.reset(new QCoreApplication(argc, argv));
+            server.reset(new omdevice::ControlServer(QStringLiteral("/pps/services/notify/control")));
+            QObject::connect(server.get(), &omdevice::ControlServer::message,
+                             [&](int client, const QVariantMap &request) {
+                                 server->reply(client, ombench::typicalAnswer(request));
+                             });
+            return server->open(nullptr);
+        },
+        [&]() { app->exec(); });
 }
 
 // Nested maps arrive from QtDBus as QDBusArgument; the service unpacks them
@@ -120,26 +120,18 @@ public Q_SLOTS:
 
 pid_t forkDBusService(int argc, char **argv, const QString &address)
 {
-    int ready[2];
-    if (::pipe(ready) != 0)
-        return -1;
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::close(ready[0]);
-        QCoreApplication app(argc, argv);
-        QDBusConnection connection = QDBusConnection::connectToBus(address, QStringLiteral("service"));
-        DBusBenchService service;
-        if (!connection.registerService(QString::fromLatin1(DBusService))
-            || !connection.registerObject(QString::fromLatin1(DBusPath), &service,
-                                          QDBusConnection::ExportAllSlots))
-            ::_exit(1);
-        (void)!::write(ready[1], "r", 1);
-        ::close(ready[1]);
-        app.exec();
-        ::_exit(0);
-    }
-    ::close(ready[1]);
-    return awaitReady(ready[0]) ? pid : -1;
+    std::unique_ptr<QCoreApplication> app;
+    std::unique_ptr<DBusBenchService> service;
+    return forkServer(
+        [&]() {
+            app.reset(new QCoreApplication(argc, argv));
+            QDBusConnection connection = QDBusConnection::connectToBus(address, QStringLiteral("service"));
+            service.reset(new DBusBenchService);
+            return connection.registerService(QString::fromLatin1(DBusService))
+                   && connection.registerObject(QString::fromLatin1(DBusPath), service.get(),
+                                                QDBusConnection::ExportAllSlots);
+        },
+        [&]() { app->exec(); });
 }
 
 void stopChild(pid_t pid)

@@ -1,10 +1,7 @@
 #ifndef OMTEST_FAKEOMS_H
 #define OMTEST_FAKEOMS_H
 
-// A replacement platform layer for the facade: it records what the library
-// calls and answers what the test says, for the paths that a device cannot
-// easily produce. Operations a test does not script fall through to the
-// default implementations.
+// A platform layer that records the library's calls and answers what the test says.
 
 #include <om/platform/ommock/omsapi.h>
 #include <om/platform/ommock/omscoreimpl.h>
@@ -13,8 +10,6 @@
 
 #include "ommock/omsapi_p.h"
 
-#include <QByteArray>
-#include <QString>
 #include <QStringList>
 
 #include <cerrno>
@@ -23,111 +18,80 @@
 
 namespace omtest {
 
-class FakeCore : public ommock::OmsCoreImpl
+struct FakeCore : ommock::OmsCoreImpl
 {
-public:
-    explicit FakeCore(QStringList &calls) : m_calls(calls) {}
-
-    int initialize() override
-    {
-        m_calls << QStringLiteral("initialize");
-        return initializeResult;
-    }
-    void shutdown() override { m_calls << QStringLiteral("shutdown"); }
+    explicit FakeCore(QStringList &calls) : calls(calls) {}
+    int initialize() override { return calls << "initialize", initializeResult; }
+    void shutdown() override { calls << "shutdown"; }
     void free(void *ptr) override
     {
-        m_calls
-            << QStringLiteral("free(%1)").arg(QString::fromUtf8(static_cast<const char *>(ptr)));
-        freed << ptr;
+        calls << QString("free(%1)").arg(static_cast<char *>(ptr));
         std::free(ptr);
     }
-
+    QStringList &calls;
     int initializeResult = 0;
-    QList<void *> freed;
-
-private:
-    QStringList &m_calls;
 };
 
-class FakeDeviceInfo : public ommock::OmsDeviceInfoImpl
+struct FakeDeviceInfo : ommock::OmsDeviceInfoImpl
 {
-public:
-    explicit FakeDeviceInfo(QStringList &calls) : m_calls(calls) {}
-
+    explicit FakeDeviceInfo(QStringList &calls) : calls(calls) {}
     int get_details(deviceinfo_details_t **details) override
     {
-        m_calls << QStringLiteral("get_details");
-        if (getDetailsResult != 0)
-            return getDetailsResult;
-        // Any distinct pointer does; the fake never looks inside.
-        *details = reinterpret_cast<deviceinfo_details_t *>(&m_details);
-        return 0;
+        calls << "get_details";
+        if (getDetailsResult == 0)
+            *details = mine();
+        return getDetailsResult;
     }
     void free_details(deviceinfo_details_t **details) override
     {
-        m_calls << QStringLiteral("free_details");
+        calls << "free_details";
         *details = nullptr;
     }
     const char *details_get_device_os_version(deviceinfo_details_t *details) override
     {
-        m_calls << QStringLiteral("details_get_device_os_version");
-        return details == reinterpret_cast<deviceinfo_details_t *>(&m_details) ? version.constData()
-                                                                               : nullptr;
+        calls << "details_get_device_os_version";
+        return details == mine() ? version.constData() : nullptr;
     }
-
+    deviceinfo_details_t *mine() { return reinterpret_cast<deviceinfo_details_t *>(this); }
+    QStringList &calls;
     int getDetailsResult = 0;
     QByteArray version;
-
-private:
-    QStringList &m_calls;
-    int m_details = 0;
 };
 
-class FakeNavigator : public ommock::OmsNavigatorImpl
+struct FakeNavigator : ommock::OmsNavigatorImpl
 {
-public:
-    explicit FakeNavigator(QStringList &calls) : m_calls(calls) {}
-
+    explicit FakeNavigator(QStringList &calls) : calls(calls) {}
     int request_events(int flags) override
     {
-        m_calls << QStringLiteral("request_events(%1)").arg(flags);
-        return 0;
+        return calls << QString("request_events(%1)").arg(flags), 0;
     }
     int set_wallpaper(const char *filepath) override
     {
-        m_calls << QStringLiteral("set_wallpaper(%1)").arg(QString::fromUtf8(filepath));
-        errno = error;
-        return result;
+        calls << QString("set_wallpaper(%1)").arg(filepath);
+        return errno = error, result;
     }
     int add_uri(const char *icon_path, const char *icon_label, const char *default_category,
                 const char *url, char **err) override
     {
-        m_calls << QStringLiteral("add_uri(%1|%2|%3|%4|%5)")
-                       .arg(QString::fromUtf8(icon_path), QString::fromUtf8(icon_label),
-                            QString::fromUtf8(default_category), QString::fromUtf8(url),
-                            *err ? QStringLiteral("err set") : QStringLiteral("err null"));
+        calls << "add_uri(" +
+                     QStringList({icon_path, icon_label, default_category, url,
+                                  *err ? "err set" : "err null"})
+                         .join('|') +
+                     ")";
         if (!errorText.isNull())
             *err = ::strdup(errorText.constData());
-        errno = error;
-        return result;
+        return errno = error, result;
     }
-
+    QStringList &calls;
     int result = 0;
     int error = 0;
     QByteArray errorText; // null: no text handed back
-
-private:
-    QStringList &m_calls;
 };
 
 /** Puts the fakes in place for its lifetime, whatever instance was there. */
-class FakeOms
+struct FakeOms
 {
-public:
     FakeOms()
-        : core(new FakeCore(calls)), deviceInfo(new FakeDeviceInfo(calls)),
-          navigator(new FakeNavigator(calls)),
-          api(new ommock::OmsApi(*core, *deviceInfo, *navigator))
     {
         if (ommock::omsApiInstance)
             ommock::OmsApi::unsetInstance(*ommock::omsApiInstance);
@@ -138,12 +102,11 @@ public:
         ommock::OmsApi::unsetInstance(*api);
         delete api;
     }
-
     QStringList calls;
-    FakeCore *core;
-    FakeDeviceInfo *deviceInfo;
-    FakeNavigator *navigator;
-    ommock::OmsApi *api;
+    FakeCore *core = new FakeCore(calls);
+    FakeDeviceInfo *deviceInfo = new FakeDeviceInfo(calls);
+    FakeNavigator *navigator = new FakeNavigator(calls);
+    ommock::OmsApi *api = new ommock::OmsApi(*core, *deviceInfo, *navigator);
 };
 
 } // namespace omtest

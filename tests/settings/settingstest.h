@@ -1,0 +1,121 @@
+#ifndef SETTINGSTEST_H
+#define SETTINGSTEST_H
+
+#include <om/platform/notificationapplicationsettings.h>
+#include <om/platform/notificationdefaultapplicationsettings.h>
+#include <om/platform/notificationglobalsettings.h>
+
+#include "childprocess.h"
+#include "fakeserver.h"
+#include "testbroker.h"
+#include "warningcapture.h"
+
+#include <QtTest>
+
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+namespace settingstest {
+
+// All properties on one line: a test compares the whole state at once.
+inline QString describe(const om::platform::NotificationGlobalSettings &s)
+{
+    return QString::asprintf("sound=%d vibrate=%d led=%d preview=%d volume=%d mode=%d", s.sound(),
+                             s.vibrate(), s.led(), s.preview(), s.volume(), s.mode());
+}
+
+inline QString describe(const om::platform::NotificationDefaultApplicationSettings &s)
+{
+    return QString::asprintf("sound=%d vibrate=%d led=%d preview=%d count=%d tone=%s", s.sound(),
+                             s.vibrate(), s.led(), s.preview(), s.vibrateCount(),
+                             qPrintable(s.tonePath().toString()));
+}
+
+inline QString describe(const om::platform::NotificationApplicationSettings &s)
+{
+    return QString::asprintf("alerts=%d sound=%d vibrate=%d led=%d preview=%d count=%d tone=%s",
+                             s.alertsEnabled(), s.sound(), s.vibrate(), s.led(), s.preview(),
+                             s.vibrateCount(), qPrintable(s.tonePath().toString()));
+}
+
+// Every signal of a settings object, in order, as "name:value": "sound:Deny"
+// for the typed signal of "sound", then "sound(int):2" for its int overload.
+struct SignalLog
+{
+    // A spy that also writes what it records to the common log.
+    struct Spy : QSignalSpy
+    {
+        using QSignalSpy::QSignalSpy;
+        int qt_metacall(QMetaObject::Call call, int id, void **args) override
+        {
+            const int before = count();
+            id = QSignalSpy::qt_metacall(call, id, args);
+            if (count() > before)
+                *log << name + ':' + last().value(0).toString();
+            return id;
+        }
+        QStringList *log = nullptr;
+        QString name;
+    };
+
+    explicit SignalLog(QObject *object)
+    {
+        const QMetaObject *mo = object->metaObject();
+        QList<QByteArray> seen;
+        for (int i = mo->methodOffset(); i < mo->methodCount(); ++i) {
+            const QMetaMethod signal = mo->method(i);
+            if (signal.methodType() != QMetaMethod::Signal)
+                continue;
+            spies.emplace_back(new Spy(object, signal));
+            spies.back()->log = &entries;
+            spies.back()->name =
+                signal.name().replace("Changed", seen.contains(signal.name()) ? "(int)" : "");
+            seen << signal.name();
+        }
+    }
+
+    QStringList entries;
+    std::vector<std::unique_ptr<Spy>> spies;
+};
+
+inline QVariantMap update(const QVariantMap &dat)
+{
+    return {{"msg", "settingsChanged"}, {"dat", dat}};
+}
+
+// @p map with @p key set to @p value, or taken out for an invalid value.
+inline QVariantMap with(QVariantMap map, const QString &key, const QVariant &value)
+{
+    if (value.isValid())
+        map.insert(key, value);
+    else
+        map.remove(key);
+    return map;
+}
+
+// The client that subscribed to updates on @p control.
+inline int monitorClient(const omtest::FakeServer &control)
+{
+    for (const omtest::Received &r : control.received()) {
+        if (r.msg() == "monitorSettings")
+            return r.clientId;
+    }
+    return -1;
+}
+
+// Runs @p body as uid 65534 with no rights on objects of other users; the
+// broker sees the user of the opening process, QFileInfo the real user.
+template <typename F> auto asNobody(F body)
+{
+    if (::setresuid(omtest::NobodyId, omtest::NobodyId, 0) != 0)
+        qFatal("cannot drop privileges");
+    const auto result = body();
+    if (::setresuid(0, 0, 0) != 0)
+        qFatal("cannot take privileges back");
+    return result;
+}
+
+} // namespace settingstest
+
+#endif

@@ -29,6 +29,7 @@ private Q_SLOTS:
     void changesArriveAsSignals_data();
     void changesArriveAsSignals();
     void registeredDefaultsUntilUserOverrides();
+    void settingsControlRefusesOtherUsers_data();
     void settingsControlRefusesOtherUsers();
 
 private:
@@ -111,6 +112,11 @@ void tst_SettingsEndToEnd::registeredDefaultsUntilUserOverrides()
     // The user turns the sound on: that choice outlives the next registration.
     QCOMPARE(omctl({"app", "com.example.defaults", "sound", "on"}), 0);
     QTRY_COMPARE(settings.sound(), NotificationPolicy::Allow);
+    // omctl tells where each of the application's settings comes from.
+    const QByteArray listing = omtest::DeviceProcess::omctl({"settings"}).out.simplified();
+    QVERIFY2(listing.contains("app com.example.defaults alerts on factory sound on user vibrate on "
+                              "factory led on factory preview priority registered vib_count 3 registered"),
+             listing.constData());
 
     // A new registration replaces the old: the preview goes back to the
     // factory's, the count follows, the user's sound stays.
@@ -128,13 +134,25 @@ void tst_SettingsEndToEnd::registeredDefaultsUntilUserOverrides()
     QCOMPARE(describe(NotificationApplicationSettings()), expected);
 }
 
+void tst_SettingsEndToEnd::settingsControlRefusesOtherUsers_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("result");
+    QTest::newRow("owner only, by default") << QStringList() << int(NotificationSettingsError::InsufficientPermissions);
+    QTest::newRow("opened to all") << QStringList{"--set", "settings-control-mode=0666"}
+                                   << int(NotificationSettingsError::None);
+}
+
 void tst_SettingsEndToEnd::settingsControlRefusesOtherUsers()
 {
+    QFETCH(QStringList, arguments);
+    QFETCH(int, result);
     if (!omtest::canDropPrivileges())
         QSKIP("running without the rights needs root to begin with");
+    QVERIFY(m_device->stop());
+    QVERIFY(m_device->start(arguments));
     NotificationGlobalSettings settings;
-    QCOMPARE(int(settingstest::asNobody([&]() { return settings.setVolume(20); })),
-             int(NotificationSettingsError::InsufficientPermissions));
+    QCOMPARE(int(settingstest::asNobody([&]() { return settings.setVolume(20); })), result);
 }
 
 QTEST_GUILESS_MAIN(tst_SettingsEndToEnd)

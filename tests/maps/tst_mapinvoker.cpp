@@ -1,9 +1,10 @@
 #include "maps/mapinvoker_p.h"
-#include "mapstest.h"
 
 #include "fakeserver.h"
+#include "testbroker.h"
 #include "warningcapture.h"
 
+#include <om/platform/contentformatutility.h>
 #include <om/platform/handsfreenavigation.h>
 #include <om/platform/locationmapinvoker.h>
 #include <om/platform/mapnavigationmode.h>
@@ -15,11 +16,92 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <memory>
+
 using namespace om::platform;
 
 namespace {
 
-const QVariant Unset = QVariant(UnsetCoordinate);
+/** Property writes, in order; an invalid value resets the property. */
+using Writes = QVector<QPair<QByteArray, QVariant>>;
+
+const QString ActionType = QStringLiteral("application/vnd.omb.map.action-v1");
+const QString KmlType = QStringLiteral("application/vnd.google-earth.kml+xml");
+const QByteArray EmptyMap("JSON {\"view_mode\":\"map\",\"geolocation\":false}");
+const QString Kml = QStringLiteral("<kml><Placemark><name>P</name></Placemark></kml>");
+const QString Unset = QStringLiteral("-2147483648");
+
+/** A value as the tests write it: strings quoted ("null" for a null string),
+ *  enumerations by their key, doubles with ten significant digits. */
+QString render(const QVariant &value)
+{
+    const int type = value.userType();
+    if (type == QMetaType::QString)
+        return value.toString().isNull() ? QStringLiteral("null") : '"' + value.toString() + '"';
+    if (const QMetaObject *meta = QMetaType::metaObjectForType(type)) {
+        const char *key = meta->enumerator(meta->indexOfEnumerator("Type")).valueToKey(value.toInt());
+        return key ? QString::fromLatin1(key) : value.toString();
+    }
+    return type == QMetaType::Double ? QString::number(value.toDouble(), 'g', 10) : value.toString();
+}
+
+/** Records each signal of an object as "name(argument, ...)", in order of emission. */
+class SignalRecorder : public QObject
+{
+public:
+    explicit SignalRecorder(QObject *target)
+    {
+        const QMetaObject *meta = target->metaObject();
+        const int offset = QObject::staticMetaObject.methodCount();
+        for (int i = offset; i < meta->methodCount(); ++i) {
+            if (meta->method(i).methodType() != QMetaMethod::Signal)
+                continue;
+            QMetaObject::connect(target, i, this, offset + m_signals.size(), Qt::DirectConnection);
+            m_signals.append(meta->method(i));
+        }
+    }
+
+    QStringList records;
+
+    int qt_metacall(QMetaObject::Call call, int id, void **args) override
+    {
+        id = QObject::qt_metacall(call, id, args);
+        if (id < 0 || call != QMetaObject::InvokeMetaMethod)
+            return id;
+        const QMetaMethod method = m_signals.at(id);
+        QStringList values;
+        for (int i = 0; i < method.parameterCount(); ++i)
+            values.append(render(QVariant(method.parameterType(i), args[i + 1])));
+        records.append(QString::fromLatin1(method.name() + '(') + values.join(QLatin1String(", ")) + ')');
+        return -1;
+    }
+
+private:
+    QList<QMetaMethod> m_signals;
+};
+
+bool write(QObject *object, const Writes &writes)
+{
+    for (const auto &w : writes) {
+        const QMetaProperty p = object->metaObject()->property(
+            object->metaObject()->indexOfProperty(w.first.constData()));
+        if (!(w.second.isValid() ? p.write(object, w.second) : p.reset(object)))
+            return false;
+    }
+    return true;
+}
+
+/** A row of the scenario table: on a new "location" or "route" invoker, @p setup
+ *  and then @p action, whose signals are recorded; then the properties read back
+ *  ("name=value" as render() writes it) and, unless @p content is null, what
+ *  go() sends: the MIME type and the content followed by one NUL. */
+void row(const char *tag, const char *invoker, const Writes &setup, const Writes &action,
+         const QStringList &expectedSignals, const QStringList &properties = {},
+         const QString &mimeType = ActionType, const QByteArray &content = {})
+{
+    QTest::newRow(tag) << QByteArray(invoker) << setup << action << expectedSignals << properties
+                       << mimeType << content;
+}
 
 // A map invoker with the base implementation only: it has nothing to send.
 class PlainMapInvoker : public MapInvoker
@@ -28,497 +110,295 @@ public:
     PlainMapInvoker() : MapInvoker(nullptr, new MapInvokerPrivate(this)) {}
 };
 
-template <typename T>
-QString printed(T value, bool spacing)
-{
-    QString text;
-    {
-        QDebug debug(&text);
-        if (!spacing)
-            debug.nospace();
-        debug << value;
-    }
-    return text;
-}
-
-int replyCount(const QObject *invoker)
-{
-    return invoker->findChildren<om::system::InvokeTargetReply *>().size();
-}
-
 } // namespace
 
+// MapInvoker, seen through its two subclasses.
 class tst_MapInvoker : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void init();
-    void cleanup();
+    void cleanup() { m_service.reset(); m_broker.reset(); }
 
-    void setters_data();
-    void setters();
-    void resets_data();
-    void resets();
-    void viewMode();
-
-    void payloadIsACString_data();
-    void payloadIsACString();
-    void emptyTextSurvivesReset();
+    void scenario_data();
+    void scenario();
     void plainInvokerSendsNothing();
-    void replyGoesWhenAnswered_data();
-    void replyGoesWhenAnswered();
-    void unansweredReplyDiesWithInvoker();
-
-    void tracesSwitchedOff();
-    void traceWriter_data();
-    void traceWriter();
-
-    void debugPrinting_data();
+    void replyLifetime_data();
+    void replyLifetime();
     void debugPrinting();
-    void metaObject_data();
     void metaObject();
 
 private:
-    mapstest::FakeInvokeService m_bus;
-    omtest::FakeServer *m_service = nullptr;
+    std::unique_ptr<omtest::TestBroker> m_broker;
+    std::unique_ptr<omtest::FakeServer> m_service;
 };
-
-void tst_MapInvoker::initTestCase()
-{
-    qputenv("OM_PACKAGE_NAME", "tst.maps");
-    qunsetenv("OM_SLOG_FILE");
-}
 
 void tst_MapInvoker::init()
 {
-    QVERIFY(m_bus.start());
-    m_service = m_bus.server();
+    qputenv("OM_PACKAGE_NAME", "tst.maps");
+    m_broker.reset(new omtest::TestBroker);
+    QVERIFY(m_broker->isRunning());
+    m_service.reset(new omtest::FakeServer(QStringLiteral("/pps/services/invoke/control")));
+    QVERIFY(m_service->start());
+    m_service->answerOk(QStringLiteral("invoke"), QVariantMap{{"target", "om.maps"}});
 }
 
-void tst_MapInvoker::cleanup()
+void tst_MapInvoker::scenario_data()
 {
-    m_bus.stop();
-}
-
-void tst_MapInvoker::setters_data()
-{
-    QTest::addColumn<QByteArray>("property");
-    QTest::addColumn<QVariantList>("before");
-    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QByteArray>("invoker");
+    QTest::addColumn<Writes>("setup");
+    QTest::addColumn<Writes>("action");
     QTest::addColumn<QStringList>("expectedSignals");
-    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<QStringList>("properties");
+    QTest::addColumn<QString>("mimeType");
+    QTest::addColumn<QByteArray>("content");
+    const QVariant reset;
+    const QString empty(QLatin1String(""));
 
-    const QVariant path = QVariant::fromValue(MapSearchMode::Path);
-    const QVariant radial = QVariant::fromValue(MapSearchMode::Radial);
+    // The base's setters, alike in both subclasses.
+    for (const char *invoker : {"location", "route"}) {
+        auto base = [invoker](const char *tag, const Writes &setup, const Writes &action,
+                              const QStringList &expectedSignals, const QStringList &properties) {
+            row(qPrintable(QStringLiteral("%1: %2").arg(invoker, tag)), invoker, setup, action,
+                expectedSignals, properties);
+        };
+        base("heading 360", {}, {{"heading", 360}}, {"headingChanged(360)"}, {"heading=360"});
+        base("heading 361 dropped", {}, {{"heading", 361}}, {}, {"heading=0"});
+        base("heading -1 dropped", {}, {{"heading", -1}}, {}, {"heading=0"});
+        base("stored heading stays", {{"heading", 90}}, {{"heading", 400}}, {}, {"heading=90"});
+        base("heading reset", {{"heading", 90}}, {{"heading", reset}}, {"headingChanged(0)"}, {"heading=0"});
+        base("negative altitude", {}, {{"altitude", -5}}, {"altitudeChanged(-5)"}, {"altitude=-5"});
+        base("same value twice emits once", {{"searchLatitude", 43.65}}, {{"searchLatitude", 43.65}}, {},
+             {"searchLatitude=43.65"});
+        base("search latitude reset on a new object", {}, {{"searchLatitude", reset}}, {},
+             {"searchLatitude=" + Unset});
+        base("empty search text over null", {}, {{"searchText", empty}}, {}, {"searchText=null"});
+        base("empty search text over text", {{"searchText", "coffee"}}, {{"searchText", empty}},
+             {"searchTextChanged(\"\")"}, {"searchText=\"\""});
+        base("search text reset", {{"searchText", "x"}}, {{"searchText", reset}},
+             {"searchTextChanged(null)"}, {"searchText=null"});
+        base("reset of an empty search text keeps it", {{"searchText", "x"}, {"searchText", empty}},
+             {{"searchText", reset}}, {}, {"searchText=\"\""});
+        base("search mode path, both forms", {}, {{"searchMode", "Path"}},
+             {"searchModeChanged(Path)", "searchModeChanged(2)"}, {"searchMode=Path"});
+        base("search mode reset", {{"searchMode", "Path"}}, {{"searchMode", reset}},
+             {"searchModeChanged(Radial)", "searchModeChanged(1)"}, {"searchMode=Radial"});
+    }
 
-    QTest::newRow("current location on") << QByteArray("currentLocationEnabled") << QVariantList()
-        << QVariant(true) << QStringList{"currentLocationEnabledChanged(true)"} << QVariant(true);
-    QTest::newRow("current location off is the stored value") << QByteArray("currentLocationEnabled")
-        << QVariantList() << QVariant(false) << QStringList() << QVariant(false);
-    QTest::newRow("search latitude") << QByteArray("searchLatitude") << QVariantList() << QVariant(43.65)
-        << QStringList{"searchLatitudeChanged(43.65)"} << QVariant(43.65);
-    QTest::newRow("same value twice emits once") << QByteArray("searchLatitude") << QVariantList{43.65}
-        << QVariant(43.65) << QStringList() << QVariant(43.65);
-    QTest::newRow("search longitude to the marker") << QByteArray("searchLongitude") << QVariantList{-79.38}
-        << Unset << QStringList{"searchLongitudeChanged(-2147483648)"} << Unset;
-    QTest::newRow("search text") << QByteArray("searchText") << QVariantList()
-        << QVariant(QStringLiteral("coffee")) << QStringList{"searchTextChanged(\"coffee\")"}
-        << QVariant(QStringLiteral("coffee"));
-    QTest::newRow("empty search text over null") << QByteArray("searchText") << QVariantList()
-        << QVariant(QLatin1String("")) << QStringList() << QVariant(QString());
-    QTest::newRow("empty search text over text") << QByteArray("searchText")
-        << QVariantList{QStringLiteral("coffee")} << QVariant(QLatin1String(""))
-        << QStringList{"searchTextChanged(\"\")"} << QVariant(QLatin1String(""));
-    QTest::newRow("search mode path, both forms") << QByteArray("searchMode") << QVariantList() << path
-        << QStringList{"searchModeChanged(Path)", "searchModeChanged(2)"} << path;
-    QTest::newRow("search mode radial is the default") << QByteArray("searchMode") << QVariantList()
-        << radial << QStringList() << radial;
-    QTest::newRow("negative altitude") << QByteArray("altitude") << QVariantList() << QVariant(-5)
-        << QStringList{"altitudeChanged(-5)"} << QVariant(-5);
-    QTest::newRow("heading 360") << QByteArray("heading") << QVariantList() << QVariant(360)
-        << QStringList{"headingChanged(360)"} << QVariant(360);
-    QTest::newRow("heading 361 dropped") << QByteArray("heading") << QVariantList() << QVariant(361)
-        << QStringList() << QVariant(0);
-    QTest::newRow("heading -1 dropped") << QByteArray("heading") << QVariantList() << QVariant(-1)
-        << QStringList() << QVariant(0);
-    QTest::newRow("stored heading stays") << QByteArray("heading") << QVariantList{90}
-        << QVariant(400) << QStringList() << QVariant(90);
-    QTest::newRow("heading back to 0") << QByteArray("heading") << QVariantList{90} << QVariant(0)
-        << QStringList{"headingChanged(0)"} << QVariant(0);
-    QTest::newRow("center latitude 0 is a value") << QByteArray("centerLatitude") << QVariantList()
-        << QVariant(0.0) << QStringList{"centerLatitudeChanged(0)"} << QVariant(0.0);
-    QTest::newRow("center longitude out of range") << QByteArray("centerLongitude") << QVariantList()
-        << QVariant(500.25) << QStringList{"centerLongitudeChanged(500.25)"} << QVariant(500.25);
+    // A location: KML cancels the location, location signals first and KML last.
+    const QByteArray kml = Kml.toLatin1();
+    const QString kmlChanged = "kmlContentChanged(\"" + Kml + "\")";
+    const Writes paris{{"locationLatitude", 48.8566}, {"locationLongitude", 2.3522},
+                       {"locationName", "Paris"}, {"locationDescription", "City"},
+                       {"geocodeLocationEnabled", true}};
+    row("new location", "location", {}, {}, {},
+        {"kmlContent=null", "locationName=null", "locationLatitude=" + Unset}, ActionType, EmptyMap);
+    row("KML over a full location", "location", paris, {{"kmlContent", Kml}},
+        {"locationLatitudeChanged(" + Unset + ')', "locationLongitudeChanged(" + Unset + ')',
+         "locationNameChanged(null)", "locationDescriptionChanged(null)", kmlChanged},
+        {"geocodeLocationEnabled=true"}, KmlType, kml);
+    row("empty KML on a new object", "location", {}, {{"kmlContent", empty}}, {}, {"kmlContent=null"},
+        ActionType, EmptyMap);
+    row("empty KML over KML clears the location too", "location",
+        {{"kmlContent", Kml}, {"locationName", "n"}}, {{"kmlContent", empty}},
+        {"locationNameChanged(null)", "kmlContentChanged(\"\")"}, {"kmlContent=\"\""}, KmlType, "");
+    row("name over KML is kept but not sent", "location", {{"kmlContent", Kml}},
+        {{"locationName", "Paris"}}, {"locationNameChanged(\"Paris\")"}, {"locationName=\"Paris\""},
+        KmlType, kml);
+    row("KML hides the base properties", "location",
+        {{"centerLatitude", 1}, {"centerLongitude", 2}, {"searchText", "coffee"}}, {{"kmlContent", Kml}},
+        {kmlChanged}, {"searchText=\"coffee\""}, KmlType, kml);
+    row("KML reset leaves the location alone", "location",
+        {{"kmlContent", Kml}, {"locationLatitude", 48.8566}}, {{"kmlContent", reset}},
+        {"kmlContentChanged(null)"}, {"locationLatitude=48.8566"}, ActionType, EmptyMap);
+
+    // A complete pair cancels the KML: KML signal first, coordinate last.
+    const QByteArray pair("JSON {\"view_mode\":\"map\",\"placemark\":{\"latitude\":48.8566,"
+                          "\"longitude\":2.3522,\"geocode\":false},\"geolocation\":false}");
+    row("latitude keeps the KML, longitude completes the pair", "location", {{"kmlContent", Kml}},
+        {{"locationLatitude", 48.8566}, {"locationLongitude", 2.3522}},
+        {"locationLatitudeChanged(48.8566)", "kmlContentChanged(null)", "locationLongitudeChanged(2.3522)"},
+        {}, ActionType, pair);
+    row("latitude completes the pair", "location", {{"kmlContent", Kml}, {"locationLongitude", 2.3522}},
+        {{"locationLatitude", 48.8566}}, {"kmlContentChanged(null)", "locationLatitudeChanged(48.8566)"},
+        {}, ActionType, pair);
+    row("a coordinate reset keeps the KML", "location", {{"kmlContent", Kml}, {"locationLatitude", 1}},
+        {{"locationLatitude", reset}}, {"locationLatitudeChanged(" + Unset + ')'}, {}, KmlType, kml);
+
+    // The payload is the content as a C string of Latin-1.
+    const QByteArray search("JSON {\"view_mode\":\"map\",\"search\":\"");
+    row("NUL ends the payload", "location", {{"searchText", QStringLiteral("ab") + QChar(0) + 'c'}}, {},
+        {}, {}, ActionType, search + "ab");
+    row("outside Latin-1 is replaced", "location", {{"searchText", QStringLiteral("\u20ac5")}}, {}, {}, {},
+        ActionType, search + "?5\",\"search_pattern\":\"radial\",\"geolocation\":false}");
+
+    // A route: the avoid options are sent only once one has changed, then always both.
+    auto route = [](const char *tag, const Writes &setup, const Writes &action,
+                    const QStringList &expectedSignals, const QByteArray &members) {
+        row(tag, "route", setup, action, expectedSignals, {}, ActionType,
+            "JSON {\"view_mode\":\"nav\"," + members + "\"geolocation\":false}");
+    };
+    row("new route", "route", {}, {}, {},
+        {"startLatitude=" + Unset, "endName=null", "avoidTollsEnabled=false"},
+        ActionType, "JSON {\"view_mode\":\"nav\",\"geolocation\":false}");
+    route("hands-free back to undefined", {{"handsFreeNavigation", "Disabled"}},
+          {{"handsFreeNavigation", "Undefined"}},
+          {"handsFreeNavigationChanged(Undefined)", "handsFreeNavigationChanged(0)"}, "");
+    route("navigation mode reset", {{"navigationMode", "ShortestRoute"}}, {{"navigationMode", reset}},
+          {"navigationModeChanged(Undefined)", "navigationModeChanged(0)"}, "");
+    route("avoid tolls false on a new object", {}, {{"avoidTollsEnabled", false}}, {}, "");
+    route("avoid highways reset on a new object", {}, {{"avoidHighwaysEnabled", reset}}, {}, "");
+    route("avoid highways brings both keys", {}, {{"avoidHighwaysEnabled", true}},
+          {"avoidHighwaysEnabledChanged(true)"},
+          "\"nav_options\":{\"avoid_highways\":true,\"avoid_tolls\":false},");
+    route("avoid tolls set then reset keeps both keys", {{"avoidTollsEnabled", true}},
+          {{"avoidTollsEnabled", reset}}, {"avoidTollsEnabledChanged(false)"},
+          "\"nav_options\":{\"avoid_highways\":false,\"avoid_tolls\":false},");
+    row("search after geolocation", "route", {},
+        {{"searchText", "gas"}, {"searchLatitude", 43.65}, {"searchLongitude", -79.38}},
+        {"searchTextChanged(\"gas\")", "searchLatitudeChanged(43.65)", "searchLongitudeChanged(-79.38)"},
+        {}, ActionType,
+        "JSON {\"view_mode\":\"nav\",\"geolocation\":false,\"search\":\"gas\",\"search_pattern\":"
+        "\"radial\",\"search_center\":{\"latitude\":43.65,\"longitude\":-79.38}}");
 }
 
-void tst_MapInvoker::setters()
+void tst_MapInvoker::scenario()
 {
-    QFETCH(QByteArray, property);
-    QFETCH(QVariantList, before);
-    QFETCH(QVariant, value);
+    QFETCH(QByteArray, invoker);
+    QFETCH(Writes, setup);
+    QFETCH(Writes, action);
     QFETCH(QStringList, expectedSignals);
-    QFETCH(QVariant, stored);
-    // The base's properties behave alike in both subclasses.
-    LocationMapInvoker location;
-    mapstest::checkProperty(&location, property, before, value, expectedSignals, stored);
-    if (QTest::currentTestFailed())
+    QFETCH(QStringList, properties);
+    QFETCH(QString, mimeType);
+    QFETCH(QByteArray, content);
+    std::unique_ptr<MapInvoker> object(invoker == "route" ? static_cast<MapInvoker *>(new RouteMapInvoker)
+                                                          : new LocationMapInvoker);
+    QVERIFY(write(object.get(), setup));
+    SignalRecorder recorder(object.get());
+    QVERIFY(write(object.get(), action));
+    QCOMPARE(recorder.records, expectedSignals);
+    for (const QString &property : properties) {
+        const QString name = property.section(QLatin1Char('='), 0, 0);
+        QCOMPARE(name + '=' + render(object->property(name.toLatin1().constData())), property);
+    }
+    if (content.isNull())
         return;
-    RouteMapInvoker route;
-    mapstest::checkProperty(&route, property, before, value, expectedSignals, stored);
-}
-
-void tst_MapInvoker::resets_data()
-{
-    QTest::addColumn<QByteArray>("property");
-    QTest::addColumn<QVariantList>("before");
-    QTest::addColumn<QStringList>("expectedSignals");
-    QTest::addColumn<QVariant>("stored");
-
-    QTest::newRow("current location") << QByteArray("currentLocationEnabled") << QVariantList{true}
-        << QStringList{"currentLocationEnabledChanged(false)"} << QVariant(false);
-    QTest::newRow("search latitude on a new object") << QByteArray("searchLatitude") << QVariantList()
-        << QStringList() << Unset;
-    QTest::newRow("search latitude") << QByteArray("searchLatitude") << QVariantList{1.5}
-        << QStringList{"searchLatitudeChanged(-2147483648)"} << Unset;
-    QTest::newRow("search text") << QByteArray("searchText") << QVariantList{QStringLiteral("x")}
-        << QStringList{"searchTextChanged(null)"} << QVariant(QString());
-    QTest::newRow("search text set to empty stays empty") << QByteArray("searchText")
-        << QVariantList{QStringLiteral("x"), QLatin1String("")} << QStringList()
-        << QVariant(QLatin1String(""));
-    QTest::newRow("search mode") << QByteArray("searchMode")
-        << QVariantList{QVariant::fromValue(MapSearchMode::Path)}
-        << QStringList{"searchModeChanged(Radial)", "searchModeChanged(1)"}
-        << QVariant::fromValue(MapSearchMode::Radial);
-    QTest::newRow("altitude") << QByteArray("altitude") << QVariantList{1200}
-        << QStringList{"altitudeChanged(0)"} << QVariant(0);
-    QTest::newRow("heading") << QByteArray("heading") << QVariantList{90}
-        << QStringList{"headingChanged(0)"} << QVariant(0);
-    QTest::newRow("center latitude") << QByteArray("centerLatitude") << QVariantList{43.6}
-        << QStringList{"centerLatitudeChanged(-2147483648)"} << Unset;
-    QTest::newRow("center longitude") << QByteArray("centerLongitude") << QVariantList{-79.3}
-        << QStringList{"centerLongitudeChanged(-2147483648)"} << Unset;
-}
-
-void tst_MapInvoker::resets()
-{
-    QFETCH(QByteArray, property);
-    QFETCH(QVariantList, before);
-    QFETCH(QStringList, expectedSignals);
-    QFETCH(QVariant, stored);
-    LocationMapInvoker invoker;
-    mapstest::checkProperty(&invoker, property, before, QVariant(), expectedSignals, stored);
-}
-
-void tst_MapInvoker::viewMode()
-{
-    LocationMapInvoker location;
-    RouteMapInvoker route;
-    QCOMPARE(location.findChild<MapInvokerPrivate *>()->viewMode(), MapViewMode::Map);
-    QCOMPARE(route.findChild<MapInvokerPrivate *>()->viewMode(), MapViewMode::Navigation);
-}
-
-void tst_MapInvoker::payloadIsACString_data()
-{
-    QTest::addColumn<QString>("searchText");
-    QTest::addColumn<QByteArray>("payload");
-
-    const QByteArray head("JSON {\"view_mode\":\"map\",\"search\":\"");
-    const QByteArray tail("\",\"search_pattern\":\"radial\",\"geolocation\":false}");
-    QTest::newRow("NUL ends the payload") << (QStringLiteral("ab") + QChar(0) + QStringLiteral("cd"))
-                                          << head + "ab" + QByteArray(1, '\0');
-    QTest::newRow("outside Latin-1 is replaced") << QStringLiteral("\u20ac5")
-                                                 << head + "?5" + tail + QByteArray(1, '\0');
-    QTest::newRow("Latin-1 is one byte") << QStringLiteral("caf\u00e9")
-                                         << head + "caf\xe9" + tail + QByteArray(1, '\0');
-}
-
-void tst_MapInvoker::payloadIsACString()
-{
-    QFETCH(QString, searchText);
-    QFETCH(QByteArray, payload);
-    LocationMapInvoker invoker;
-    invoker.setSearchText(searchText);
-    invoker.go();
+    object->go();
     QVERIFY(m_service->waitForReceived(1));
-    QCOMPARE(mapstest::sentInvocation(m_service->last()).data, payload);
-}
-
-void tst_MapInvoker::emptyTextSurvivesReset()
-{
-    // Null and empty compare equal in the setter, so the reset of an empty
-    // text changes nothing and the empty key goes on being sent.
-    LocationMapInvoker invoker;
-    invoker.setSearchText(QStringLiteral("x"));
-    invoker.setSearchText(QLatin1String(""));
-    invoker.resetSearchText();
-    invoker.go();
-    QVERIFY(m_service->waitForReceived(1));
-    QCOMPARE(mapstest::sentInvocation(m_service->last()).data,
-             QByteArray("JSON {\"view_mode\":\"map\",\"search\":\"\",\"search_pattern\":\"radial\","
-                        "\"geolocation\":false}") + QByteArray(1, '\0'));
+    const QVariantMap dat = m_service->last().dat();
+    QCOMPARE(dat.value(QStringLiteral("action")).toString(), QStringLiteral("om.action.OPEN"));
+    QCOMPARE(dat.value(QStringLiteral("target")).toString(), QString());
+    QCOMPARE(dat.value(QStringLiteral("sender")).toString(), QStringLiteral("tst.maps"));
+    QCOMPARE(dat.value(QStringLiteral("mimeType")).toString(), mimeType);
+    QCOMPARE(QByteArray::fromBase64(dat.value(QStringLiteral("data")).toByteArray()), content + '\0');
 }
 
 void tst_MapInvoker::plainInvokerSendsNothing()
 {
     PlainMapInvoker plain;
-    plain.setCenterLatitude(1);
-    plain.setCenterLongitude(2);
     plain.go();
-    QCOMPARE(replyCount(&plain), 0);
-
-    // Something sent afterwards arrives alone.
-    LocationMapInvoker location;
+    QVERIFY(plain.findChildren<om::system::InvokeTargetReply *>().isEmpty());
+    LocationMapInvoker location; // what is sent afterwards arrives alone
     location.go();
     QVERIFY(m_service->waitForReceived(1));
-    location.go();
-    QVERIFY(m_service->waitForReceived(2));
-    QCOMPARE(m_service->received().size(), 2);
-    for (const omtest::Received &received : m_service->received())
-        QCOMPARE(mapstest::sentInvocation(received).mimeType,
-                 QStringLiteral("application/vnd.omb.map.action-v1"));
+    QTRY_VERIFY(location.findChildren<om::system::InvokeTargetReply *>().isEmpty());
+    QCOMPARE(m_service->received().size(), 1);
 }
 
-void tst_MapInvoker::replyGoesWhenAnswered_data()
+void tst_MapInvoker::replyLifetime_data()
 {
-    QTest::addColumn<int>("service"); // 0 answers, 1 refuses, 2 is not there
-
-    QTest::newRow("target took it") << 0;
-    QTest::newRow("no target") << 1;
-    QTest::newRow("no service") << 2;
+    QTest::addColumn<bool>("serviceThere");
+    QTest::newRow("target took it") << true;
+    QTest::newRow("no service") << false;
 }
 
-void tst_MapInvoker::replyGoesWhenAnswered()
+void tst_MapInvoker::replyLifetime()
 {
-    QFETCH(int, service);
-    if (service == 1) {
-        m_service->clearScript();
-        m_service->respond([](const omtest::Received &r) {
-            QVariantMap answer = omtest::FakeServer::okAnswer(r.attributes);
-            answer.remove(QStringLiteral("dat"));
-            answer.insert(QStringLiteral("err"), 1);
-            answer.insert(QStringLiteral("errstr"), QStringLiteral("no target"));
-            return QList<omtest::Answer>{omtest::Answer{answer, {}, {}, 0}};
-        });
-    } else if (service == 2) {
+    QFETCH(bool, serviceThere);
+    if (!serviceThere)
         m_service->stop();
-    }
+    QTemporaryDir dir; // the traces are switched off: nothing is logged
+    const QString logFile = dir.filePath(QStringLiteral("slog"));
+    qputenv("OM_SLOG_FILE", QFile::encodeName(logFile));
     omtest::WarningCapture capture;
     LocationMapInvoker invoker;
     invoker.go();
-    QCOMPARE(replyCount(&invoker), 1);
-    // Nothing reaches the application: the reply just goes.
-    QTRY_COMPARE(replyCount(&invoker), 0);
+    QCOMPARE(invoker.findChildren<om::system::InvokeTargetReply *>().size(), 1);
+    QTRY_VERIFY(invoker.findChildren<om::system::InvokeTargetReply *>().isEmpty());
     QCOMPARE(capture.warnings(), QStringList());
-}
-
-void tst_MapInvoker::unansweredReplyDiesWithInvoker()
-{
-    m_service->clearScript();
-    auto *invoker = new LocationMapInvoker;
-    invoker->go();
-    QVERIFY(m_service->waitForReceived(1));
-    QCOMPARE(replyCount(invoker), 1);
-    QPointer<om::system::InvokeTargetReply> reply =
-        invoker->findChild<om::system::InvokeTargetReply *>();
-    delete invoker;
-    QVERIFY(reply.isNull());
-    // Its connection to the service closes with it.
-    QVERIFY(m_service->waitForClosed(1));
-}
-
-void tst_MapInvoker::tracesSwitchedOff()
-{
-    QVERIFY(!DEBUG_TO_SYSTEMLOG_FILE);
-    QTemporaryDir dir;
-    const QString logFile = dir.filePath(QStringLiteral("slog"));
-    qputenv("OM_SLOG_FILE", QFile::encodeName(logFile));
-    m_service->clearScript();
-    m_service->respond([](const omtest::Received &r) {
-        QVariantMap answer = omtest::FakeServer::okAnswer(r.attributes);
-        answer.insert(QStringLiteral("err"), 1);
-        return QList<omtest::Answer>{omtest::Answer{answer, {}, {}, 0}};
-    });
-    LocationMapInvoker invoker;
-    invoker.setLocationName(QStringLiteral("Paris"));
-    invoker.go();
-    QVERIFY(m_service->waitForReceived(1));
-    QTRY_COMPARE(replyCount(&invoker), 0);
-    qunsetenv("OM_SLOG_FILE");
     QVERIFY(!QFile::exists(logFile));
-}
-
-void tst_MapInvoker::traceWriter_data()
-{
-    QTest::addColumn<int>("bufferSize");
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QByteArray>("text");
-
-    const QByteArray prefix("MapInvokerPrivate::sendRequest(): Data is: ");
-    QTest::newRow("short") << int(SendTraceBufferSize) << QByteArray("JSON {}")
-                           << prefix + "JSON {}";
-    const QByteArray longContent(5000, 'x');
-    QTest::newRow("cut at the send buffer") << int(SendTraceBufferSize) << longContent
-                                            << (prefix + longContent).left(2999);
-    QTest::newRow("cut at the reply buffer") << int(ReplyTraceBufferSize) << longContent
-                                             << (prefix + longContent).left(199);
-}
-
-void tst_MapInvoker::traceWriter()
-{
-    QFETCH(int, bufferSize);
-    QFETCH(QByteArray, content);
-    QFETCH(QByteArray, text);
-    QTemporaryDir dir;
-    const QString logFile = dir.filePath(QStringLiteral("slog"));
-    qputenv("OM_SLOG_FILE", QFile::encodeName(logFile));
-    writeMapTrace(std::size_t(bufferSize), "MapInvokerPrivate::sendRequest(): Data is: %s",
-                  content.constData());
     qunsetenv("OM_SLOG_FILE");
-    QFile file(logFile);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QList<QByteArray> lines = file.readAll().split('\n');
-    QCOMPARE(lines.size(), 2); // one line and the end
-    // <time> <program>[<pid>] 10000 6 <text>
-    const QByteArray marker = "] 10000 6 ";
-    const int at = lines.first().indexOf(marker);
-    QVERIFY(at > 0);
-    QCOMPARE(lines.first().mid(at + marker.size()), text);
-}
-
-void tst_MapInvoker::debugPrinting_data()
-{
-    QTest::addColumn<QString>("spaced");
-    QTest::addColumn<QString>("unspaced");
-    QTest::addColumn<QString>("name");
-
-    auto row = [](const char *tag, auto value, const char *name) {
-        QTest::newRow(tag) << printed(value, true) << printed(value, false) << QString::fromLatin1(name);
-    };
-    row("MapViewMode::Map", MapViewMode::Map, "MapViewMode::Map");
-    row("MapViewMode::Navigation", MapViewMode::Navigation, "MapViewMode::Navigation");
-    row("MapViewMode::Satellite", MapViewMode::Satellite, "MapViewMode::Satellite");
-    row("MapViewMode 0", MapViewMode::Type(0), "");
-    row("MapSearchMode::Radial", MapSearchMode::Radial, "MapSearchMode::Radial");
-    row("MapSearchMode::Path", MapSearchMode::Path, "MapSearchMode::Path");
-    row("MapSearchMode 3", MapSearchMode::Type(3), "");
-    row("MapNavigationMode::Undefined", MapNavigationMode::Undefined, "MapNavigationMode::Undefined");
-    row("MapNavigationMode::FastestRoute", MapNavigationMode::FastestRoute, "MapNavigationMode::FastestRoute");
-    row("MapNavigationMode::ShortestRoute", MapNavigationMode::ShortestRoute, "MapNavigationMode::ShortestRoute");
-    row("MapNavigationMode -1", MapNavigationMode::Type(-1), "");
-    row("MapTransportationMode::Undefined", MapTransportationMode::Undefined, "MapTransportationMode::Undefined");
-    row("MapTransportationMode::Car", MapTransportationMode::Car, "MapTransportationMode::Car");
-    row("MapTransportationMode::Pedestrian", MapTransportationMode::Pedestrian, "MapTransportationMode::Pedestrian");
-    row("MapTransportationMode 3", MapTransportationMode::Type(3), "");
-    row("HandsFreeNavigation::Undefined", HandsFreeNavigation::Undefined, "HandsFreeNavigation::Undefined");
-    row("HandsFreeNavigation::Enabled", HandsFreeNavigation::Enabled, "HandsFreeNavigation::Enabled");
-    row("HandsFreeNavigation::Disabled", HandsFreeNavigation::Disabled, "HandsFreeNavigation::Disabled");
-    row("HandsFreeNavigation 3", HandsFreeNavigation::Type(3), "");
 }
 
 void tst_MapInvoker::debugPrinting()
 {
-    QFETCH(QString, spaced);
-    QFETCH(QString, unspaced);
-    QFETCH(QString, name);
-    // A value without a name prints nothing at all, not even the blank.
-    QCOMPARE(spaced, name.isEmpty() ? QString() : name + QLatin1Char(' '));
-    QCOMPARE(unspaced, name);
-}
-
-void tst_MapInvoker::metaObject_data()
-{
-    QTest::addColumn<QByteArray>("className");
-    QTest::addColumn<QByteArray>("property");
-    QTest::addColumn<QByteArray>("parameterName");
-    QTest::addColumn<int>("revision");
-
-    const QMetaObject *base = &MapInvoker::staticMetaObject;
-    const QMetaObject *location = &LocationMapInvoker::staticMetaObject;
-    const QMetaObject *route = &RouteMapInvoker::staticMetaObject;
-    const struct
-    {
-        const QMetaObject *meta;
-        const char *property;
-        const char *parameter;
-        int revision;
-    } rows[] = {
-        {base, "currentLocationEnabled", "enable", 0},
-        {base, "searchLatitude", "newSearchLatitude", 0},
-        {base, "searchLongitude", "newSearchLongitude", 0},
-        {base, "searchText", "newSearchText", 0},
-        {base, "searchMode", "newSearchPattern", 0},
-        {base, "altitude", "newAltitude", 0},
-        {base, "heading", "newHeading", 0},
-        {base, "centerLatitude", "newCenterLatitude", 0},
-        {base, "centerLongitude", "newCenterLongitude", 0},
-        {location, "locationLatitude", "newLocationLatitude", 0},
-        {location, "locationLongitude", "newLocationLongitude", 0},
-        {location, "locationName", "newLocationName", 0},
-        {location, "locationDescription", "newLocationDescription", 0},
-        {location, "geocodeLocationEnabled", "enable", 0},
-        {location, "kmlContent", "newKmlContent", 0},
-        {route, "startLatitude", "newStartLatitude", 0},
-        {route, "startLongitude", "newStartLongitude", 0},
-        {route, "startName", "newStartName", 0},
-        {route, "startDescription", "newStartDescription", 0},
-        {route, "startAddress", "newStartAddress", 0},
-        {route, "endLatitude", "newEndLatitude", 0},
-        {route, "endLongitude", "newEndLongitude", 0},
-        {route, "endName", "newEndName", 0},
-        {route, "endDescription", "newEndDescription", 0},
-        {route, "endAddress", "newEndAddress", 0},
-        {route, "handsFreeNavigation", "newValue", 1},
-        {route, "navigationMode", "newMode", 0},
-        {route, "avoidTollsEnabled", "enable", 0},
-        {route, "avoidHighwaysEnabled", "enable", 0},
-        {route, "transportationMode", "newMode", 0},
-    };
-    for (const auto &row : rows) {
-        QTest::newRow(row.property) << QByteArray(row.meta->className()) << QByteArray(row.property)
-                                    << QByteArray(row.parameter) << row.revision;
+    const QString names = QStringLiteral(
+        "MapViewMode::Map MapViewMode::Navigation MapViewMode::Satellite MapSearchMode::Radial "
+        "MapSearchMode::Path MapNavigationMode::Undefined MapNavigationMode::FastestRoute "
+        "MapNavigationMode::ShortestRoute MapTransportationMode::Undefined MapTransportationMode::Car "
+        "MapTransportationMode::Pedestrian HandsFreeNavigation::Undefined HandsFreeNavigation::Enabled "
+        "HandsFreeNavigation::Disabled ");
+    for (const bool spacing : {true, false}) {
+        QString text;
+        {
+            QDebug debug(&text);
+            if (!spacing)
+                debug.nospace();
+            // A value without a name prints nothing, not even the blank.
+            debug << MapViewMode::Map << MapViewMode::Navigation << MapViewMode::Type(0)
+                  << MapViewMode::Satellite << MapSearchMode::Radial << MapSearchMode::Type(3)
+                  << MapSearchMode::Path << MapNavigationMode::Undefined
+                  << MapNavigationMode::FastestRoute << MapNavigationMode::Type(-1)
+                  << MapNavigationMode::ShortestRoute << MapTransportationMode::Undefined
+                  << MapTransportationMode::Car << MapTransportationMode::Type(3)
+                  << MapTransportationMode::Pedestrian << HandsFreeNavigation::Undefined
+                  << HandsFreeNavigation::Enabled << HandsFreeNavigation::Type(3)
+                  << HandsFreeNavigation::Disabled;
+        }
+        QCOMPARE(text, spacing ? names : QString(names).remove(QLatin1Char(' ')));
     }
 }
 
 void tst_MapInvoker::metaObject()
 {
-    QFETCH(QByteArray, className);
-    const QMetaObject *meta = &MapInvoker::staticMetaObject;
-    if (className == LocationMapInvoker::staticMetaObject.className())
-        meta = &LocationMapInvoker::staticMetaObject;
-    else if (className == RouteMapInvoker::staticMetaObject.className())
-        meta = &RouteMapInvoker::staticMetaObject;
-    QFETCH(QByteArray, property);
-    QFETCH(QByteArray, parameterName);
-    QFETCH(int, revision);
-    const QMetaProperty p = meta->property(meta->indexOfProperty(property));
-    QVERIFY(p.isValid());
-    QVERIFY(p.isReadable());
-    QVERIFY(p.isWritable());
-    QVERIFY(p.isResettable());
-    QVERIFY(p.isStored());
-    QCOMPARE(p.revision(), revision);
-    const QMetaMethod notify = p.notifySignal();
-    QCOMPARE(notify.name(), property + "Changed");
-    QCOMPARE(notify.parameterNames(), QList<QByteArray>{parameterName});
-    QCOMPARE(notify.parameterType(0), p.userType());
-    QCOMPARE(notify.revision(), revision);
-
-    // Setter and resetter are slots of the same revision.
-    const QByteArray capitalised = property.left(1).toUpper() + property.mid(1);
-    for (const QByteArray &prefix : {QByteArray("set"), QByteArray("reset")}) {
-        bool found = false;
-        for (int i = 0; i < meta->methodCount(); ++i) {
-            const QMetaMethod method = meta->method(i);
-            if (method.name() == prefix + capitalised) {
-                QCOMPARE(method.methodType(), QMetaMethod::Slot);
-                QCOMPARE(method.revision(), revision);
-                found = true;
+    // Each property in order of declaration: its notify signal's parameter, then the
+    // revisions of that signal and of the setter and resetter slots.
+    QStringList declared;
+    for (const QMetaObject *meta : {&MapInvoker::staticMetaObject, &LocationMapInvoker::staticMetaObject,
+                                    &RouteMapInvoker::staticMetaObject}) {
+        for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
+            const QMetaProperty p = meta->property(i);
+            const QByteArray name = p.name();
+            const QByteArray capitalised = name.left(1).toUpper() + name.mid(1);
+            QVERIFY2(p.isReadable() && p.isWritable() && p.isResettable() && p.isStored(), name);
+            QCOMPARE(p.notifySignal().name(), name + "Changed");
+            QCOMPARE(p.notifySignal().parameterType(0), p.userType());
+            QString revisions = QString::number(p.notifySignal().revision());
+            for (int m = 0; m < meta->methodCount(); ++m) {
+                const QMetaMethod method = meta->method(m);
+                if (method.methodType() == QMetaMethod::Slot
+                    && (method.name() == "set" + capitalised || method.name() == "reset" + capitalised))
+                    revisions += QString::number(method.revision());
             }
+            declared << QStringLiteral("%1(%2)%3").arg(QString::fromLatin1(name),
+                QString::fromLatin1(p.notifySignal().parameterNames().value(0)), revisions);
         }
-        QVERIFY2(found, prefix + capitalised);
     }
+    QCOMPARE(declared.join(QLatin1Char(' ')), QStringLiteral(
+        "currentLocationEnabled(enable)000 searchLatitude(newSearchLatitude)000 "
+        "searchLongitude(newSearchLongitude)000 searchText(newSearchText)000 "
+        "searchMode(newSearchPattern)000 altitude(newAltitude)000 heading(newHeading)000 "
+        "centerLatitude(newCenterLatitude)000 centerLongitude(newCenterLongitude)000 "
+        "locationLatitude(newLocationLatitude)000 locationLongitude(newLocationLongitude)000 "
+        "locationName(newLocationName)000 locationDescription(newLocationDescription)000 "
+        "geocodeLocationEnabled(enable)000 kmlContent(newKmlContent)000 "
+        "startLatitude(newStartLatitude)000 startLongitude(newStartLongitude)000 "
+        "startName(newStartName)000 startDescription(newStartDescription)000 "
+        "startAddress(newStartAddress)000 endLatitude(newEndLatitude)000 "
+        "endLongitude(newEndLongitude)000 endName(newEndName)000 endDescription(newEndDescription)000 "
+        "endAddress(newEndAddress)000 handsFreeNavigation(newValue)111 navigationMode(newMode)000 "
+        "avoidTollsEnabled(enable)000 avoidHighwaysEnabled(enable)000 transportationMode(newMode)000"));
 }
 
 QTEST_GUILESS_MAIN(tst_MapInvoker)

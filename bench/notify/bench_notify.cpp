@@ -7,6 +7,7 @@
 //       service: the bus and the service without the Notification object;
 //   (c) the floor: a raw SOCK_SEQPACKET ping-pong of the same sizes, a new
 //       connection per round trip, as notify() opens one per call.
+// All four are measured in turn, a few runs of each at a time.
 // Usage: bench_notify [iterations]
 
 #include "benchcommon.h"
@@ -96,37 +97,39 @@ int main(int argc, char *argv[])
         return 1;
     }
 
+    // The floor's server is forked before the measurements; they run in
+    // turn, a few of each at a time, so that all meet the same machine.
+    const QPair<int, int> sizes = wireSizes();
+    ombench::SocketFloor socketFloor(sizes.first, sizes.second);
+
     bool failed = false;
     Notification item;
     fill(item);
-    const ombench::Stats update = ombench::measure(
-        [&]() {
-            if (item.notify() != NotificationError::None)
-                failed = true;
-        },
-        iterations);
-
-    const ombench::Stats fresh = ombench::measure(
-        [&]() {
-            Notification n;
-            fill(n);
-            if (n.notify() != NotificationError::None)
-                failed = true;
-        },
-        iterations);
     const QVariantMap message = notifyMessage(QUuid::createUuid().toString());
-    const ombench::Stats channel = ombench::measure(
-        [&]() {
-            QVariantMap response;
-            if (ommock::NotificationPpsChannel::sendAndWait(message, response, 250) != NotificationError::None)
-                failed = true;
-        },
-        iterations);
+    ombench::Interleaved runs;
+    const int updateIndex = runs.add([&]() {
+        if (item.notify() != NotificationError::None)
+            failed = true;
+    });
+    const int freshIndex = runs.add([&]() {
+        Notification n;
+        fill(n);
+        if (n.notify() != NotificationError::None)
+            failed = true;
+    });
+    const int channelIndex = runs.add([&]() {
+        QVariantMap response;
+        if (ommock::NotificationPpsChannel::sendAndWait(message, response, 250) != NotificationError::None)
+            failed = true;
+    });
+    const int floorIndex = runs.add([&]() { socketFloor.roundTrip(); });
+    runs.run(iterations);
+    const ombench::Stats update = runs.stats(updateIndex);
+    const ombench::Stats fresh = runs.stats(freshIndex);
+    const ombench::Stats channel = runs.stats(channelIndex);
+    const ombench::Stats floor = runs.stats(floorIndex);
     if (failed)
         std::fprintf(stderr, "bench_notify: a notify() failed\n");
-
-    const QPair<int, int> sizes = wireSizes();
-    const ombench::Stats floor = ombench::rawSocketFloor(sizes.first, sizes.second, iterations);
 
     std::printf("request %d bytes, answer %d bytes, %d iterations\n", sizes.first, sizes.second,
                 iterations);

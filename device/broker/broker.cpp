@@ -8,7 +8,6 @@
 #include <QList>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <deque>
@@ -870,16 +869,6 @@ bool Broker::listen(QString *error)
 void Broker::run()
 {
     d->run();
-}
-
-int Broker::descriptor() const
-{
-    return d->epollFd;
-}
-
-void Broker::processPending()
-{
-    d->poll(0);
 }
 
 void Broker::stop()

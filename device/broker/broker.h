@@ -33,14 +33,6 @@ public:
     /** Serves until stop() is called. listen() must have succeeded. */
     void run();
 
-    /**
-     * For running the broker inside another event loop: a descriptor that
-     * becomes readable when the broker has work, and the call that does
-     * that work without blocking. listen() must have succeeded.
-     */
-    int descriptor() const;
-    void processPending();
-
     /** Ends run(). Safe from any thread and from a signal handler. */
     void stop();
 

@@ -59,6 +59,10 @@ ssize_t receive(int fd, int flags, QByteArray *data)
     return n;
 }
 
+namespace {
+
+// Connects to the broker and sends one request. Returns the descriptor, or
+// -1 with *error set.
 int connectAndSend(const QByteArray &message, int *error)
 {
     const QByteArray socketPath =
@@ -96,10 +100,12 @@ int connectAndSend(const QByteArray &message, int *error)
     return fd;
 }
 
-bool receiveAnswer(int fd, int flags, QByteArray *body, int *error)
+// Reads the broker's answer: true with the body after the errno line, or
+// false with *error set (the broker's errno, or why nothing could be read).
+bool receiveAnswer(int fd, QByteArray *body, int *error)
 {
     QByteArray buf;
-    const ssize_t n = receive(fd, flags, &buf);
+    const ssize_t n = receive(fd, 0, &buf);
     if (n <= 0) {
         *error = n == 0 ? ECONNRESET : errno;
         return false;
@@ -120,12 +126,14 @@ bool receiveAnswer(int fd, int flags, QByteArray *body, int *error)
     return true;
 }
 
+} // namespace
+
 bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdOut, bool keepOpen)
 {
     const int fd = connectAndSend(message, error);
     if (fd < 0)
         return false;
-    if (!receiveAnswer(fd, 0, answer, error)) {
+    if (!receiveAnswer(fd, answer, error)) {
         ::close(fd);
         return false;
     }

@@ -161,11 +161,10 @@ bool writeUtf8(Writer &w, const QString &s)
     return true;
 }
 
-template<typename Char>
-bool needsCEscapes(const Char *p, int length)
+bool needsCEscapes(const char *p, int length)
 {
     for (int i = 0; i < length; ++i) {
-        if (isSpecial<Text::Plain>(uint(p[i]) & 0xffu))
+        if (isSpecial<Text::Plain>(uchar(p[i])))
             return true;
     }
     return false;
@@ -1002,16 +1001,6 @@ void mergeObject(QVariantMap &top, const QString &name, const QVariantMap &attri
 }
 
 } // namespace
-
-bool appendJson(QByteArray &out, const QVariant &value, int depth)
-{
-    std::vector<char> storage;
-    Writer w(storage);
-    if (!writeJson(w, value, depth))
-        return false;
-    out += w.bytes();
-    return true;
-}
 
 bool parseJson(const char *begin, const char *end, QVariant *value)
 {

@@ -15,8 +15,7 @@ constexpr int MaxNesting = 64;
 QByteArray encode(const QVariantMap &map, bool *ok);
 QVariantMap decode(const QByteArray &data, bool *ok);
 
-// The nested-value (JSON) part on its own, shared with the C encoder.
-bool appendJson(QByteArray &out, const QVariant &value, int depth = 0);
+// The nested-value (JSON) part of a line on its own.
 bool parseJson(const char *begin, const char *end, QVariant *value);
 
 } // namespace pps

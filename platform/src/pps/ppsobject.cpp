@@ -4,19 +4,17 @@
 #include "ppscodec_p.h"
 #include "serverendpoint_p.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QThread>
 
 #include <cerrno>
-#include <memory>
 #include <chrono>
 #include <cstring>
+#include <memory>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace om {

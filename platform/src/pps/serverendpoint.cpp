@@ -131,7 +131,6 @@ ServerEndpoint::Outcome ServerEndpoint::readBroker(QByteArray *data, int *error)
             // The bus went away, and the clients' connections go with it:
             // each client reads its end, and the server reads "-@" for each.
             ::epoll_ctl(m_poll, EPOLL_CTL_DEL, m_broker, nullptr);
-            m_brokerEnded = true;
             for (auto &entry : m_clients)
                 ::shutdown(entry.second.fd, SHUT_RDWR);
             *error = ENOTCONN;

@@ -65,7 +65,6 @@ private:
     int m_poll = -1;
     int m_broker;
     QByteArray m_name;
-    bool m_brokerEnded = false;
     std::map<quint64, Client> m_clients;
     // Connections the last poll found readable, not read yet.
     std::deque<quint64> m_ready;

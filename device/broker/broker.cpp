@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QList>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include <fcntl.h>
 #include <map>
 #include <set>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
@@ -31,6 +33,12 @@ namespace {
 // A client that does not read its messages may hold this much in the
 // broker before it is disconnected, so it cannot eat the device's memory.
 constexpr size_t MaxQueuedBytes = 32 * 1024 * 1024;
+
+// Handed-over connections are swept for ended clients once there are this
+// many, or twice as many as after the last sweep, and whenever the broker
+// has been idle for SweepIdleMs.
+constexpr size_t MinSweep = 256;
+constexpr int SweepIdleMs = 1000;
 
 
 struct Object;
@@ -64,8 +72,8 @@ struct Connection
     size_t queuedBytes = 0;
     uint32_t watched = 0; // 0: not yet in the poll set
     // The connection of a client of a control object belongs to the
-    // object's server while it has one: the broker keeps its copy only to
-    // learn when the client ends, and reads it again if the server goes.
+    // object's server while it has one: the broker keeps its copy, out of
+    // its poll set, to read it again if the server goes.
     bool handedOver = false;
 };
 
@@ -170,6 +178,11 @@ struct Broker::Impl
     std::map<int, Connection *> connections;
     std::map<QString, Object *> objects;
     std::vector<Connection *> doomed;
+    // Connections handed over to servers are not watched, so that a client's
+    // end costs the broker nothing; the ended ones are swept out now and
+    // then instead (see sweep()).
+    size_t handedOver = 0;
+    size_t sweepAt = MinSweep;
     std::thread thread;
     std::vector<char> buffer = std::vector<char>(size_t(om::bus::MaxDatagram) + 1);
 
@@ -239,25 +252,70 @@ struct Broker::Impl
         ::epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &ev);
     }
 
-    // What the broker waits for on a connection: its messages unless the
-    // connection belongs to a server now, its end, and room to write while
+    // What the broker waits for on a connection: its messages and its end
+    // unless the connection belongs to a server now, and room to write while
     // something waits to be sent.
     void rewatch(Connection *c)
     {
-        uint32_t events = EPOLLRDHUP;
+        uint32_t events = 0;
         if (!c->handedOver)
-            events |= EPOLLIN;
+            events |= EPOLLIN | EPOLLRDHUP;
         if (!c->queue.empty())
             events |= EPOLLOUT;
         if (events == c->watched)
             return;
-        const int operation = c->watched == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD;
+        int operation = EPOLL_CTL_MOD;
+        if (c->watched == 0)
+            operation = EPOLL_CTL_ADD;
+        else if (events == 0)
+            operation = EPOLL_CTL_DEL;
         c->watched = events;
         epoll_event ev;
         std::memset(&ev, 0, sizeof ev);
         ev.events = events;
         ev.data.fd = c->fd;
         ::epoll_ctl(epollFd, operation, c->fd, &ev);
+    }
+
+    void setHandedOver(Connection *c, bool handed)
+    {
+        if (c->handedOver != handed) {
+            c->handedOver = handed;
+            if (handed)
+                ++handedOver;
+            else
+                --handedOver;
+        }
+        rewatch(c);
+    }
+
+    // Dooms the connections whose clients have ended, of one object or all
+    // handed-over ones: one poll() over all of them, so that the cost per
+    // connection stays constant.
+    void sweep(Object *only = nullptr)
+    {
+        std::vector<pollfd> fds;
+        std::vector<Connection *> owners;
+        for (const auto &entry : connections) {
+            Connection *c = entry.second;
+            if (c->doomed || (only ? c->object != only || c->isServer : !c->handedOver))
+                continue;
+            fds.push_back(pollfd{c->fd, POLLRDHUP, 0});
+            owners.push_back(c);
+        }
+        if (!fds.empty() && ::poll(fds.data(), nfds_t(fds.size()), 0) > 0) {
+            for (size_t i = 0; i < fds.size(); ++i) {
+                if (fds[i].revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL))
+                    doom(owners[i]);
+            }
+        }
+    }
+
+    void sweepAll()
+    {
+        sweep();
+        reap();
+        sweepAt = std::max(MinSweep, 2 * handedOver);
     }
 
     // Removes every mirror left in the root by an earlier broker.
@@ -306,7 +364,7 @@ struct Broker::Impl
 
     void run()
     {
-        while (poll(-1)) {
+        while (poll(handedOver > 0 ? SweepIdleMs : -1)) {
         }
     }
 
@@ -321,6 +379,8 @@ struct Broker::Impl
                     continue;
                 return false;
             }
+            if (n == 0 && handedOver > 0)
+                sweepAll();
             // Messages already sent come before new connections: a subscriber
             // that opens after a publisher wrote must find what it wrote.
             bool accept = false;
@@ -353,6 +413,8 @@ struct Broker::Impl
                 acceptOne();
                 reap();
             }
+            if (handedOver >= sweepAt)
+                sweepAll();
             return true;
         }
     }
@@ -510,6 +572,8 @@ struct Broker::Impl
             Connection *c = doomed.back();
             doomed.pop_back();
             detach(c);
+            if (c->handedOver)
+                --handedOver;
             if (c->watched != 0)
                 ::epoll_ctl(epollFd, EPOLL_CTL_DEL, c->fd, nullptr);
             ::close(c->fd);
@@ -527,13 +591,12 @@ struct Broker::Impl
         if (c->isServer) {
             // The object stops existing for new opens; its open clients stay,
             // silent (the broker reads and drops what they write), for a
-            // server that registers it again.
+            // server that registers it again. Those that ended unseen go now.
+            sweep(o);
             o->server = nullptr;
             removeMirror(o);
-            for (Connection *client : o->clients) {
-                client->handedOver = false;
-                rewatch(client);
-            }
+            for (Connection *client : o->clients)
+                setHandedOver(client, false);
             if (o->clients.empty())
                 dropObject(o);
             return;
@@ -683,8 +746,10 @@ struct Broker::Impl
             writeMirror(o);
             answer(c, 0);
             // A restarted server adopts the clients that stayed open.
-            for (Connection *client : o->clients)
-                handOver(c, o, client);
+            for (Connection *client : o->clients) {
+                if (!client->doomed)
+                    handOver(c, o, client);
+            }
             return;
         }
 
@@ -728,12 +793,11 @@ struct Broker::Impl
     }
 
     // The client's connection goes to the server, which from now on reads it
-    // and writes to it directly; the broker keeps its copy to learn when the
-    // client ends, and to take it back if the server goes away.
+    // and writes to it directly; the broker keeps its copy to take it back if
+    // the server goes away.
     void handOver(Connection *server, Object *o, Connection *client)
     {
-        client->handedOver = true;
-        rewatch(client);
+        setHandedOver(client, true);
         send(server, Outgoing{openNotice(o, client), client->fd, client->id});
     }
 

@@ -2,7 +2,13 @@
 
 #include <om/ppsobject.h>
 
+#include <QPointer>
+
 namespace omdevice {
+
+namespace {
+constexpr int MaxMessagesPerWakeup = 16;
+}
 
 ControlServer::ControlServer(const QString &path, int mode, QObject *parent)
     : QObject(parent), m_path(path), m_mode(mode)
@@ -40,10 +46,21 @@ QString ControlServer::path() const
 
 void ControlServer::onReadyRead()
 {
-    bool ok = false;
-    const QByteArray data = m_pps->read(&ok);
-    if (!ok)
-        return;
+    // A client's open and its first message often arrive together: take
+    // what is there, a bounded number at a time so that other sources of
+    // events get their turn.
+    QPointer<ControlServer> self(this);
+    for (int i = 0; i < MaxMessagesPerWakeup && self && m_pps; ++i) {
+        bool ok = false;
+        const QByteArray data = m_pps->read(&ok);
+        if (!ok)
+            return;
+        handle(data);
+    }
+}
+
+void ControlServer::handle(const QByteArray &data)
+{
     // The first line names the client: "@name.<id>" for a message,
     // "+@name.<id>" and "-@name.<id>" when it opens and closes.
     const int nl = data.indexOf('\n');

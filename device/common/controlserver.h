@@ -58,6 +58,7 @@ Q_SIGNALS:
 
 private:
     void onReadyRead();
+    void handle(const QByteArray &data);
 
     QString m_path;
     QString m_objectName;

@@ -9,6 +9,7 @@
 #include <om/ppsobject.h>
 #include <sys/pps.h>
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSignalSpy>
 #include <QtTest>
@@ -28,6 +29,12 @@ const QString State = QStringLiteral("/pps/services/test/state");
 QVariantMap decoded(const QByteArray &text)
 {
     return PpsObject::decode(text);
+}
+
+// Descriptors open in this process, the broker's and the fake server's among them.
+int openDescriptors()
+{
+    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System).size();
 }
 } // namespace
 
@@ -53,6 +60,7 @@ private Q_SLOTS:
     void plainObjectMergesAndDelivers();
     void plainObjectContentComesWithOpen();
     void deadClientLeavesOthersUntouched();
+    void endedClientsAreReleased();
     void permissions();
     void mirrorFileFollowsTheObject();
     void listsObjects();
@@ -239,7 +247,13 @@ void tst_PpsObject::restartedServerAdoptsClients()
 {
     PpsObject client(Control);
     QVERIFY(client.open(PpsOpenMode::PublishSubscribe));
-    QVERIFY(m_server->waitForClients(1));
+    {
+        // A client that has ended is not handed to the next server.
+        PpsObject gone(Control);
+        QVERIFY(gone.open(PpsOpenMode::PublishSubscribe));
+        QVERIFY(m_server->waitForClients(2));
+    }
+    QVERIFY(m_server->waitForClosed(1));
     m_server->stop();
 
     // The object is gone for new opens; the open client stays, its writes dropped.
@@ -264,6 +278,9 @@ void tst_PpsObject::restartedServerAdoptsClients()
     bool ok = false;
     QCOMPARE(decoded(client.read(&ok)).value(QStringLiteral("@control")).toMap().value(QStringLiteral("id")).toString(),
              QStringLiteral("9"));
+    client.close();
+    QVERIFY(restarted.waitForClosed(1));
+    QCOMPARE(restarted.openedCount(), 1);
 }
 
 void tst_PpsObject::messageSizeLimit()
@@ -345,6 +362,21 @@ void tst_PpsObject::deadClientLeavesOthersUntouched()
     const QVariantMap answer = decoded(survivor.read(&ok)).value(QStringLiteral("@control")).toMap();
     QVERIFY(ok);
     QCOMPARE(answer.value(QStringLiteral("id")).toString(), QStringLiteral("alive"));
+}
+
+void tst_PpsObject::endedClientsAreReleased()
+{
+    // The broker keeps a copy of each client's connection while the server
+    // has it; those of clients that ended must not pile up.
+    const int before = openDescriptors();
+    for (int i = 0; i < 600; ++i) {
+        PpsObject client(Control);
+        QVERIFY(client.open(PpsOpenMode::PublishSubscribe));
+    }
+    QVERIFY(m_server->waitForClosed(600));
+    QVERIFY2(openDescriptors() < before + 600, qPrintable(QString::number(openDescriptors() - before)));
+    // And once the bus is idle, none is left.
+    QTRY_VERIFY_WITH_TIMEOUT(openDescriptors() <= before, 5000);
 }
 
 void tst_PpsObject::permissions()

@@ -154,6 +154,9 @@ ServerEndpoint::Outcome ServerEndpoint::readBroker(QByteArray *data, int *error)
                 return Nothing;
             }
             addClient(id, handed);
+            // A client writes as soon as its open is answered, which is
+            // often before the server hears of it: look at once.
+            m_ready.push_back(id);
         }
         return Message;
     }

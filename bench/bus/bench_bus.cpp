@@ -8,8 +8,11 @@
 //       connection per round trip;
 //   (d) the same request and answer as a QtDBus method call on a private
 //       dbus-daemon, over a persistent connection;
-//   (e) a QJsonDocument round trip of the same map.
-// The round trips (a), (c) and (d) are measured in turn, a few runs of each
+//   (e) a QJsonDocument round trip of the same map;
+//   (f) the exchange of (a) in raw system calls: connect to a broker, open,
+//       hand-over to a server, request and answer, with no codec and no
+//       event loop; what (a) cannot go below on this machine.
+// The round trips (a), (c), (d) and (f) are measured in turn, a few runs of each
 // at a time, and so are (b) and (e).
 // Usage: bench_bus [iterations]
 
@@ -165,6 +168,7 @@ int main(int argc, char **argv)
     std::printf("bench_bus: %d iterations; request %d bytes, answer %d bytes of PPS text\n\n",
                 iterations, int(encodedRequest.size()), int(encodedAnswer.size()));
     ombench::SocketFloor socketFloor(encodedRequest.size(), encodedAnswer.size());
+    ombench::BrokeredFloor brokeredFloor(encodedRequest.size(), encodedAnswer.size());
 
     bool failed = false;
     ombench::Interleaved inProcess;
@@ -212,6 +216,7 @@ int main(int argc, char **argv)
             failed = true;
     });
     const int floorIndex = roundTrips.add([&]() { socketFloor.roundTrip(); });
+    const int brokeredIndex = roundTrips.add([&]() { brokeredFloor.roundTrip(); });
     const int dbusIndex = dbusService > 0 ? roundTrips.add([&]() {
         const QDBusMessage reply = connection.call(call);
         if (reply.type() != QDBusMessage::ReplyMessage
@@ -222,6 +227,7 @@ int main(int argc, char **argv)
     roundTrips.run(iterations);
     const ombench::Stats channel = roundTrips.stats(channelIndex);
     const ombench::Stats floor = roundTrips.stats(floorIndex);
+    const ombench::Stats brokered = roundTrips.stats(brokeredIndex);
     ombench::Stats dbus;
     if (dbusIndex >= 0)
         dbus = roundTrips.stats(dbusIndex);
@@ -229,6 +235,8 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "bench_bus: an operation failed\n");
 
     ombench::report(QStringLiteral("(c) raw SOCK_SEQPACKET round trip (floor)"), floor);
+    ombench::report(QStringLiteral("(f) raw exchange shaped like (a)"), brokered, &floor,
+                    QStringLiteral("of (c)"));
     ombench::report(QStringLiteral("(a) NotificationPpsChannel::sendAndWait"), channel, &floor,
                     QStringLiteral("of (c)"));
     if (dbus.iterations > 0) {

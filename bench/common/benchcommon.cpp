@@ -1,5 +1,7 @@
 #include "benchcommon.h"
 
+#include "pps/busprotocol_p.h"
+
 #include <QFile>
 
 #include <algorithm>
@@ -8,6 +10,7 @@
 #include <cstring>
 #include <csignal>
 #include <cstdlib>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -38,7 +41,17 @@ double timeOnce(const std::function<void()> &operation)
     return std::chrono::duration<double, std::nano>(end - start).count();
 }
 
-// Runs in a forked child: only system calls, on buffers made before the fork.
+sockaddr_un addressOf(const QByteArray &path)
+{
+    sockaddr_un addr;
+    std::memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    std::memcpy(addr.sun_path, path.constData(), std::min(size_t(path.size()), sizeof addr.sun_path - 1));
+    return addr;
+}
+
+// The servers below run in forked children: only system calls, on buffers
+// made before the fork.
 void serveFloor(int listener, std::vector<char> &in, const std::vector<char> &out)
 {
     for (;;) {
@@ -49,6 +62,104 @@ void serveFloor(int listener, std::vector<char> &in, const std::vector<char> &ou
             ::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
         ::close(fd);
     }
+}
+
+// The broker of BrokeredFloor: answers each open and hands the connection to
+// the server, keeping copies that it closes a batch at a time.
+void serveBroker(int listener, int link, std::vector<char> &in)
+{
+    std::vector<int> kept;
+    for (;;) {
+        const int fd = ::accept(listener, nullptr, nullptr);
+        if (fd < 0)
+            continue;
+        ucred cred;
+        socklen_t length = sizeof cred;
+        ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &length);
+        if (::recv(fd, in.data(), in.size(), 0) <= 0) {
+            ::close(fd);
+            continue;
+        }
+        ::send(fd, "0\n", 2, MSG_NOSIGNAL);
+        static const char notice[] = "+@control.1\npid:n:1\nuid:n:0\ngid:n:0\npackage::bench\n";
+        om::bus::sendWithDescriptor(link, notice, sizeof notice - 1, fd, 0);
+        kept.push_back(fd);
+        if (kept.size() >= 256) {
+            for (const int k : kept)
+                ::close(k);
+            kept.clear();
+        }
+    }
+}
+
+// The server of BrokeredFloor: one epoll set over the link to the broker and
+// the connections handed to it.
+void serveHandedOver(int link, std::vector<char> &in, const std::vector<char> &out)
+{
+    const int poll = ::epoll_create1(0);
+    epoll_event ev;
+    std::memset(&ev, 0, sizeof ev);
+    ev.events = EPOLLIN;
+    ev.data.fd = link;
+    ::epoll_ctl(poll, EPOLL_CTL_ADD, link, &ev);
+    for (;;) {
+        epoll_event ready[16];
+        const int n = ::epoll_wait(poll, ready, 16, -1);
+        for (int i = 0; i < n; ++i) {
+            const int fd = ready[i].data.fd;
+            if (fd == link) {
+                int client = -1;
+                if (om::bus::receiveWithDescriptor(link, in.data(), in.size(), &client, 0) <= 0)
+                    ::_exit(0);
+                if (client < 0)
+                    continue;
+                ev.data.fd = client;
+                ::epoll_ctl(poll, EPOLL_CTL_ADD, client, &ev);
+                continue;
+            }
+            if (::recv(fd, in.data(), in.size(), MSG_DONTWAIT) > 0) {
+                ::send(fd, out.data(), out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            } else {
+                ::epoll_ctl(poll, EPOLL_CTL_DEL, fd, nullptr);
+                ::close(fd);
+            }
+        }
+    }
+}
+
+// A listening socket in a new temporary directory; -1 on failure.
+int listenInTemporaryDirectory(QByteArray *path)
+{
+    char dir[] = "/tmp/ombench-XXXXXX";
+    if (!::mkdtemp(dir))
+        return -1;
+    *path = QByteArray(dir) + "/socket";
+    const sockaddr_un addr = addressOf(*path);
+    const int listener = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
+    if (::bind(listener, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0
+        || ::listen(listener, 64) != 0) {
+        ::close(listener);
+        return -1;
+    }
+    return listener;
+}
+
+int connectTo(const QByteArray &path)
+{
+    const sockaddr_un addr = addressOf(path);
+    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
+    ::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr);
+    return fd;
+}
+
+int forkChild(const std::function<void()> &body)
+{
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        body();
+        ::_exit(0);
+    }
+    return int(pid);
 }
 
 } // namespace
@@ -91,35 +202,18 @@ Stats Interleaved::stats(int index) const
     return statsOf(m_times.at(size_t(index)));
 }
 
-SocketFloor::SocketFloor(int requestBytes, int answerBytes)
+RawExchange::RawExchange(int requestBytes, int answerBytes)
     : m_out(size_t(requestBytes), 'r'), m_in(size_t(answerBytes) + 1024)
 {
-    char dir[] = "/tmp/ombench-XXXXXX";
-    if (!::mkdtemp(dir))
-        return;
-    m_path = QByteArray(dir) + "/floor";
-    sockaddr_un addr;
-    std::memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    std::memcpy(addr.sun_path, m_path.constData(), size_t(m_path.size()));
-    const int listener = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
-    ::bind(listener, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
-    ::listen(listener, 64);
-    std::vector<char> serverIn(size_t(requestBytes) + 1024);
-    const std::vector<char> serverOut(size_t(answerBytes), 'a');
-    m_child = ::fork();
-    if (m_child == 0) {
-        serveFloor(listener, serverIn, serverOut);
-        ::_exit(0);
-    }
-    ::close(listener);
 }
 
-SocketFloor::~SocketFloor()
+RawExchange::~RawExchange()
 {
-    if (m_child > 0) {
-        ::kill(m_child, SIGKILL);
-        ::waitpid(m_child, nullptr, 0);
+    for (const int child : m_children) {
+        if (child > 0) {
+            ::kill(child, SIGKILL);
+            ::waitpid(child, nullptr, 0);
+        }
     }
     if (!m_path.isEmpty()) {
         ::unlink(m_path.constData());
@@ -127,14 +221,50 @@ SocketFloor::~SocketFloor()
     }
 }
 
+SocketFloor::SocketFloor(int requestBytes, int answerBytes) : RawExchange(requestBytes, answerBytes)
+{
+    const int listener = listenInTemporaryDirectory(&m_path);
+    if (listener < 0)
+        return;
+    std::vector<char> serverIn(size_t(requestBytes) + 1024);
+    const std::vector<char> serverOut(size_t(answerBytes), 'a');
+    m_children.push_back(forkChild([&]() { serveFloor(listener, serverIn, serverOut); }));
+    ::close(listener);
+}
+
 void SocketFloor::roundTrip()
 {
-    sockaddr_un addr;
-    std::memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    std::memcpy(addr.sun_path, m_path.constData(), size_t(m_path.size()));
-    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
-    ::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    const int fd = connectTo(m_path);
+    ::send(fd, m_out.data(), m_out.size(), MSG_NOSIGNAL);
+    ::recv(fd, m_in.data(), m_in.size(), 0);
+    ::close(fd);
+}
+
+BrokeredFloor::BrokeredFloor(int requestBytes, int answerBytes) : RawExchange(requestBytes, answerBytes)
+{
+    const int listener = listenInTemporaryDirectory(&m_path);
+    if (listener < 0)
+        return;
+    int link[2];
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, link) != 0) {
+        ::close(listener);
+        return;
+    }
+    std::vector<char> in(size_t(requestBytes) + 1024);
+    const std::vector<char> out(size_t(answerBytes), 'a');
+    m_children.push_back(forkChild([&]() { serveBroker(listener, link[0], in); }));
+    m_children.push_back(forkChild([&]() { serveHandedOver(link[1], in, out); }));
+    ::close(listener);
+    ::close(link[0]);
+    ::close(link[1]);
+}
+
+void BrokeredFloor::roundTrip()
+{
+    static const char open[] = "OPEN\n/pps/services/notify/control\n3\n\nbench";
+    const int fd = connectTo(m_path);
+    ::send(fd, open, sizeof open - 1, MSG_NOSIGNAL);
+    ::recv(fd, m_in.data(), m_in.size(), 0);
     ::send(fd, m_out.data(), m_out.size(), MSG_NOSIGNAL);
     ::recv(fd, m_in.data(), m_in.size(), 0);
     ::close(fd);

@@ -43,23 +43,49 @@ private:
 };
 
 /**
- * The floor under any request and answer between two processes: a raw
- * SOCK_SEQPACKET ping-pong with a new connection per round trip, the server
- * in a child process, @p requestBytes out and @p answerBytes back.
+ * A request and answer in raw system calls, @p requestBytes out and
+ * @p answerBytes back, against servers in child processes.
  */
-class SocketFloor
+class RawExchange
 {
 public:
-    SocketFloor(int requestBytes, int answerBytes);
-    ~SocketFloor();
-    /** One round trip. */
-    void roundTrip();
+    RawExchange(int requestBytes, int answerBytes);
+    virtual ~RawExchange();
+    /** One round trip, with a new connection. */
+    virtual void roundTrip() = 0;
 
-private:
+protected:
     std::vector<char> m_out;
     std::vector<char> m_in;
     QByteArray m_path;
-    int m_child = -1;
+    std::vector<int> m_children;
+};
+
+/**
+ * The floor under any request and answer between two processes: a raw
+ * SOCK_SEQPACKET ping-pong with a new connection per round trip, the server
+ * in a child process.
+ */
+class SocketFloor : public RawExchange
+{
+public:
+    SocketFloor(int requestBytes, int answerBytes);
+    void roundTrip() override;
+};
+
+/**
+ * The same request and answer in the shape of an exchange on the bus: the
+ * client connects to a broker process, names the object and waits for the
+ * broker's answer; the broker hands the connection to a server process
+ * (SCM_RIGHTS) and keeps a copy; the client sends the request, reads the
+ * answer and closes, and the server closes its end. No codec and no event
+ * loop: the least an exchange of this shape costs on the machine.
+ */
+class BrokeredFloor : public RawExchange
+{
+public:
+    BrokeredFloor(int requestBytes, int answerBytes);
+    void roundTrip() override;
 };
 
 /** The floor measured on its own. */

@@ -495,21 +495,7 @@ struct Broker::Impl
     {
         if (out.fd < 0)
             return ::send(fd, out.data.constData(), size_t(out.data.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
-        iovec iov{const_cast<char *>(out.data.constData()), size_t(out.data.size())};
-        char control[CMSG_SPACE(sizeof(int))];
-        std::memset(control, 0, sizeof control);
-        msghdr msg;
-        std::memset(&msg, 0, sizeof msg);
-        msg.msg_iov = &iov;
-        msg.msg_iovlen = 1;
-        msg.msg_control = control;
-        msg.msg_controllen = sizeof control;
-        cmsghdr *cmsg = CMSG_FIRSTHDR(&msg);
-        cmsg->cmsg_level = SOL_SOCKET;
-        cmsg->cmsg_type = SCM_RIGHTS;
-        cmsg->cmsg_len = CMSG_LEN(sizeof(int));
-        std::memcpy(CMSG_DATA(cmsg), &out.fd, sizeof(int));
-        return ::sendmsg(fd, &msg, MSG_DONTWAIT | MSG_NOSIGNAL);
+        return om::bus::sendWithDescriptor(fd, out.data.constData(), size_t(out.data.size()), out.fd, MSG_DONTWAIT);
     }
 
     void send(Connection *c, const Outgoing &out)

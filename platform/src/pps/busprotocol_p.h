@@ -16,6 +16,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cstring>
+#include <sys/socket.h>
 #include <sys/types.h>
 
 namespace om {
@@ -47,6 +49,52 @@ QByteArray openRequest(const QString &objectPath, int mode, const QString &optio
 // MaxDatagram bytes for every message costs more than the message itself.
 // Returns the byte count, 0 at the end of the connection, -1 with errno.
 ssize_t receive(int fd, int flags, QByteArray *data);
+
+// One datagram of @p iov with @p control for a passed descriptor.
+inline msghdr messageWithRoomForDescriptor(iovec *iov, char *control, size_t controlSize)
+{
+    msghdr msg;
+    std::memset(&msg, 0, sizeof msg);
+    msg.msg_iov = iov;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = controlSize;
+    return msg;
+}
+
+// Sends one datagram with @p descriptor passed along (SCM_RIGHTS): how the
+// broker hands a client's connection to a server.
+inline ssize_t sendWithDescriptor(int socket, const char *data, size_t size, int descriptor, int flags)
+{
+    iovec iov{const_cast<char *>(data), size};
+    char control[CMSG_SPACE(sizeof(int))];
+    std::memset(control, 0, sizeof control);
+    msghdr msg = messageWithRoomForDescriptor(&iov, control, sizeof control);
+    cmsghdr *cmsg = CMSG_FIRSTHDR(&msg);
+    cmsg->cmsg_level = SOL_SOCKET;
+    cmsg->cmsg_type = SCM_RIGHTS;
+    cmsg->cmsg_len = CMSG_LEN(sizeof(int));
+    std::memcpy(CMSG_DATA(cmsg), &descriptor, sizeof descriptor);
+    return ::sendmsg(socket, &msg, flags | MSG_NOSIGNAL);
+}
+
+// Receives one datagram into @p data; *descriptor is the descriptor that came
+// with it, or -1.
+inline ssize_t receiveWithDescriptor(int socket, char *data, size_t size, int *descriptor, int flags)
+{
+    iovec iov{data, size};
+    char control[CMSG_SPACE(sizeof(int))];
+    msghdr msg = messageWithRoomForDescriptor(&iov, control, sizeof control);
+    const ssize_t n = ::recvmsg(socket, &msg, flags | MSG_CMSG_CLOEXEC);
+    *descriptor = -1;
+    if (n < 0)
+        return n;
+    for (cmsghdr *c = CMSG_FIRSTHDR(&msg); c; c = CMSG_NXTHDR(&msg, c)) {
+        if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_RIGHTS)
+            std::memcpy(descriptor, CMSG_DATA(c), sizeof(int));
+    }
+    return n;
+}
 
 // Splits "/pps/a/b?wait,server" into the object path and its option text.
 inline void splitPath(const QString &full, QString *object, QString *options)

@@ -113,16 +113,9 @@ bool ServerEndpoint::read(bool blocking, QByteArray *data, int *error)
 ServerEndpoint::Outcome ServerEndpoint::readBroker(QByteArray *data, int *error)
 {
     thread_local char buffer[MaxDatagram];
-    char control[CMSG_SPACE(sizeof(int))];
     for (;;) {
-        iovec iov{buffer, sizeof buffer};
-        msghdr msg;
-        std::memset(&msg, 0, sizeof msg);
-        msg.msg_iov = &iov;
-        msg.msg_iovlen = 1;
-        msg.msg_control = control;
-        msg.msg_controllen = sizeof control;
-        const ssize_t n = ::recvmsg(m_broker, &msg, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+        int handed = -1;
+        const ssize_t n = receiveWithDescriptor(m_broker, buffer, sizeof buffer, &handed, MSG_DONTWAIT);
         if (n < 0 && (errno == EINTR || errno == ECONNRESET))
             continue;
         if (n < 0 && errno == EAGAIN)
@@ -135,11 +128,6 @@ ServerEndpoint::Outcome ServerEndpoint::readBroker(QByteArray *data, int *error)
                 ::shutdown(entry.second.fd, SHUT_RDWR);
             *error = ENOTCONN;
             return Failed;
-        }
-        int handed = -1;
-        for (cmsghdr *c = CMSG_FIRSTHDR(&msg); c; c = CMSG_NXTHDR(&msg, c)) {
-            if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_RIGHTS)
-                std::memcpy(&handed, CMSG_DATA(c), sizeof(int));
         }
         *data = QByteArray(buffer, int(n));
         if (handed >= 0) {

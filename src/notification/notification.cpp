@@ -37,8 +37,8 @@ QVariantMap NotificationPrivate::notifyMessage() const
         dat.insert(s_attributeTitle, title);
     if (!body.isNull())
         dat.insert(s_attributeBody, body);
-    if (timestamp.isValid())
-        dat.insert(s_attributeTimestamp, QString::number(timestamp.toMSecsSinceEpoch(), 10));
+    if (!timestampText.isEmpty())
+        dat.insert(s_attributeTimestamp, timestampText);
     dat.insert(s_attributeBadge, s_attributeValueTrue);
 
     const QString sound = wireFileUrl(soundUrl);
@@ -187,8 +187,10 @@ QDateTime Notification::timestamp() const
 void Notification::setTimestamp(const QDateTime &timestamp)
 {
     Q_D(Notification);
-    if (assign(d->timestamp, timestamp))
+    if (assign(d->timestamp, timestamp)) {
+        d->timestampText = d->timestamp.isValid() ? QString::number(d->timestamp.toMSecsSinceEpoch(), 10) : QString();
         Q_EMIT timestampChanged(d->timestamp);
+    }
 }
 
 void Notification::setTimestamp(qint64 millisecondsTimestamp)

@@ -29,6 +29,9 @@ public:
     QString title;
     QString body;
     QDateTime timestamp;
+    // Its wire form, made when it is set: turning a local time into
+    // milliseconds asks the C library for the time zone each time.
+    QString timestampText;
     QUrl soundUrl;
     QUrl iconUrl;
     NotificationType::Type type = NotificationType::Default;

@@ -39,7 +39,8 @@ QString UIToolkitSupport::absolutePathFromUrl(const QUrl &url)
     }
     if (path.isEmpty())
         return QString();
-    return QDir::cleanPath(QDir::current().absoluteFilePath(path));
+    // Only a relative path needs the working directory (a system call).
+    return QDir::cleanPath(QDir::isAbsolutePath(path) ? path : QDir::current().absoluteFilePath(path));
 }
 
 } // namespace om

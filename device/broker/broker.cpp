@@ -36,9 +36,11 @@ constexpr size_t MaxQueuedBytes = 32 * 1024 * 1024;
 
 // Handed-over connections are swept for ended clients once there are this
 // many, or twice as many as after the last sweep, and whenever the broker
-// has been idle for SweepIdleMs.
+// has been idle for a while: a second after a hand-over, then twice as long
+// after each idle sweep that found nothing, up to MaxSweepIdleMs.
 constexpr size_t MinSweep = 256;
-constexpr int SweepIdleMs = 1000;
+constexpr int MinSweepIdleMs = 1000;
+constexpr int MaxSweepIdleMs = 64000;
 
 
 struct Object;
@@ -183,6 +185,7 @@ struct Broker::Impl
     // then instead (see sweep()).
     size_t handedOver = 0;
     size_t sweepAt = MinSweep;
+    int sweepIdleMs = MinSweepIdleMs;
     std::thread thread;
     std::vector<char> buffer = std::vector<char>(size_t(om::bus::MaxDatagram) + 1);
 
@@ -292,8 +295,9 @@ struct Broker::Impl
     // Dooms the connections whose clients have ended, of one object or all
     // handed-over ones: one poll() over all of them, so that the cost per
     // connection stays constant.
-    void sweep(Object *only = nullptr)
+    bool sweep(Object *only = nullptr)
     {
+        bool found = false;
         std::vector<pollfd> fds;
         std::vector<Connection *> owners;
         for (const auto &entry : connections) {
@@ -305,17 +309,22 @@ struct Broker::Impl
         }
         if (!fds.empty() && ::poll(fds.data(), nfds_t(fds.size()), 0) > 0) {
             for (size_t i = 0; i < fds.size(); ++i) {
-                if (fds[i].revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL))
+                if (fds[i].revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL)) {
                     doom(owners[i]);
+                    found = true;
+                }
             }
         }
+        return found;
     }
 
-    void sweepAll()
+    // Returns whether any connection had ended.
+    bool sweepAll()
     {
-        sweep();
+        const bool found = sweep();
         reap();
         sweepAt = std::max(MinSweep, 2 * handedOver);
+        return found;
     }
 
     // Removes every mirror left in the root by an earlier broker.
@@ -364,7 +373,7 @@ struct Broker::Impl
 
     void run()
     {
-        while (poll(handedOver > 0 ? SweepIdleMs : -1)) {
+        while (poll(handedOver > 0 ? sweepIdleMs : -1)) {
         }
     }
 
@@ -379,8 +388,8 @@ struct Broker::Impl
                     continue;
                 return false;
             }
-            if (n == 0 && handedOver > 0)
-                sweepAll();
+            if (n == 0 && handedOver > 0 && !sweepAll())
+                sweepIdleMs = std::min(2 * sweepIdleMs, MaxSweepIdleMs);
             // Messages already sent come before new connections: a subscriber
             // that opens after a publisher wrote must find what it wrote.
             bool accept = false;
@@ -784,6 +793,7 @@ struct Broker::Impl
     void handOver(Connection *server, Object *o, Connection *client)
     {
         setHandedOver(client, true);
+        sweepIdleMs = MinSweepIdleMs;
         send(server, Outgoing{openNotice(o, client), client->fd, client->id});
     }
 

@@ -13,22 +13,13 @@ namespace platform {
 
 namespace {
 
-const QString PPS_NOTIFY_CONTROL_PATH = QStringLiteral("/pps/services/notify/control?wait");
 const QString PPS_ID = QStringLiteral("_NotificationApplicationSettings");
 
 // What the service's query answer calls the kind of settings asked for.
 const QString QUERY_TYPE_CATEGORY = QStringLiteral("category");
 
-NotificationPolicy::Type convertStringToNotificationPolicy(const QString &text)
-{
-    if (text == s_attributePolicyAllow || text == s_attributeValueTrue)
-        return NotificationPolicy::Allow;
-    if (text == s_attributePolicyDeny || text == s_attributeValueFalse)
-        return NotificationPolicy::Deny;
-    qWarning() << "NotificationPolicy::convertStringToNotificationPolicy() Unknown policy: "
-               << text;
-    return NotificationPolicy::Unknown;
-}
+const char *const UnknownPolicyWarning =
+    "NotificationPolicy::convertStringToNotificationPolicy() Unknown policy: ";
 
 NotificationPriorityPolicy::Type convertStringToNotificationPriorityPolicy(const QString &text)
 {
@@ -50,7 +41,7 @@ NotificationPriorityPolicy::Type convertStringToNotificationPriorityPolicy(const
 // there is no answer.
 QVariantMap readApplicationSettings()
 {
-    om::PpsObject pps(PPS_NOTIFY_CONTROL_PATH);
+    om::PpsObject pps(s_notifyControlWaitPath);
     if (!pps.open(om::PpsOpenMode::PublishSubscribe)) {
         qWarning() << "NotificationApplicationSettings::readApplicationSettings() the PPS channel "
                       "is not open.";
@@ -85,7 +76,7 @@ NotificationApplicationSettingsPrivate::NotificationApplicationSettingsPrivate(
 {
     registerSettingsMetaTypes();
 
-    pps = new om::PpsObject(PPS_NOTIFY_CONTROL_PATH, this);
+    pps = new om::PpsObject(s_notifyControlWaitPath, this);
     if (pps->open(om::PpsOpenMode::PublishSubscribe)) {
         connect(pps, &om::PpsObject::readyRead, this,
                 &NotificationApplicationSettingsPrivate::onReadyRead);
@@ -102,7 +93,7 @@ NotificationApplicationSettingsPrivate::NotificationApplicationSettingsPrivate(
 void NotificationApplicationSettingsPrivate::applySettings(const QVariantMap &dat, bool notify)
 {
     const auto policy = [](const QVariant &text) {
-        return convertStringToNotificationPolicy(text.toString());
+        return convertStringToNotificationPolicy(text.toString(), UnknownPolicyWarning);
     };
     using Q = NotificationApplicationSettings;
     // One attribute after the other, so that a slot of an earlier signal

@@ -14,7 +14,6 @@ namespace platform {
 
 namespace {
 
-const QString PPS_NOTIFY_CONTROL_PATH = QStringLiteral("/pps/services/notify/control?wait");
 const QString PPS_ID = QStringLiteral("_NotificationDefaultApplicationSettings");
 
 QString convertNotificationPriorityPolicyToPpsString(NotificationPriorityPolicy::Type policy)
@@ -35,7 +34,7 @@ QString convertNotificationPriorityPolicyToPpsString(NotificationPriorityPolicy:
 
 NotificationSettingsError::Type registerApplicationSettings(const QVariantMap &settings)
 {
-    om::PpsObject pps(PPS_NOTIFY_CONTROL_PATH);
+    om::PpsObject pps(s_notifyControlWaitPath);
     if (!pps.open(om::PpsOpenMode::PublishSubscribe)) {
         qWarning() << "NoitifcaionDefaultApplicationSettings::registerApplicationSettings() Could "
                       "not open PPS";

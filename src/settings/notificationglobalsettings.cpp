@@ -13,22 +13,13 @@ namespace platform {
 
 namespace {
 
-const QString PPS_NOTIFY_CONTROL_PATH = QStringLiteral("/pps/services/notify/control?wait");
 const QString PPS_ID = QStringLiteral("_NotificationGlobalSettings");
 const QString PPS_NOTIFY_SETTINGS_CONTROL_PATH =
     QStringLiteral("/pps/services/notify/settings-control?wait");
 
-NotificationPolicy::Type convertStringToNotificationPolicy(const QString &text)
-{
-    if (text == s_attributePolicyAllow || text == s_attributeValueTrue)
-        return NotificationPolicy::Allow;
-    if (text == s_attributePolicyDeny || text == s_attributeValueFalse)
-        return NotificationPolicy::Deny;
-    qWarning() << "NotificationGlobalSettings::convertStringToNotificationPolicy(): Unknown "
-                  "NotificationMode: "
-               << text;
-    return NotificationPolicy::Unknown;
-}
+const char *const UnknownPolicyWarning =
+    "NotificationGlobalSettings::convertStringToNotificationPolicy(): Unknown "
+    "NotificationMode: ";
 
 NotificationMode::Type convertStringToNotificationMode(const QString &text)
 {
@@ -140,7 +131,7 @@ NotificationSettingsError::Type updateGlobalSettings(const QString &attribute, c
 // The service's answer to "query", decoded; empty if there is none.
 QVariantMap readGlobalSettings()
 {
-    om::PpsObject pps(PPS_NOTIFY_CONTROL_PATH);
+    om::PpsObject pps(s_notifyControlWaitPath);
     if (!pps.open(om::PpsOpenMode::PublishSubscribe))
         return QVariantMap();
     QVariantMap dat;
@@ -167,7 +158,7 @@ NotificationGlobalSettingsPrivate::NotificationGlobalSettingsPrivate(
 {
     registerSettingsMetaTypes();
 
-    pps = new om::PpsObject(PPS_NOTIFY_CONTROL_PATH, this);
+    pps = new om::PpsObject(s_notifyControlWaitPath, this);
     if (pps->open(om::PpsOpenMode::PublishSubscribe)) {
         connect(pps, &om::PpsObject::readyRead, this,
                 &NotificationGlobalSettingsPrivate::onReadyRead);
@@ -185,7 +176,7 @@ void NotificationGlobalSettingsPrivate::applySettings(const QVariantMap &decoded
 {
     const QVariantMap dat = controlData(decoded);
     const auto policy = [](const QVariant &text) {
-        return convertStringToNotificationPolicy(text.toString());
+        return convertStringToNotificationPolicy(text.toString(), UnknownPolicyWarning);
     };
     using Q = NotificationGlobalSettings;
     // One attribute after the other, so that a slot of an earlier signal

@@ -44,6 +44,19 @@ QVariantMap controlData(const QVariantMap &decoded)
     return decoded.value(s_objectControl).toMap().value(s_attributeDat).toMap();
 }
 
+const QString s_notifyControlWaitPath = QStringLiteral("/pps/services/notify/control?wait");
+
+NotificationPolicy::Type convertStringToNotificationPolicy(const QString &text,
+                                                           const char *unknownWarning)
+{
+    if (text == s_attributePolicyAllow || text == s_attributeValueTrue)
+        return NotificationPolicy::Allow;
+    if (text == s_attributePolicyDeny || text == s_attributeValueFalse)
+        return NotificationPolicy::Deny;
+    qWarning() << unknownWarning << text;
+    return NotificationPolicy::Unknown;
+}
+
 QString convertNotificationPolicyToPpsString(NotificationPolicy::Type policy)
 {
     switch (policy) {

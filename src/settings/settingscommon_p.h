@@ -32,6 +32,14 @@ bool readDecoded(om::PpsObject *pps, QVariantMap *decoded, const char *readFaile
  *  an empty map if either is missing. */
 QVariantMap controlData(const QVariantMap &decoded);
 
+/** The notification service's control object, read with blocking reads. */
+extern const QString s_notifyControlWaitPath;
+
+/** "on" or "true" is Allow, "off" or "false" Deny; anything else is
+ *  Unknown and logged as @p unknownWarning followed by the text. */
+NotificationPolicy::Type convertStringToNotificationPolicy(const QString &text,
+                                                           const char *unknownWarning);
+
 /** "on" for Allow, "off" for Deny, the empty text for anything else. */
 QString convertNotificationPolicyToPpsString(NotificationPolicy::Type policy);
 

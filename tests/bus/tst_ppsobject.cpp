@@ -11,7 +11,9 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSignalSpy>
+#include <QThread>
 #include <QtTest>
 
 #include <cerrno>
@@ -29,6 +31,28 @@ const QString State = QStringLiteral("/pps/services/test/state");
 QVariantMap decoded(const QByteArray &text)
 {
     return PpsObject::decode(text);
+}
+
+// Opens @p pps and writes it a message named @p msg.
+bool openAndSend(PpsObject &pps, const QString &msg)
+{
+    return pps.open(PpsOpenMode::PublishSubscribe) && pps.writeMessage(msg, msg, QVariantMap()) == 0;
+}
+
+// Answers the client that wrote the message named @p msg, with that name as "res".
+bool answer(omtest::FakeServer &server, const QString &msg)
+{
+    for (const omtest::Received &r : server.received()) {
+        if (r.msg() == msg)
+            return server.reply(r.clientId, {{QStringLiteral("res"), msg}});
+    }
+    return false;
+}
+
+// The "res" of an answer to a control object.
+QString resultOf(const QByteArray &text)
+{
+    return decoded(text).value(QStringLiteral("@control")).toMap().value(QStringLiteral("res")).toString();
 }
 
 // Descriptors open in this process, the broker's and the fake server's among them.
@@ -61,6 +85,14 @@ private Q_SLOTS:
     void plainObjectContentComesWithOpen();
     void deadClientLeavesOthersUntouched();
     void endedClientsAreReleased();
+    void eachObjectHearsOnlyItsOwnData();
+    void blockingRequestInsideSlot();
+    void movedObjectIsToldOnItsThread();
+    void connectionEndIsToldOnce_data();
+    void connectionEndIsToldOnce();
+    void closedObjectLeavesNoReadinessBehind_data();
+    void closedObjectLeavesNoReadinessBehind();
+    void forkedChildLeavesParentWatching();
     void permissions();
     void mirrorFileFollowsTheObject();
     void listsObjects();
@@ -379,6 +411,203 @@ void tst_PpsObject::endedClientsAreReleased()
     QTRY_VERIFY_WITH_TIMEOUT(openDescriptors() <= before, 5000);
 }
 
+void tst_PpsObject::eachObjectHearsOnlyItsOwnData()
+{
+    // The objects of one thread share a watcher; an answer wakes only its own.
+    PpsObject a(Control), b(Control), c(Control);
+    QSignalSpy toldA(&a, &PpsObject::readyRead), toldB(&b, &PpsObject::readyRead), toldC(&c, &PpsObject::readyRead);
+    PpsObject *const objects[] = {&a, &b, &c};
+    QSignalSpy *const told[] = {&toldA, &toldB, &toldC};
+    const QString names[] = {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")};
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(openAndSend(*objects[i], names[i]));
+    QVERIFY(m_server->waitForReceived(3));
+
+    QList<int> expected{0, 0, 0};
+    for (const int target : {1, 0, 2}) {
+        QVERIFY(answer(*m_server, names[target]));
+        QVERIFY(told[target]->wait());
+        bool ok = false;
+        QCOMPARE(resultOf(objects[target]->read(&ok)), names[target]);
+        expected[target] = 1;
+        QCOMPARE((QList<int>{toldA.count(), toldB.count(), toldC.count()}), expected);
+    }
+}
+
+void tst_PpsObject::blockingRequestInsideSlot()
+{
+    // A slot that waits in a loop of its own for another object's answer, as
+    // a blocking request does, gets it while the first object's readyRead is
+    // still being handled.
+    m_server->answerOk(QStringLiteral("outer"));
+    m_server->answerOk(QStringLiteral("inner"));
+    enum Ending { NotYet, ByReadyRead, ByGuard };
+    int ending = NotYet;
+    QString innerResult;
+    PpsObject outer(Control);
+    connect(&outer, &PpsObject::readyRead, &outer, [&]() {
+        bool ok = false;
+        outer.read(&ok);
+        PpsObject inner(Control);
+        if (ending != NotYet || !openAndSend(inner, QStringLiteral("inner")))
+            return;
+        QEventLoop loop;
+        connect(&inner, &PpsObject::readyRead, &loop, [&]() { loop.exit(ByReadyRead); });
+        QTimer::singleShot(5000, &loop, [&]() { loop.exit(ByGuard); });
+        ending = loop.exec();
+        innerResult = resultOf(inner.read(&ok));
+    });
+    QVERIFY(openAndSend(outer, QStringLiteral("outer")));
+    QTRY_VERIFY_WITH_TIMEOUT(ending != NotYet, 10000);
+    QCOMPARE(ending, int(ByReadyRead));
+    QCOMPARE(innerResult, QStringLiteral("inner"));
+}
+
+void tst_PpsObject::movedObjectIsToldOnItsThread()
+{
+    QThread thread;
+    thread.start();
+    std::unique_ptr<PpsObject> moved(new PpsObject(Control));
+    const auto finish = qScopeGuard([&]() {
+        if (moved->thread() == &thread)
+            QMetaObject::invokeMethod(moved.get(), [&]() { moved.reset(); }, Qt::BlockingQueuedConnection);
+        moved.reset();
+        thread.quit();
+        thread.wait();
+    });
+    PpsObject stay(Control);
+    QVERIFY(openAndSend(stay, QStringLiteral("stay")));
+    QVERIFY(openAndSend(*moved, QStringLiteral("moved")));
+    QVERIFY(m_server->waitForReceived(2));
+
+    // Which thread emits the moved object's readyRead, and what it read there.
+    QObject here;
+    QList<QPair<QThread *, QString>> heard;
+    connect(
+        moved.get(), &PpsObject::readyRead, moved.get(),
+        [&]() {
+            bool ok = false;
+            const QString res = resultOf(moved->read(&ok));
+            QThread *const by = QThread::currentThread();
+            QMetaObject::invokeMethod(&here, [&heard, by, res]() { heard.append({by, res}); });
+        },
+        Qt::DirectConnection);
+    moved->moveToThread(&thread);
+    QSignalSpy stayTold(&stay, &PpsObject::readyRead);
+
+    QVERIFY(answer(*m_server, QStringLiteral("moved")));
+    QTRY_COMPARE(heard.size(), 1);
+    QCOMPARE(heard.first().first, &thread);
+    QCOMPARE(heard.first().second, QStringLiteral("moved"));
+    QCOMPARE(stayTold.count(), 0);
+
+    QVERIFY(answer(*m_server, QStringLiteral("stay")));
+    QVERIFY(stayTold.wait());
+    bool ok = false;
+    QCOMPARE(resultOf(stay.read(&ok)), QStringLiteral("stay"));
+    QCOMPARE(heard.size(), 1);
+}
+
+void tst_PpsObject::connectionEndIsToldOnce_data()
+{
+    QTest::addColumn<bool>("answered"); // an answer is still unread when the connection ends
+    QTest::addColumn<bool>("readInSlot");
+    QTest::addColumn<int>("maxTold");
+
+    QTest::newRow("nothing unread") << false << true << 1;
+    QTest::newRow("answer unread") << true << true << 2;
+    QTest::newRow("reader does not read") << false << false << 1;
+}
+
+void tst_PpsObject::connectionEndIsToldOnce()
+{
+    QFETCH(bool, answered);
+    QFETCH(bool, readInSlot);
+    QFETCH(int, maxTold);
+    PpsObject client(Control);
+    QVERIFY(openAndSend(client, QStringLiteral("hello")));
+    QVERIFY(m_server->waitForReceived(1));
+    if (answered)
+        QVERIFY(answer(*m_server, QStringLiteral("hello")));
+    int told = 0;
+    QStringList got;
+    connect(&client, &PpsObject::readyRead, &client, [&]() {
+        ++told;
+        for (bool ok = readInSlot; ok;) {
+            const QByteArray data = client.read(&ok);
+            if (ok)
+                got.append(resultOf(data));
+        }
+    });
+    // Server and broker go: nobody is left at the other end.
+    m_server.reset();
+    m_broker->stop();
+    QTRY_VERIFY(told > 0);
+    // An end told again and again would pile up meanwhile.
+    QTest::qWait(200);
+    QVERIFY2(told <= maxTold, qPrintable(QString::number(told)));
+    QCOMPARE(got, answered ? QStringList{QStringLiteral("hello")} : QStringList());
+    bool ok = true;
+    QVERIFY(client.read(&ok).isEmpty());
+    QVERIFY(!ok);
+    QCOMPARE(client.error(), ENOTCONN);
+}
+
+void tst_PpsObject::closedObjectLeavesNoReadinessBehind_data()
+{
+    QTest::addColumn<bool>("inSlot");
+    QTest::addColumn<bool>("sameObject");
+
+    QTest::newRow("new object after close") << false << false;
+    QTest::newRow("same object reopened") << false << true;
+    QTest::newRow("replaced in a neighbour's slot") << true << false;
+}
+
+void tst_PpsObject::closedObjectLeavesNoReadinessBehind()
+{
+    // An object closed with an answer unread must not wake what is opened in
+    // its place, likely on the same descriptor number.
+    QFETCH(bool, inSlot);
+    QFETCH(bool, sameObject);
+    PpsObject first(Control), neighbour(Control), replacement(Control);
+    QVERIFY(openAndSend(first, QStringLiteral("first")));
+    QVERIFY(openAndSend(neighbour, QStringLiteral("neighbour")));
+    QVERIFY(m_server->waitForReceived(2));
+    PpsObject *const next = sameObject ? &first : &replacement;
+    QSignalSpy nextTold(next, &PpsObject::readyRead);
+    if (inSlot) {
+        // Both answers are there for one round of the watcher. Whichever
+        // object is told first closes the other and opens the replacement,
+        // while the closed one's readiness is still among what that round
+        // found.
+        const auto replace = [&](PpsObject *self, PpsObject *other) {
+            bool ok = false;
+            self->read(&ok);
+            if (!replacement.isOpen()) {
+                other->close();
+                openAndSend(replacement, QStringLiteral("next"));
+            }
+        };
+        connect(&first, &PpsObject::readyRead, &first, [&]() { replace(&first, &neighbour); });
+        connect(&neighbour, &PpsObject::readyRead, &neighbour, [&]() { replace(&neighbour, &first); });
+        QVERIFY(answer(*m_server, QStringLiteral("first")));
+        QVERIFY(answer(*m_server, QStringLiteral("neighbour")));
+        QTRY_VERIFY(replacement.isOpen());
+    } else {
+        QSignalSpy firstTold(&first, &PpsObject::readyRead);
+        QVERIFY(answer(*m_server, QStringLiteral("first")));
+        QVERIFY(firstTold.wait());
+        first.close();
+        QVERIFY(openAndSend(*next, QStringLiteral("next")));
+    }
+    QVERIFY(m_server->waitForReceived(3));
+    QCOMPARE(nextTold.count(), sameObject ? 1 : 0); // first's own answer, before the close
+    QVERIFY(answer(*m_server, QStringLiteral("next")));
+    QVERIFY(nextTold.wait());
+    bool ok = false;
+    QCOMPARE(resultOf(next->read(&ok)), QStringLiteral("next"));
+}
+
 void tst_PpsObject::permissions()
 {
     const QString restricted = QStringLiteral("/pps/services/test/restricted");
@@ -461,4 +690,27 @@ void tst_PpsObject::rawDescriptor()
 }
 
 QTEST_GUILESS_MAIN(tst_PpsObject)
+void tst_PpsObject::forkedChildLeavesParentWatching()
+{
+    // A child made by fork() shares the parent's descriptors, the epoll set
+    // that watches the parent's objects among them: what the child closes
+    // and opens must not change what the parent is told.
+    PpsObject a(Control);
+    QSignalSpy told(&a, &PpsObject::readyRead);
+    QVERIFY(openAndSend(a, QStringLiteral("a")));
+    QVERIFY(m_server->waitForReceived(1));
+    const int status = omtest::runInChild([&]() {
+        a.close();
+        PpsObject mine(Control);
+        return openAndSend(mine, QStringLiteral("child")) ? 0 : 1;
+    });
+    QCOMPARE(status, 0);
+    QVERIFY(m_server->waitForReceived(2));
+    QVERIFY(answer(*m_server, QStringLiteral("a")));
+    QVERIFY(told.wait());
+    bool ok = false;
+    QCOMPARE(resultOf(a.read(&ok)), QStringLiteral("a"));
+    QCOMPARE(told.count(), 1);
+}
+
 #include "tst_ppsobject.moc"

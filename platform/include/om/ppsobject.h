@@ -103,6 +103,9 @@ Q_SIGNALS:
     /** Emitted when the object has data to read. */
     void readyRead();
 
+protected:
+    bool event(QEvent *e) override;
+
 private:
     PpsObjectPrivate *const d_ptr;
 };

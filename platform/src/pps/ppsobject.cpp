@@ -1,9 +1,11 @@
 #include <om/ppsobject.h>
 
 #include "busprotocol_p.h"
+#include "connectionwatcher_p.h"
 #include "ppscodec_p.h"
 #include "serverendpoint_p.h"
 
+#include <QEvent>
 #include <QFile>
 #include <QPointer>
 #include <QSocketNotifier>
@@ -14,6 +16,7 @@
 #include <cstring>
 #include <memory>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -32,7 +35,11 @@ public:
     bool ended = false; // the broker closed the connection
     int error = 0;
     QList<QByteArray> pending; // content that came with the open answer
+    // A server's connections are watched through its endpoint; every
+    // other readable connection through the thread's watcher.
     QSocketNotifier *notifier = nullptr;
+    QPointer<bus::ConnectionWatcher> watcher;
+    quint64 watchToken = 0;
     // The server of a control object talks to its clients directly.
     std::unique_ptr<bus::ServerEndpoint> server;
 
@@ -55,6 +62,36 @@ public:
             if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN))
                 return;
         }
+    }
+
+    void startWatching(PpsObject *q)
+    {
+        watcher = bus::ConnectionWatcher::current();
+        if (!watcher)
+            return; // no event loop on this thread: nobody to tell, read() still works
+        watchToken = watcher->add(fd, [q](unsigned events) { q->d_func()->onReadable(q, events); });
+    }
+
+    void stopWatching()
+    {
+        if (watcher && watchToken)
+            watcher->remove(watchToken, fd);
+        watcher = nullptr;
+        watchToken = 0;
+    }
+
+    void onReadable(PpsObject *q, unsigned events)
+    {
+        // A closed connection stays readable for ever; tell the reader once,
+        // then stop watching. Only a connection whose peer has gone can be
+        // closed, so only then is it worth looking.
+        if (events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) {
+            char probe;
+            const ssize_t n = ended ? 0 : ::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+            if (n == 0)
+                stopWatching();
+        }
+        Q_EMIT q->readyRead();
     }
 
     bool hasOption(const QString &name) const
@@ -127,19 +164,9 @@ bool PpsObject::open(PpsOpenMode::Types mode)
             if (d->server->service())
                 Q_EMIT readyRead();
         });
-    } else if (d->readable && QThread::currentThread()->eventDispatcher()) {
-        d->notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
-        connect(d->notifier, &QSocketNotifier::activated, this, [this]() {
-            Q_D(PpsObject);
-            // A closed connection stays readable for ever; tell the reader
-            // once, then stop watching.
-            char probe;
-            const ssize_t n = d->ended ? 0 : ::recv(d->fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
-            if (n == 0)
-                d->notifier->setEnabled(false);
-            Q_EMIT readyRead();
-        });
-        if (!d->pending.isEmpty()) {
+    } else if (d->readable) {
+        d->startWatching(this);
+        if (d->watchToken && !d->pending.isEmpty()) {
             QPointer<PpsObject> self(this);
             QMetaObject::invokeMethod(
                 this,
@@ -163,6 +190,7 @@ void PpsObject::close()
     Q_D(PpsObject);
     delete d->notifier;
     d->notifier = nullptr;
+    d->stopWatching();
     if (d->server) {
         d->unregister();
         d->server->dropClients();
@@ -283,6 +311,25 @@ int PpsObject::writeMessage(const QString &msg, const QString &id, const QVarian
         return -1;
     }
     return write(text) ? 0 : -1;
+}
+
+bool PpsObject::event(QEvent *e)
+{
+    // A connection is watched by the watcher of the object's thread: a move
+    // to another thread hands it over there.
+    Q_D(PpsObject);
+    if (e->type() == QEvent::ThreadChange && d->watchToken) {
+        d->stopWatching();
+        QMetaObject::invokeMethod(
+            this,
+            [this]() {
+                Q_D(PpsObject);
+                if (d->fd >= 0 && !d->server && !d->watchToken)
+                    d->startWatching(this);
+            },
+            Qt::QueuedConnection);
+    }
+    return QObject::event(e);
 }
 
 int PpsObject::error() const

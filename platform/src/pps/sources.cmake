@@ -2,6 +2,8 @@
 list(APPEND OMSYS_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/busprotocol_p.h
   ${CMAKE_CURRENT_LIST_DIR}/busclient.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/connectionwatcher_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/connectionwatcher.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ppscodec_p.h
   ${CMAKE_CURRENT_LIST_DIR}/ppscodec.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ppsobject.cpp

@@ -5,6 +5,7 @@
 #include <om/platform/ommock/notificationppschannel.h>
 #include <om/uitoolkitsupport.h>
 
+#include <QDir>
 #include <QUuid>
 
 namespace om {
@@ -25,12 +26,34 @@ QString wireFileUrl(const QUrl &url)
     return QString::fromUtf8(QUrl::fromLocalFile(path).toEncoded());
 }
 
+void WireFile::set(const QUrl &url)
+{
+    // Only a path relative to the working directory can resolve differently
+    // later on.
+    const QString scheme = url.scheme();
+    bool relative = false;
+    if (scheme.isEmpty() || scheme == QLatin1String("file")) {
+        QString path = scheme.isEmpty() ? url.path() : url.toLocalFile();
+        if (path.isEmpty())
+            path = url.path();
+        relative = !path.isEmpty() && !QDir::isAbsolutePath(path);
+    }
+    m_fixed = !relative;
+    m_text = m_fixed ? wireFileUrl(url) : QString();
+}
+
+QString WireFile::text(const QUrl &url) const
+{
+    return m_fixed ? m_text : wireFileUrl(url);
+}
+
 NotificationPrivate::NotificationPrivate(Notification *owner) : QObject(owner), q_ptr(owner) {}
 
 QVariantMap NotificationPrivate::notifyMessage() const
 {
     Q_Q(const Notification);
-    const QString key = q->property(s_ppsId.toLatin1().constData()).toString();
+    static const QByteArray keyProperty = s_ppsId.toLatin1();
+    const QString key = q->property(keyProperty.constData()).toString();
 
     QVariantMap dat;
     if (!title.isNull())
@@ -41,10 +64,10 @@ QVariantMap NotificationPrivate::notifyMessage() const
         dat.insert(s_attributeTimestamp, timestampText);
     dat.insert(s_attributeBadge, s_attributeValueTrue);
 
-    const QString sound = wireFileUrl(soundUrl);
+    const QString sound = soundWire.text(soundUrl);
     if (!sound.isEmpty())
         dat.insert(s_attributeSound, sound);
-    const QString icon = wireFileUrl(iconUrl);
+    const QString icon = iconWire.text(iconUrl);
     if (!icon.isEmpty())
         dat.insert(s_attributeIcon, icon);
 
@@ -68,17 +91,15 @@ QVariantMap NotificationPrivate::notifyMessage() const
 
     const QString target = invokeRequest.target();
     const QString action = invokeRequest.action();
-    const QByteArray data = invokeRequest.data();
-    const QString uri = QString::fromUtf8(invokeRequest.uri().toEncoded());
     const QString mimeType = invokeRequest.mimeType();
     if (!target.isEmpty())
         dat.insert(s_attributeInvokeTarget, target);
     if (!action.isEmpty())
         dat.insert(s_attributeInvokeAction, action);
-    if (!data.isEmpty())
-        dat.insert(s_attributeInvokeData, QString::fromLatin1(data.toBase64()));
-    if (!uri.isEmpty())
-        dat.insert(s_attributeInvokeUri, uri);
+    if (!invokeDataText.isEmpty())
+        dat.insert(s_attributeInvokeData, invokeDataText);
+    if (!invokeUriText.isEmpty())
+        dat.insert(s_attributeInvokeUri, invokeUriText);
     if (!mimeType.isEmpty())
         dat.insert(s_attributeInvokeMimeType, mimeType);
 
@@ -212,8 +233,10 @@ QUrl Notification::soundUrl() const
 void Notification::setSoundUrl(const QUrl &soundUrl)
 {
     Q_D(Notification);
-    if (assign(d->soundUrl, soundUrl))
-        Q_EMIT soundUrlChanged(d->soundUrl);
+    if (!assign(d->soundUrl, soundUrl))
+        return;
+    d->soundWire.set(d->soundUrl);
+    Q_EMIT soundUrlChanged(d->soundUrl);
 }
 
 void Notification::resetSoundUrl()
@@ -230,8 +253,10 @@ QUrl Notification::iconUrl() const
 void Notification::setIconUrl(const QUrl &iconUrl)
 {
     Q_D(Notification);
-    if (assign(d->iconUrl, iconUrl))
-        Q_EMIT iconUrlChanged(d->iconUrl);
+    if (!assign(d->iconUrl, iconUrl))
+        return;
+    d->iconWire.set(d->iconUrl);
+    Q_EMIT iconUrlChanged(d->iconUrl);
 }
 
 void Notification::resetIconUrl()
@@ -276,6 +301,9 @@ void Notification::setInvokeRequest(const om::system::InvokeRequest &newInvokeRe
 {
     Q_D(Notification);
     d->invokeRequest = newInvokeRequest;
+    d->invokeUriText = QString::fromUtf8(newInvokeRequest.uri().toEncoded());
+    const QByteArray data = newInvokeRequest.data();
+    d->invokeDataText = data.isEmpty() ? QString() : QString::fromLatin1(data.toBase64());
     Q_EMIT invokeRequestChanged(d->invokeRequest);
 }
 

@@ -8,6 +8,18 @@
 namespace om {
 namespace platform {
 
+/** The wire form of a sound or icon URL, kept with the URL. */
+class WireFile
+{
+public:
+    void set(const QUrl &url);
+    QString text(const QUrl &url) const;
+
+private:
+    QString m_text;
+    bool m_fixed = true; // an empty URL has the empty wire form
+};
+
 class NotificationPrivate : public QObject
 {
     Q_OBJECT
@@ -34,8 +46,16 @@ public:
     QString timestampText;
     QUrl soundUrl;
     QUrl iconUrl;
+    // The wire forms of the URLs, made when they are set unless they name a
+    // path relative to the working directory, which may change until the
+    // notification goes out.
+    WireFile soundWire;
+    WireFile iconWire;
     NotificationType::Type type = NotificationType::Default;
     om::system::InvokeRequest invokeRequest;
+    // The invocation's URI and data as they go on the wire.
+    QString invokeUriText;
+    QString invokeDataText;
 
 Q_SIGNALS:
     void send(QVariantMap message);

@@ -31,20 +31,25 @@ bool NotificationPpsChannel::isOpen() const
 
 NotificationError::Type NotificationPpsChannel::send(const QVariantMap &message)
 {
+    const QByteArray text = om::PpsObject::encode(message, nullptr);
     om::PpsObject pps(om::platform::s_servicesPath);
     if (!pps.open(om::PpsOpenMode::PublishSubscribe))
         return NotificationError::ServiceUnavailable;
-    const bool written = pps.write(om::PpsObject::encode(message, nullptr));
+    const bool written = pps.write(text);
     return written ? NotificationError::None : NotificationError::InvalidRequest;
 }
 
 NotificationError::Type NotificationPpsChannel::sendAndWait(const QVariantMap &message,
                                                             QVariantMap &response, int timeoutMs)
 {
+    // The text is ready before the connection opens: the service is told
+    // of a new connection at once, and then finds the message waiting
+    // instead of going back to sleep until it comes.
+    const QByteArray text = om::PpsObject::encode(message, nullptr);
     om::PpsObject pps(om::platform::s_servicesPath);
     if (!pps.open(om::PpsOpenMode::PublishSubscribe))
         return NotificationError::ServiceUnavailable;
-    if (!pps.write(om::PpsObject::encode(message, nullptr)))
+    if (!pps.write(text))
         return NotificationError::InvalidRequest;
 
     QEventLoop loop;

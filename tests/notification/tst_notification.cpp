@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QMetaProperty>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -55,6 +56,7 @@ private Q_SLOTS:
 
     void notifyMessage_data();
     void notifyMessage();
+    void relativePathsResolveWhenSent();
     void answerIsJudged_data();
     void answerIsJudged();
     void errorIsSetByMemberOperationsOnly();
@@ -172,6 +174,25 @@ void tst_Notification::notifyMessage()
     QCOMPARE(n.notify(), NotificationError::None);
     QCOMPARE(m_service->last().dat(), bare);
     QCOMPARE(typeRefs, (setup.contains("type") ? QList<int>{setup.value("type").toInt(), 0} : QList<int>()));
+}
+
+void tst_Notification::relativePathsResolveWhenSent()
+{
+    // A relative path is resolved against the working directory of the
+    // moment the notification goes out, not of the moment it was set.
+    m_service->answerOk(QStringLiteral("notify"));
+    Notification n;
+    n.setSoundUrl(QUrl(QStringLiteral("sounds/a.wav")));
+    n.setIconUrl(QUrl(QStringLiteral("/icons/i.png")));
+    const QString before = QDir::currentPath();
+    QTemporaryDir elsewhere;
+    QVERIFY(QDir::setCurrent(elsewhere.path()));
+    const NotificationError::Type result = n.notify();
+    QDir::setCurrent(before);
+    QCOMPARE(result, NotificationError::None);
+    QCOMPARE(m_service->last().dat().value("sound").toString(),
+             fileUrl(QDir(elsewhere.path()).absoluteFilePath("sounds/a.wav")));
+    QCOMPARE(m_service->last().dat().value("iconUrl").toString(), QStringLiteral("file:///icons/i.png"));
 }
 
 void tst_Notification::answerIsJudged_data()

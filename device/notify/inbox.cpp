@@ -3,10 +3,13 @@
 #include "dialogs.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace omdevice {
 
@@ -19,9 +22,10 @@ const QString KeyUpdated = QStringLiteral("updated");
 const QString KeyEffectsCleared = QStringLiteral("effectsCleared");
 const QString KeySequence = QStringLiteral("sequence");
 
-// Changes reach the disk this long after the first of them at the latest,
-// and at once when the device stops. Writing the whole inbox for every
-// message would make posting as slow as the disk.
+// Changes reach the disk this long after the first of them at the latest
+// (longer for an inbox that takes long to write), and at once when the
+// device stops. Writing the whole inbox for every message would make
+// posting as slow as the disk.
 constexpr int SaveDelayMs = 200;
 } // namespace
 
@@ -136,14 +140,19 @@ QString Inbox::applicationOf(const NotifyService *service, int clientId)
 
 QList<QVariantMap> Inbox::items() const
 {
-    QList<QVariantMap> all;
+    // Sorted by sequence numbers taken out once: looking them up in the maps
+    // at every comparison made this the bulk of a save of a large inbox.
+    std::vector<std::pair<qint64, const QVariantMap *>> order;
     for (const auto &app : m_items) {
         for (const QVariantMap &item : app)
-            all.append(item);
+            order.emplace_back(item.value(KeySequence).toLongLong(), &item);
     }
-    std::sort(all.begin(), all.end(), [](const QVariantMap &a, const QVariantMap &b) {
-        return a.value(KeySequence).toLongLong() < b.value(KeySequence).toLongLong();
-    });
+    std::sort(order.begin(), order.end(),
+              [](const auto &a, const auto &b) { return a.first < b.first; });
+    QList<QVariantMap> all;
+    all.reserve(int(order.size()));
+    for (const auto &entry : order)
+        all.append(*entry.second);
     return all;
 }
 
@@ -172,10 +181,20 @@ void Inbox::saveInBackground()
     const DataStore store = m_store;
     auto ok = m_saverOk = std::make_shared<bool>(false);
     auto error = std::make_shared<QString>();
-    m_saver = QThread::create([store, data, ok, error]() { *ok = store.save(data, error.get()); });
-    connect(m_saver, &QThread::finished, this, [this, ok, error]() {
+    auto tookMs = std::make_shared<qint64>(0);
+    m_saver = QThread::create([store, data, ok, error, tookMs]() {
+        QElapsedTimer clock;
+        clock.start();
+        *ok = store.save(data, error.get());
+        *tookMs = clock.elapsed();
+    });
+    connect(m_saver, &QThread::finished, this, [this, ok, error, tookMs]() {
         m_saver->deleteLater();
         m_saver = nullptr;
+        // A large inbox takes long to write. Waiting ten times as long as
+        // the last write before the next keeps the writing to a tenth of a
+        // core, so that it never crowds out the answers to applications.
+        m_saveTimer.setInterval(int(std::max<qint64>(SaveDelayMs, 10 * *tookMs)));
         saved(*ok, *error);
     });
     m_saver->start();

@@ -59,8 +59,6 @@ ssize_t receive(int fd, int flags, QByteArray *data)
     return n;
 }
 
-namespace {
-
 // Connects to the broker and sends one request. Returns the descriptor, or
 // -1 with *error set.
 int connectAndSend(const QByteArray &message, int *error)
@@ -125,8 +123,6 @@ bool receiveAnswer(int fd, QByteArray *body, int *error)
     *error = 0;
     return true;
 }
-
-} // namespace
 
 bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdOut, bool keepOpen)
 {

@@ -104,6 +104,14 @@ inline void splitPath(const QString &full, QString *object, QString *options)
     *options = q < 0 ? QString() : full.mid(q + 1);
 }
 
+// Connects to the broker and sends one request. Returns the descriptor, or
+// -1 with *error set.
+int connectAndSend(const QByteArray &message, int *error);
+
+// Reads the broker's answer: true with the body after the errno line, or
+// false with *error set (the broker's errno, or why nothing could be read).
+bool receiveAnswer(int fd, QByteArray *body, int *error);
+
 // Connects to the broker and runs one request; returns the broker's answer
 // body (after the errno line) or sets *error. On success *fd stays open when
 // keepOpen is true.

@@ -132,15 +132,27 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         return false;
     }
     const QByteArray request = bus::openRequest(d->objectPath, int(mode), d->options);
-
-    QByteArray content;
-    int fd = -1;
     int err = 0;
-    if (!bus::request(request, &content, &err, &fd, true)) {
+    const int fd = bus::connectAndSend(request, &err);
+    if (fd < 0) {
         d->error = err;
         return false;
     }
     d->fd = fd;
+    // A client's connection joins the thread's watcher while the broker
+    // considers the request: the system call then costs no time of the
+    // exchange.
+    const bool isServer = d->hasOption(QStringLiteral("server"));
+    if (!isServer && mode.testFlag(PpsOpenMode::Subscribe))
+        d->startWatching(this);
+    QByteArray content;
+    if (!bus::receiveAnswer(fd, &content, &err)) {
+        d->stopWatching();
+        ::close(fd);
+        d->fd = -1;
+        d->error = err;
+        return false;
+    }
     d->error = 0;
     d->ended = false;
     d->readable = mode.testFlag(PpsOpenMode::Subscribe);
@@ -150,7 +162,7 @@ bool PpsObject::open(PpsOpenMode::Types mode)
     d->pending.clear();
     if (!content.isEmpty())
         d->pending.append(content);
-    if (d->hasOption(QStringLiteral("server"))) {
+    if (isServer) {
         const QString name = d->objectPath.mid(d->objectPath.lastIndexOf(QLatin1Char('/')) + 1);
         d->server.reset(new bus::ServerEndpoint(fd, name.toUtf8()));
     }
@@ -164,18 +176,15 @@ bool PpsObject::open(PpsOpenMode::Types mode)
             if (d->server->service())
                 Q_EMIT readyRead();
         });
-    } else if (d->readable) {
-        d->startWatching(this);
-        if (d->watchToken && !d->pending.isEmpty()) {
-            QPointer<PpsObject> self(this);
-            QMetaObject::invokeMethod(
-                this,
-                [self]() {
-                    if (self && !self->d_func()->pending.isEmpty())
-                        Q_EMIT self->readyRead();
-                },
-                Qt::QueuedConnection);
-        }
+    } else if (d->watchToken && !d->pending.isEmpty()) {
+        QPointer<PpsObject> self(this);
+        QMetaObject::invokeMethod(
+            this,
+            [self]() {
+                if (self && !self->d_func()->pending.isEmpty())
+                    Q_EMIT self->readyRead();
+            },
+            Qt::QueuedConnection);
     }
     return true;
 }

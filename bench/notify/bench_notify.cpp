@@ -6,7 +6,10 @@
 //   (d) NotificationPpsChannel::sendAndWait of the same message to the same
 //       service: the bus and the service without the Notification object;
 //   (c) the floor: a raw SOCK_SEQPACKET ping-pong of the same sizes, a new
-//       connection per round trip, as notify() opens one per call.
+//       connection per round trip, as notify() opens one per call;
+//   (e) the same exchange as notify()'s in plain system calls: an open
+//       answered by a broker process, the connection handed to a server
+//       process, the request and the answer (no codec, no event loop).
 // All four are measured in turn, a few runs of each at a time.
 // Usage: bench_notify [iterations]
 
@@ -101,6 +104,7 @@ int main(int argc, char *argv[])
     // turn, a few of each at a time, so that all meet the same machine.
     const QPair<int, int> sizes = wireSizes();
     ombench::SocketFloor socketFloor(sizes.first, sizes.second);
+    ombench::BrokeredFloor brokeredFloor(sizes.first, sizes.second);
 
     bool failed = false;
     Notification item;
@@ -123,11 +127,13 @@ int main(int argc, char *argv[])
             failed = true;
     });
     const int floorIndex = runs.add([&]() { socketFloor.roundTrip(); });
+    const int brokeredIndex = runs.add([&]() { brokeredFloor.roundTrip(); });
     runs.run(iterations);
     const ombench::Stats update = runs.stats(updateIndex);
     const ombench::Stats fresh = runs.stats(freshIndex);
     const ombench::Stats channel = runs.stats(channelIndex);
     const ombench::Stats floor = runs.stats(floorIndex);
+    const ombench::Stats brokered = runs.stats(brokeredIndex);
     if (failed)
         std::fprintf(stderr, "bench_notify: a notify() failed\n");
 
@@ -140,6 +146,9 @@ int main(int argc, char *argv[])
                     QStringLiteral("of (c)"));
     ombench::report(QStringLiteral("(d) sendAndWait of the same message"), channel, &floor,
                     QStringLiteral("of (c)"));
+    ombench::report(QStringLiteral("(e) raw exchange shaped like (a)"), brokered, &floor,
+                    QStringLiteral("of (c)"));
+    std::printf("(a) / (e): %.2f\n", update.median / brokered.median);
     std::printf("\n");
     const bool met = ombench::target(QStringLiteral("(a) / (c)"), update.median / floor.median,
                                      QStringLiteral("<="), 4.0);

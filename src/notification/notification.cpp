@@ -28,17 +28,12 @@ QString wireFileUrl(const QUrl &url)
 
 void WireFile::set(const QUrl &url)
 {
-    // Only a path relative to the working directory can resolve differently
-    // later on.
+    // Only a file named by a path relative to the working directory can
+    // resolve differently later on.
     const QString scheme = url.scheme();
-    bool relative = false;
-    if (scheme.isEmpty() || scheme == QLatin1String("file")) {
-        QString path = scheme.isEmpty() ? url.path() : url.toLocalFile();
-        if (path.isEmpty())
-            path = url.path();
-        relative = !path.isEmpty() && !QDir::isAbsolutePath(path);
-    }
-    m_fixed = !relative;
+    const QString path = url.path();
+    const bool names = scheme.isEmpty() || scheme == QLatin1String("file");
+    m_fixed = !names || path.isEmpty() || QDir::isAbsolutePath(path);
     m_text = m_fixed ? wireFileUrl(url) : QString();
 }
 

@@ -183,7 +183,7 @@ void tst_Notification::relativePathsResolveWhenSent()
     m_service->answerOk(QStringLiteral("notify"));
     Notification n;
     n.setSoundUrl(QUrl(QStringLiteral("sounds/a.wav")));
-    n.setIconUrl(QUrl(QStringLiteral("/icons/i.png")));
+    n.setIconUrl(QUrl(QStringLiteral("file:icons/i.png")));
     const QString before = QDir::currentPath();
     QTemporaryDir elsewhere;
     QVERIFY(QDir::setCurrent(elsewhere.path()));
@@ -192,7 +192,8 @@ void tst_Notification::relativePathsResolveWhenSent()
     QCOMPARE(result, NotificationError::None);
     QCOMPARE(m_service->last().dat().value("sound").toString(),
              fileUrl(QDir(elsewhere.path()).absoluteFilePath("sounds/a.wav")));
-    QCOMPARE(m_service->last().dat().value("iconUrl").toString(), QStringLiteral("file:///icons/i.png"));
+    QCOMPARE(m_service->last().dat().value("iconUrl").toString(),
+             fileUrl(QDir(elsewhere.path()).absoluteFilePath("icons/i.png")));
 }
 
 void tst_Notification::answerIsJudged_data()

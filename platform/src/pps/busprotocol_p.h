@@ -17,6 +17,7 @@
 #include <QString>
 
 #include <cstring>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
@@ -97,6 +98,17 @@ inline ssize_t receiveWithDescriptor(int socket, char *data, size_t size, int *d
 }
 
 // Splits "/pps/a/b?wait,server" into the object path and its option text.
+// Adds @p fd to the epoll set @p poll, or changes what it is watched for
+// (op EPOLL_CTL_ADD or EPOLL_CTL_MOD); events come back with @p key.
+inline int watchInPoll(int poll, int op, int fd, quint64 key, uint32_t events)
+{
+    epoll_event ev;
+    std::memset(&ev, 0, sizeof ev);
+    ev.events = events;
+    ev.data.u64 = key;
+    return ::epoll_ctl(poll, op, fd, &ev);
+}
+
 inline void splitPath(const QString &full, QString *object, QString *options)
 {
     const int q = full.indexOf(QLatin1Char('?'));

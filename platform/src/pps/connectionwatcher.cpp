@@ -1,12 +1,13 @@
 #include "connectionwatcher_p.h"
 
+#include "busprotocol_p.h"
+
 #include <QSocketNotifier>
 #include <QThread>
 #include <QThreadStorage>
 
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <mutex>
 #include <pthread.h>
 #include <sys/epoll.h>
@@ -74,13 +75,9 @@ ConnectionWatcher::~ConnectionWatcher()
 quint64 ConnectionWatcher::add(int fd, Callback callback)
 {
     const quint64 token = m_nextToken++;
-    epoll_event ev;
-    std::memset(&ev, 0, sizeof ev);
     // The end of the connection is reported apart from its data, so that
     // only then does the owner have to look whether anything is left.
-    ev.events = EPOLLIN | EPOLLRDHUP;
-    ev.data.u64 = token;
-    if (::epoll_ctl(m_epoll, EPOLL_CTL_ADD, fd, &ev) != 0)
+    if (watchInPoll(m_epoll, EPOLL_CTL_ADD, fd, token, EPOLLIN | EPOLLRDHUP) != 0)
         return 0;
     m_entries.emplace(token, Entry{fd, std::move(callback)});
     return token;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -36,11 +35,7 @@ QByteArray withoutHeader(const QByteArray &data)
 ServerEndpoint::ServerEndpoint(int brokerFd, const QByteArray &objectName)
     : m_poll(::epoll_create1(EPOLL_CLOEXEC)), m_broker(brokerFd), m_name(objectName)
 {
-    epoll_event ev;
-    std::memset(&ev, 0, sizeof ev);
-    ev.events = EPOLLIN;
-    ev.data.u64 = BrokerKey;
-    ::epoll_ctl(m_poll, EPOLL_CTL_ADD, m_broker, &ev);
+    watchInPoll(m_poll, EPOLL_CTL_ADD, m_broker, BrokerKey, EPOLLIN);
 }
 
 ServerEndpoint::~ServerEndpoint()
@@ -178,11 +173,7 @@ void ServerEndpoint::addClient(quint64 id, int fd)
     }
     Client &client = m_clients[id];
     client.fd = fd;
-    epoll_event ev;
-    std::memset(&ev, 0, sizeof ev);
-    ev.events = EPOLLIN;
-    ev.data.u64 = id;
-    ::epoll_ctl(m_poll, EPOLL_CTL_ADD, fd, &ev);
+    watchInPoll(m_poll, EPOLL_CTL_ADD, fd, id, EPOLLIN);
 }
 
 void ServerEndpoint::dropClient(quint64 id)
@@ -262,11 +253,7 @@ void ServerEndpoint::watch(quint64 id, Client &client, bool out)
     if (client.watchingOut == out)
         return;
     client.watchingOut = out;
-    epoll_event ev;
-    std::memset(&ev, 0, sizeof ev);
-    ev.events = out ? uint32_t(EPOLLIN | EPOLLOUT) : uint32_t(EPOLLIN);
-    ev.data.u64 = id;
-    ::epoll_ctl(m_poll, EPOLL_CTL_MOD, client.fd, &ev);
+    watchInPoll(m_poll, EPOLL_CTL_MOD, client.fd, id, out ? uint32_t(EPOLLIN | EPOLLOUT) : uint32_t(EPOLLIN));
 }
 
 } // namespace bus

@@ -17,8 +17,8 @@
 // Usage: bench_bus [iterations]
 
 #include "benchcommon.h"
-#include "broker.h"
-#include "controlserver.h"
+#include "broker/broker.h"
+#include "common/controlserver.h"
 
 #include <om/platform/ommock/notificationppschannel.h>
 #include <om/ppsobject.h>

@@ -2,8 +2,8 @@
 // AdarpDomain (open and first reading), a state change from the publisher
 // to the signal, and a lock request to its answer from omdeviced.
 
+#include "common/statepublisher.h"
 #include "deviceprocess.h"
-#include "statepublisher.h"
 #include "testbroker.h"
 
 #include <om/platform/adarpdomain.h>

@@ -2,7 +2,7 @@
 // invocation takes from invoke() to finished() through the bus and the
 // device's invocation service (all in one process, on a private bus).
 
-#include "invokeservice.h"
+#include "invoke/invokeservice.h"
 #include "testbroker.h"
 
 #include <om/platform/contentformatutility.h>

@@ -1,4 +1,4 @@
-#include "broker.h"
+#include "broker/broker.h"
 
 #include "pps/busprotocol_p.h"
 

@@ -1,4 +1,4 @@
-#include "controlserver.h"
+#include "common/controlserver.h"
 
 #include <om/ppsobject.h>
 

@@ -1,4 +1,4 @@
-#include "datastore.h"
+#include "common/datastore.h"
 
 #include <QDir>
 #include <QFile>

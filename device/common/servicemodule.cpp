@@ -1,4 +1,4 @@
-#include "servicemodule.h"
+#include "common/servicemodule.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "statepublisher.h"
+#include "common/statepublisher.h"
 
 #include <om/ppsobject.h>
 

@@ -1,4 +1,4 @@
-#include "devicepropertiesservice.h"
+#include "deviceproperties/devicepropertiesservice.h"
 
 #include <QRandomGenerator>
 

@@ -1,9 +1,9 @@
 #ifndef OMDEVICE_DEVICEPROPERTIESSERVICE_H
 #define OMDEVICE_DEVICEPROPERTIESSERVICE_H
 
-#include "datastore.h"
-#include "servicemodule.h"
-#include "statepublisher.h"
+#include "common/datastore.h"
+#include "common/servicemodule.h"
+#include "common/statepublisher.h"
 
 namespace omdevice {
 

@@ -1,4 +1,4 @@
-#include "invocation.h"
+#include "invoke/invocation.h"
 
 namespace omdevice {
 

@@ -1,4 +1,4 @@
-#include "invokeservice.h"
+#include "invoke/invokeservice.h"
 
 #include "invoke/invokeprotocol_p.h"
 

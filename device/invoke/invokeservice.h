@@ -1,12 +1,12 @@
 #ifndef OMDEVICE_INVOKESERVICE_H
 #define OMDEVICE_INVOKESERVICE_H
 
-#include "controlserver.h"
-#include "datastore.h"
-#include "invocation.h"
-#include "mapsapplication.h"
-#include "servicemodule.h"
-#include "targetregistry.h"
+#include "common/controlserver.h"
+#include "common/datastore.h"
+#include "common/servicemodule.h"
+#include "invoke/invocation.h"
+#include "invoke/mapsapplication.h"
+#include "invoke/targetregistry.h"
 
 #include <QList>
 

@@ -1,4 +1,4 @@
-#include "mapsapplication.h"
+#include "invoke/mapsapplication.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,8 +1,8 @@
 #ifndef OMDEVICE_MAPSAPPLICATION_H
 #define OMDEVICE_MAPSAPPLICATION_H
 
-#include "datastore.h"
-#include "targetregistry.h"
+#include "common/datastore.h"
+#include "invoke/targetregistry.h"
 
 namespace omdevice {
 

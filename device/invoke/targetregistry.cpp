@@ -1,4 +1,4 @@
-#include "targetregistry.h"
+#include "invoke/targetregistry.h"
 
 #include <om/system/invokereply.h>
 

@@ -1,7 +1,7 @@
 #ifndef OMDEVICE_TARGETREGISTRY_H
 #define OMDEVICE_TARGETREGISTRY_H
 
-#include "invocation.h"
+#include "invoke/invocation.h"
 
 #include <QList>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "navigatorservice.h"
+#include "navigator/navigatorservice.h"
 
 #include <QDir>
 #include <QFile>

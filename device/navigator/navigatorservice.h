@@ -1,10 +1,10 @@
 #ifndef OMDEVICE_NAVIGATORSERVICE_H
 #define OMDEVICE_NAVIGATORSERVICE_H
 
-#include "controlserver.h"
-#include "datastore.h"
-#include "servicemodule.h"
-#include "statepublisher.h"
+#include "common/controlserver.h"
+#include "common/datastore.h"
+#include "common/servicemodule.h"
+#include "common/statepublisher.h"
 
 #include <QHash>
 #include <QSet>

@@ -1,6 +1,6 @@
-#include "dialogs.h"
+#include "notify/dialogs.h"
 
-#include "inbox.h"
+#include "notify/inbox.h"
 
 #include <QDateTime>
 

@@ -1,7 +1,7 @@
 #ifndef OMDEVICE_DIALOGS_H
 #define OMDEVICE_DIALOGS_H
 
-#include "notifyservice.h"
+#include "notify/notifyservice.h"
 
 #include <QList>
 #include <QMap>

@@ -1,6 +1,6 @@
-#include "inbox.h"
+#include "notify/inbox.h"
 
-#include "dialogs.h"
+#include "notify/dialogs.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 #ifndef OMDEVICE_INBOX_H
 #define OMDEVICE_INBOX_H
 
-#include "datastore.h"
-#include "notifyservice.h"
+#include "common/datastore.h"
+#include "notify/notifyservice.h"
 
 #include <QList>
 #include <QMap>

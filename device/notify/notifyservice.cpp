@@ -1,4 +1,4 @@
-#include "notifyservice.h"
+#include "notify/notifyservice.h"
 
 namespace omdevice {
 

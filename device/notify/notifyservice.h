@@ -1,8 +1,8 @@
 #ifndef OMDEVICE_NOTIFYSERVICE_H
 #define OMDEVICE_NOTIFYSERVICE_H
 
-#include "controlserver.h"
-#include "servicemodule.h"
+#include "common/controlserver.h"
+#include "common/servicemodule.h"
 
 #include <QHash>
 #include <QList>

@@ -1,4 +1,4 @@
-#include "settings.h"
+#include "notify/settings.h"
 
 namespace omdevice {
 

@@ -1,8 +1,8 @@
 #ifndef OMDEVICE_SETTINGS_H
 #define OMDEVICE_SETTINGS_H
 
-#include "notifyservice.h"
-#include "settingsstore.h"
+#include "notify/notifyservice.h"
+#include "notify/settingsstore.h"
 
 #include <QHash>
 #include <QMap>

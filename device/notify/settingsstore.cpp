@@ -1,4 +1,4 @@
-#include "settingsstore.h"
+#include "notify/settingsstore.h"
 
 #include <QDebug>
 #include <QUrl>

@@ -1,7 +1,7 @@
 #ifndef OMDEVICE_SETTINGSSTORE_H
 #define OMDEVICE_SETTINGSSTORE_H
 
-#include "datastore.h"
+#include "common/datastore.h"
 
 #include <QMap>
 #include <QStringList>

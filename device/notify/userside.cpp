@@ -1,7 +1,7 @@
-#include "userside.h"
+#include "notify/userside.h"
 
-#include "dialogs.h"
-#include "inbox.h"
+#include "notify/dialogs.h"
+#include "notify/inbox.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

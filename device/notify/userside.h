@@ -1,7 +1,7 @@
 #ifndef OMDEVICE_USERSIDE_H
 #define OMDEVICE_USERSIDE_H
 
-#include "notifyservice.h"
+#include "notify/notifyservice.h"
 
 namespace omdevice {
 

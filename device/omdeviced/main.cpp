@@ -1,9 +1,9 @@
 // omdeviced: the simulated device. Runs the bus broker on OM_PPS_ROOT and
 // the device's service modules on it, until SIGTERM or SIGINT.
 
-#include "broker.h"
-#include "datastore.h"
-#include "servicemodule.h"
+#include "broker/broker.h"
+#include "common/datastore.h"
+#include "common/servicemodule.h"
 
 #include <om/ppsobject.h>
 

@@ -1,7 +1,7 @@
-#include "perimetermanager.h"
+#include "perimeter/perimetermanager.h"
 
-#include "controlserver.h"
-#include "statepublisher.h"
+#include "common/controlserver.h"
+#include "common/statepublisher.h"
 
 #include <QDateTime>
 #include <QDebug>

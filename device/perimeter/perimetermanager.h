@@ -1,8 +1,8 @@
 #ifndef OMDEVICE_PERIMETERMANAGER_H
 #define OMDEVICE_PERIMETERMANAGER_H
 
-#include "datastore.h"
-#include "servicemodule.h"
+#include "common/datastore.h"
+#include "common/servicemodule.h"
 
 #include <QString>
 #include <QTimer>

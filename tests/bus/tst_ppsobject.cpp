@@ -2,8 +2,8 @@
 // broker in this process, with fake servers and publishers.
 
 #include "childprocess.h"
+#include "common/statepublisher.h"
 #include "fakeserver.h"
-#include "statepublisher.h"
 #include "testbroker.h"
 
 #include <om/ppsobject.h>

@@ -3,9 +3,9 @@
 
 #include "datalock/adarpdomain_p.h"
 
+#include "common/statepublisher.h"
 #include "fakeserver.h"
 #include "recorder.h"
-#include "statepublisher.h"
 #include "testbroker.h"
 #include "warningcapture.h"
 

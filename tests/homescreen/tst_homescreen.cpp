@@ -3,8 +3,8 @@
 #include <om/platform/homescreen.h>
 
 #include "childprocess.h"
+#include "common/statepublisher.h"
 #include "fakeoms.h"
-#include "statepublisher.h"
 #include "testbroker.h"
 #include "warningcapture.h"
 

@@ -4,8 +4,8 @@
 #include <oms/navigator.h>
 #include <oms/oms.h>
 
+#include "common/statepublisher.h"
 #include "fakeserver.h"
-#include "statepublisher.h"
 #include "testbroker.h"
 
 #include <om/packageinfo.h>

@@ -1,5 +1,5 @@
-#include "invokeservice.h"
-#include "mapsapplication.h"
+#include "invoke/invokeservice.h"
+#include "invoke/mapsapplication.h"
 
 #include "childprocess.h"
 #include "testbroker.h"

@@ -1,6 +1,6 @@
 #include "fakeserver.h"
 
-#include "controlserver.h"
+#include "common/controlserver.h"
 
 #include <om/ppsobject.h>
 

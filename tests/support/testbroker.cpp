@@ -1,6 +1,6 @@
 #include "testbroker.h"
 
-#include "broker.h"
+#include "broker/broker.h"
 
 #include <QFile>
 #include <QtGlobal>

@@ -1,0 +1,201 @@
+#include "common/requestrouter.h"
+
+#include "common/controlserver.h"
+
+namespace omdevice {
+
+namespace {
+const QString KeyMsg = QStringLiteral("msg");
+const QString KeyId = QStringLiteral("id");
+const QString KeyDat = QStringLiteral("dat");
+const QString KeyRes = QStringLiteral("res");
+const QString KeyErr = QStringLiteral("err");
+
+const char *shapeName(Shape shape)
+{
+    switch (shape) {
+    case Shape::Map:
+    case Shape::OptionalMap:
+        return "an object";
+    case Shape::List:
+        return "a list";
+    case Shape::String:
+        return "a string";
+    case Shape::Any:
+        break;
+    }
+    return "anything";
+}
+
+QVariantMap standardEnvelope(const Request &request)
+{
+    QVariantMap reply;
+    reply.insert(KeyRes, request.msg());
+    if (request.hasId())
+        reply.insert(KeyId, request.id());
+    return reply;
+}
+} // namespace
+
+Request::Request(int clientId, const QVariantMap &message, const QVariantMap &client)
+    : m_clientId(clientId), m_message(message), m_client(client)
+{
+}
+
+QString Request::msg() const
+{
+    return m_message.value(KeyMsg).toString();
+}
+
+bool Request::hasId() const
+{
+    return m_message.contains(KeyId);
+}
+
+QVariant Request::id() const
+{
+    return m_message.value(KeyId);
+}
+
+QVariant Request::dat() const
+{
+    return m_message.value(KeyDat);
+}
+
+QVariantMap Request::map() const
+{
+    return dat().toMap();
+}
+
+QVariantList Request::list() const
+{
+    return dat().toList();
+}
+
+QString Request::string() const
+{
+    const QVariant value = dat();
+    return value.userType() == QMetaType::QString ? value.toString() : QString();
+}
+
+QString Request::package() const
+{
+    return m_client.value(QStringLiteral("package")).toString();
+}
+
+WireForm WireForm::standard()
+{
+    WireForm form;
+    form.answer = [](const Request &request, const QVariant &dat) {
+        QVariantMap reply = standardEnvelope(request);
+        reply.insert(KeyDat, dat);
+        return reply;
+    };
+    form.failure = [](const Request &request, const Failure &failure) {
+        QVariantMap reply = standardEnvelope(request);
+        reply.insert(KeyErr, failure.text);
+        for (auto it = failure.extra.cbegin(); it != failure.extra.cend(); ++it)
+            reply.insert(it.key(), it.value());
+        return reply;
+    };
+    form.malformed = {0, QStringLiteral("malformed message"), {}};
+    form.unknown = [](const Request &request) {
+        return Failure{0, QStringLiteral("unknown message: %1").arg(request.msg()), {}};
+    };
+    form.badShape = [](const Request &request, Shape wanted) {
+        return Failure{0,
+                       QStringLiteral("%1: \"dat\" must be %2")
+                           .arg(request.msg(), QLatin1String(shapeName(wanted))),
+                       {}};
+    };
+    return form;
+}
+
+RequestRouter::RequestRouter(ControlServer *server, const WireForm &form, QObject *parent)
+    : QObject(parent), m_server(server), m_form(form)
+{
+    connect(server, &ControlServer::message, this, &RequestRouter::dispatch);
+    connect(server, &ControlServer::undecodable, this,
+            [this](int clientId) { dispatchUndecodable(clientId); });
+}
+
+void RequestRouter::add(const QList<Route> &table)
+{
+    for (const Route &route : table)
+        add(route.msg, route.shape, route.handler);
+}
+
+void RequestRouter::add(const QString &msg, Shape shape, const Handler &handler)
+{
+    for (const Entry &entry : qAsConst(m_entries))
+        Q_ASSERT_X(entry.msg != msg || entry.accepts, "RequestRouter::add", "a name given twice");
+    m_entries.append({msg, Predicate(), shape, handler});
+}
+
+void RequestRouter::claim(const QString &msg, const Predicate &accepts, Shape shape,
+                          const Handler &handler)
+{
+    // Claims go before the plain routes, so that the general handler of a
+    // name sees only what no claim took.
+    int at = 0;
+    while (at < m_entries.size() && m_entries.at(at).accepts)
+        ++at;
+    m_entries.insert(at, {msg, accepts, shape, handler});
+}
+
+bool RequestRouter::fits(const QVariant &dat, Shape shape)
+{
+    switch (shape) {
+    case Shape::Any:
+        return true;
+    case Shape::Map:
+        return dat.userType() == QMetaType::QVariantMap;
+    case Shape::OptionalMap:
+        return !dat.isValid() || dat.userType() == QMetaType::QVariantMap;
+    case Shape::List:
+        return dat.userType() == QMetaType::QVariantList;
+    case Shape::String:
+        return dat.userType() == QMetaType::QString;
+    }
+    return false;
+}
+
+void RequestRouter::dispatch(int clientId, const QVariantMap &message)
+{
+    const Request request(clientId, message, m_server->clientInfo(clientId));
+    const QString msg = request.msg();
+    for (const Entry &entry : qAsConst(m_entries)) {
+        if (entry.msg != msg || (entry.accepts && !entry.accepts(request)))
+            continue;
+        if (!fits(request.dat(), entry.shape)) {
+            fail(request, m_form.badShape(request, entry.shape));
+            return;
+        }
+        entry.handler(request);
+        return;
+    }
+    if (request.hasId() || m_form.answerUnknownWithoutId)
+        fail(request, m_form.unknown(request));
+}
+
+void RequestRouter::dispatchUndecodable(int clientId)
+{
+    fail(Request(clientId, QVariantMap(), m_server->clientInfo(clientId)), m_form.malformed);
+}
+
+bool RequestRouter::answer(const Request &request, const QVariant &dat) const
+{
+    return m_server->reply(request.clientId(), m_form.answer(request, dat));
+}
+
+bool RequestRouter::fail(const Request &request, const Failure &failure) const
+{
+    return m_server->reply(request.clientId(), m_form.failure(request, failure));
+}
+
+bool RequestRouter::fail(const Request &request, int code, const QString &text) const
+{
+    return fail(request, Failure{code, text, {}});
+}
+
+} // namespace omdevice

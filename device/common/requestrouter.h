@@ -1,0 +1,158 @@
+#ifndef OMDEVICE_REQUESTROUTER_H
+#define OMDEVICE_REQUESTROUTER_H
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QVariant>
+#include <QVariantMap>
+
+#include <functional>
+
+namespace omdevice {
+
+class ControlServer;
+
+/** What a request's "dat" must hold before its handler runs. */
+enum class Shape {
+    Any,         ///< anything, also nothing
+    Map,         ///< a map (a PPS object or json map)
+    OptionalMap, ///< a map, or no "dat" at all
+    List,        ///< a list
+    String,      ///< a string
+};
+
+/** One request of a client of a control object, as a handler sees it. */
+class Request
+{
+public:
+    Request() = default;
+    Request(int clientId, const QVariantMap &message, const QVariantMap &client);
+
+    int clientId() const { return m_clientId; }
+    /** The whole decoded message: "msg", "id", "dat" and whatever else. */
+    const QVariantMap &message() const { return m_message; }
+    QString msg() const;
+    bool hasId() const;
+    QVariant id() const;
+    QVariant dat() const;
+    /** "dat" as a map; empty if it is none. */
+    QVariantMap map() const;
+    QVariantList list() const;
+    QString string() const;
+    /** Who sent it, as the broker told the server when the client opened:
+     *  "pid", "uid", "gid", "package". Kept with the request, so it is
+     *  still there when the answer goes out after the client has gone. */
+    const QVariantMap &client() const { return m_client; }
+    QString package() const;
+
+private:
+    int m_clientId = 0;
+    QVariantMap m_message;
+    QVariantMap m_client;
+};
+
+/** Why a request failed: a code and a text, and attributes some services
+ *  add (a sub-code, the errno value). How they go on the wire is the
+ *  service's WireForm. */
+struct Failure
+{
+    int code = 0;
+    QString text;
+    QVariantMap extra;
+};
+
+/**
+ * How a service shapes its answers on the wire. Services differ here
+ * (where the error goes, whether an empty "dat" is sent, what "res" holds);
+ * the rest of the request layer is the same for all.
+ */
+struct WireForm
+{
+    /** The attributes of the answer to @p request that carries @p dat. */
+    std::function<QVariantMap(const Request &request, const QVariant &dat)> answer;
+    /** The attributes of the answer to @p request that fails. */
+    std::function<QVariantMap(const Request &request, const Failure &failure)> failure;
+    /** The failure for a message that cannot be decoded. It is answered
+     *  through failure() with an empty request. */
+    Failure malformed;
+    /** The failure for a message whose "msg" no handler takes. */
+    std::function<Failure(const Request &request)> unknown;
+    /** The failure for a request whose "dat" has the wrong shape. */
+    std::function<Failure(const Request &request, Shape wanted)> badShape;
+    /** Whether an unknown message that has no "id" is answered at all. */
+    bool answerUnknownWithoutId = true;
+
+    /** "res" (the request's "msg"), "id" when the request had one, and
+     *  "dat" (always) or "err" with the failure's text. */
+    static WireForm standard();
+};
+
+/**
+ * The request layer of one control object: a table of "msg" name to
+ * handler. It checks the shape of "dat" before a handler runs, answers
+ * undecodable, unknown and ill-shaped messages itself, and is the one
+ * place where answers are put together.
+ *
+ * Several parts of a service may share one router; a part that takes only
+ * some requests of a name claims them with a predicate, and claims are
+ * tried before plain routes of the same name.
+ */
+class RequestRouter : public QObject
+{
+    Q_OBJECT
+public:
+    using Handler = std::function<void(const Request &request)>;
+    using Predicate = std::function<bool(const Request &request)>;
+
+    struct Route
+    {
+        QString msg;
+        Shape shape = Shape::Any;
+        Handler handler;
+    };
+
+    /** Routes the messages of @p server, which it does not own. */
+    RequestRouter(ControlServer *server, const WireForm &form = WireForm::standard(),
+                  QObject *parent = nullptr);
+
+    ControlServer *server() const { return m_server; }
+    const WireForm &form() const { return m_form; }
+
+    /** Adds the routes of a table. A name given twice is a programming
+     *  error. */
+    void add(const QList<Route> &table);
+    void add(const QString &msg, Shape shape, const Handler &handler);
+    /** Takes the requests named @p msg for which @p accepts holds. */
+    void claim(const QString &msg, const Predicate &accepts, Shape shape, const Handler &handler);
+
+    /** Answers @p request with @p dat. */
+    bool answer(const Request &request, const QVariant &dat = QVariantMap()) const;
+    /** Answers @p request with a failure. */
+    bool fail(const Request &request, const Failure &failure) const;
+    bool fail(const Request &request, int code, const QString &text) const;
+
+    /** Routes one decoded message; for servers that are not wired to a
+     *  ControlServer's signals and for tests. */
+    void dispatch(int clientId, const QVariantMap &message);
+    void dispatchUndecodable(int clientId);
+
+private:
+    struct Entry
+    {
+        QString msg;
+        Predicate accepts;
+        Shape shape;
+        Handler handler;
+    };
+
+    static bool fits(const QVariant &dat, Shape shape);
+
+    ControlServer *m_server;
+    WireForm m_form;
+    QList<Entry> m_entries;
+};
+
+} // namespace omdevice
+
+#endif

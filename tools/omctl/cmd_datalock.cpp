@@ -14,7 +14,6 @@ namespace {
 
 const QString statePath = QStringLiteral("/pps/system/perimeter/info/1000/enterprise/state");
 const QString simulatorPath = QStringLiteral("/pps/simulator/perimeter");
-const QString subject = QStringLiteral("datalock");
 
 QString rawStateName(int raw)
 {
@@ -69,15 +68,14 @@ void printState(const QVariant &state, const QVariant &time)
     out(QStringLiteral("time: ") + describeTime(time));
 }
 
-int show()
+int show(const Invocation &call)
 {
     om::PpsObject pps(statePath);
     if (!pps.open(om::PpsOpenMode::Subscribe)) {
         if (pps.error() == ENOENT)
-            return fail(subject,
-                        QStringLiteral("no perimeter manager on the bus (%1 does not exist)")
-                            .arg(statePath));
-        return fail(subject, reason(pps.error()));
+            return call.fail(QStringLiteral("no perimeter manager on the bus (%1 does not exist)")
+                                 .arg(statePath));
+        return call.fail(reason(pps.error()));
     }
     // The content comes with the open answer; an object without any has no
     // state yet.
@@ -85,12 +83,12 @@ int show()
     const QByteArray text = pps.read(&ok);
     if (!ok) {
         if (pps.error() == EAGAIN)
-            return fail(subject, QStringLiteral("the perimeter manager has published no state"));
-        return fail(subject, reason(pps.error()));
+            return call.fail(QStringLiteral("the perimeter manager has published no state"));
+        return call.fail(reason(pps.error()));
     }
     const QVariantMap decoded = om::PpsObject::decode(text, &ok);
     if (!ok)
-        return fail(subject, QStringLiteral("the state object cannot be decoded"));
+        return call.fail(QStringLiteral("the state object cannot be decoded"));
     const QVariantMap attributes = decoded.value(QStringLiteral("@state")).toMap();
     printState(attributes.value(QStringLiteral("state")),
                attributes.value(QStringLiteral("data_lock_time")));
@@ -98,50 +96,47 @@ int show()
 }
 
 /** One request to the simulator; prints the state that results. */
-int change(const QString &msg, const QVariantMap &dat)
+int change(const Invocation &call, const QString &msg, const QVariantMap &dat)
 {
-    QVariantMap answer;
-    QString error;
-    if (!request(simulatorPath, msg, dat, &answer, &error))
-        return fail(subject, error);
-    if (answer.contains(QStringLiteral("err")))
-        return fail(subject, answer.value(QStringLiteral("err")).toString());
-    const QVariantMap state = answer.value(QStringLiteral("dat")).toMap();
-    printState(state.value(QStringLiteral("state")), state.value(QStringLiteral("time")));
+    const auto state = call.request(simulatorPath, msg, dat);
+    if (!state)
+        return Failure;
+    printState(state->value(QStringLiteral("state")), state->value(QStringLiteral("time")));
     return Success;
 }
 
-int datalock(const QStringList &args)
+int datalock(const Invocation &call)
 {
+    const QStringList args = call.args();
     if (args.isEmpty())
-        return show();
+        return show(call);
     const QString &action = args.first();
     const QStringList rest = args.mid(1);
     if (action == QLatin1String("lock") || action == QLatin1String("unlock")) {
         if (!rest.isEmpty())
-            return usage(QStringLiteral("datalock %1 takes no arguments").arg(action));
-        return change(action, QVariantMap());
+            return call.usage(QStringLiteral("datalock %1 takes no arguments").arg(action));
+        return change(call, action, QVariantMap());
     }
     if (action == QLatin1String("pending")) {
         bool ok = false;
         const qint64 seconds = rest.value(0).toLongLong(&ok);
         if (rest.size() != 1 || !ok || seconds < 0)
-            return usage(
+            return call.usage(
                 QStringLiteral("datalock pending takes one number of seconds, zero or more"));
-        return change(action, {{QStringLiteral("seconds"), seconds}});
+        return change(call, action, {{QStringLiteral("seconds"), seconds}});
     }
     if (action == QLatin1String("raw")) {
         bool ok = false;
         const int raw = rest.value(0).toInt(&ok);
         if (rest.isEmpty() || rest.size() > 2 || !ok)
-            return usage(
+            return call.usage(
                 QStringLiteral("datalock raw takes a whole number and, optionally, a time"));
         QVariantMap dat{{QStringLiteral("state"), raw}};
         if (rest.size() == 2)
             dat.insert(QStringLiteral("time"), rest.at(1));
-        return change(action, dat);
+        return change(call, action, dat);
     }
-    return usage(QStringLiteral("unknown datalock action '%1'").arg(action));
+    return call.usage(QStringLiteral("unknown datalock action '%1'").arg(action));
 }
 
 } // namespace
@@ -160,6 +155,6 @@ OMCTL_COMMAND(
                     "Raw states: 0 locked since start-up, 1 unlocked, 2 unlocking, 3 locked,\n"
                     "4 no data lock policy, 5 lock pending, 6 start-up lock being opened.\n"
                     "Changes print the state that results. They need the device's owner."),
-     datalock});
+     {}, datalock, true});
 
 } // namespace omctl

@@ -18,47 +18,25 @@ const QStringList lockStates = {
     QStringLiteral("pinBlocked"),
 };
 
-// One request to the navigator; on failure prints why and gives the exit code.
-int ask(const QString &command, const QString &msg, const QVariantMap &dat, QVariantMap *answer)
+int lock(const Invocation &call)
 {
-    QString error;
-    if (!request(simulatorPath, msg, dat, answer, &error))
-        return fail(simulatorPath, error);
-    if (answer->contains(QStringLiteral("err")))
-        return fail(command, answer->value(QStringLiteral("err")).toString());
-    return Success;
-}
-
-bool parseSwitch(const QStringList &args, bool *on)
-{
-    if (args.size() != 1)
-        return false;
-    if (args.first() == QLatin1String("on"))
-        *on = true;
-    else if (args.first() == QLatin1String("off"))
-        *on = false;
-    else
-        return false;
-    return true;
-}
-
-int lock(const QStringList &args)
-{
-    if (args.size() != 1 || !lockStates.contains(args.first()))
-        return usage(
+    if (call.args().size() != 1 || !lockStates.contains(call.args().first()))
+        return call.usage(
             QStringLiteral("lock takes one of %1").arg(lockStates.join(QLatin1String(", "))));
-    QVariantMap answer;
-    return ask(QStringLiteral("lock"), QStringLiteral("setLockState"),
-               {{QStringLiteral("state"), args.first()}}, &answer);
+    return call.perform(simulatorPath, QStringLiteral("setLockState"),
+                        {{QStringLiteral("state"), call.args().first()}});
 }
 
-int switchCommand(const QString &command, const QString &msg, const QStringList &args)
+// A command that turns something on or off with one request.
+std::function<int(const Invocation &)> switchCommand(const QString &msg)
 {
-    bool on = false;
-    if (!parseSwitch(args, &on))
-        return usage(QStringLiteral("%1 takes on or off").arg(command));
-    QVariantMap answer;
-    return ask(command, msg, {{QStringLiteral("on"), on}}, &answer);
+    return [msg](const Invocation &call) {
+        const QString value = call.args().value(0);
+        if (call.args().size() != 1 ||
+            (value != QLatin1String("on") && value != QLatin1String("off")))
+            return call.usage(QStringLiteral("%1 takes on or off").arg(call.command().name));
+        return call.perform(simulatorPath, msg, {{QStringLiteral("on"), value == QLatin1String("on")}});
+    };
 }
 
 QString onOff(const QVariant &value)
@@ -71,15 +49,12 @@ void row(const QString &name, const QString &value)
     out((name + QLatin1Char(':')).leftJustified(16) + value);
 }
 
-int home(const QStringList &args)
+int home(const Invocation &call)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("home takes no arguments"));
-    QVariantMap answer;
-    const int code = ask(QStringLiteral("home"), QStringLiteral("home"), QVariantMap(), &answer);
-    if (code != Success)
-        return code;
-    const QVariantMap dat = answer.value(QStringLiteral("dat")).toMap();
+    const auto answer = call.request(simulatorPath, QStringLiteral("home"));
+    if (!answer)
+        return Failure;
+    const QVariantMap &dat = *answer;
     const QString wallpaper = dat.value(QStringLiteral("wallpaper")).toString();
     row(QStringLiteral("Wallpaper"),
         wallpaper.isEmpty() ? QStringLiteral("(the device's own)") : wallpaper);
@@ -121,28 +96,22 @@ OMCTL_COMMAND({QStringLiteral("lock"),
                QStringLiteral("Change the device's lock state."),
                QStringLiteral("Applications see it on /pps/services/navigator/state, and those\n"
                               "that asked for navigator events get a deviceLockState event."),
-               lock});
+               {}, lock});
 
 OMCTL_COMMAND({QStringLiteral("bedside"), QStringLiteral("<on|off>"),
-               QStringLiteral("Turn bedside mode on or off."), QString(),
-               [](const QStringList &args) {
-                   return switchCommand(QStringLiteral("bedside"), QStringLiteral("setBedsideMode"),
-                                        args);
-               }});
+               QStringLiteral("Turn bedside mode on or off."), QString(), {},
+               switchCommand(QStringLiteral("setBedsideMode"))});
 
 OMCTL_COMMAND(
     {QStringLiteral("wallpaper-lock"), QStringLiteral("<on|off>"),
      QStringLiteral("Lock or unlock the wallpaper."),
-     QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."),
-     [](const QStringList &args) {
-         return switchCommand(QStringLiteral("wallpaper-lock"), QStringLiteral("setWallpaperLock"),
-                              args);
-     }});
+     QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."), {},
+     switchCommand(QStringLiteral("setWallpaperLock"))});
 
 OMCTL_COMMAND({QStringLiteral("home"), QString(),
                QStringLiteral("Show the home screen: wallpaper, lock state, shortcuts, badges."),
                QStringLiteral("The wallpaper and shortcut icons are shown as the applications\n"
                               "named them; the navigator keeps copies of its own."),
-               home});
+               {}, home});
 
 } // namespace omctl

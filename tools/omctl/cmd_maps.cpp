@@ -11,20 +11,6 @@ namespace {
 
 const QString SimulatorPath = QStringLiteral("/pps/simulator/invoke");
 
-// One request to the invocation service's user side; the answer's "dat".
-bool ask(const QString &msg, const QVariantMap &dat, QVariantMap *result, QString *error)
-{
-    QVariantMap answer;
-    if (!request(SimulatorPath, msg, dat, &answer, error))
-        return false;
-    if (answer.contains(QStringLiteral("err"))) {
-        *error = answer.value(QStringLiteral("err")).toString();
-        return false;
-    }
-    *result = answer.value(QStringLiteral("dat")).toMap();
-    return true;
-}
-
 // Bytes as text: printable ASCII as it is, the rest as C escapes, so that a
 // trailing NUL shows as \0.
 QString escaped(const QByteArray &data)
@@ -160,14 +146,12 @@ void printView(const QVariantMap &shown)
                                                                        : QStringLiteral("not shown")));
 }
 
-int maps(const QStringList &args)
+int maps(const Invocation &call)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("maps takes no arguments"));
-    QVariantMap shown;
-    QString error;
-    if (!ask(QStringLiteral("maps"), QVariantMap(), &shown, &error))
-        return fail(SimulatorPath, error);
+    const auto answer = call.request(SimulatorPath, QStringLiteral("maps"));
+    if (!answer)
+        return Failure;
+    const QVariantMap &shown = *answer;
     if (shown.isEmpty()) {
         out(QStringLiteral("The maps application has not been asked to show anything."));
         return Success;
@@ -184,13 +168,12 @@ int maps(const QStringList &args)
     return Success;
 }
 
-int listTargets()
+int listTargets(const Invocation &call)
 {
-    QVariantMap result;
-    QString error;
-    if (!ask(QStringLiteral("targets"), QVariantMap(), &result, &error))
-        return fail(SimulatorPath, error);
-    const QVariantList targets = result.value(QStringLiteral("targets")).toList();
+    const auto result = call.request(SimulatorPath, QStringLiteral("targets"));
+    if (!result)
+        return Failure;
+    const QVariantList targets = result->value(QStringLiteral("targets")).toList();
     for (const QVariant &entry : targets) {
         const QVariantMap target = entry.toMap();
         out(target.value(QStringLiteral("name")).toString());
@@ -200,43 +183,29 @@ int listTargets()
     return Success;
 }
 
-int invocations(const QStringList &args)
+int invocations(const Invocation &call)
 {
-    int last = 10;
-    bool clear = false;
-    bool targets = false;
-    for (int i = 0; i < args.size(); ++i) {
-        const QString &arg = args.at(i);
-        if (arg == QLatin1String("--last") && i + 1 < args.size()) {
-            bool ok = false;
-            last = args.at(++i).toInt(&ok);
-            if (!ok || last <= 0)
-                return usage(QStringLiteral("--last needs a positive number"));
-        } else if (arg == QLatin1String("--clear")) {
-            clear = true;
-        } else if (arg == QLatin1String("--targets")) {
-            targets = true;
-        } else {
-            return usage(QStringLiteral("unexpected argument '%1'").arg(arg));
-        }
-    }
+    const std::optional<int> last = call.positive(QStringLiteral("last"), 10);
+    if (!last)
+        return Usage;
+    const bool clear = call.isSet(QStringLiteral("clear"));
+    const bool targets = call.isSet(QStringLiteral("targets"));
     if (clear && targets)
-        return usage(QStringLiteral("--clear and --targets do not go together"));
+        return call.usage(QStringLiteral("--clear and --targets do not go together"));
     if (targets)
-        return listTargets();
-
-    QVariantMap result;
-    QString error;
+        return listTargets(call);
     if (clear) {
-        if (!ask(QStringLiteral("clear"), QVariantMap(), &result, &error))
-            return fail(SimulatorPath, error);
-        out(QStringLiteral("Cleared %1 invocations.").arg(result.value(QStringLiteral("cleared")).toInt()));
+        const auto cleared = call.request(SimulatorPath, QStringLiteral("clear"));
+        if (!cleared)
+            return Failure;
+        out(QStringLiteral("Cleared %1 invocations.").arg(cleared->value(QStringLiteral("cleared")).toInt()));
         return Success;
     }
-    if (!ask(QStringLiteral("invocations"), {{QStringLiteral("last"), last}}, &result, &error))
-        return fail(SimulatorPath, error);
-    const QVariantList list = result.value(QStringLiteral("invocations")).toList();
-    const int total = result.value(QStringLiteral("total")).toInt();
+    const auto result = call.request(SimulatorPath, QStringLiteral("invocations"), {{QStringLiteral("last"), *last}});
+    if (!result)
+        return Failure;
+    const QVariantList list = result->value(QStringLiteral("invocations")).toList();
+    const int total = result->value(QStringLiteral("total")).toInt();
     if (list.isEmpty()) {
         out(QStringLiteral("No invocations."));
         return Success;
@@ -270,12 +239,13 @@ int invocations(const QStringList &args)
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("invocations"), QStringLiteral("[--last N] [--clear] [--targets]"),
+OMCTL_COMMAND({QStringLiteral("invocations"), QString(),
                QStringLiteral("List the recent invocations: sender, outcome, action, type and data."),
-               QStringLiteral("Shows the last N invocations (default 10), oldest first. Data is\n"
-                              "printed as text with C escapes, so a final NUL shows as \\0; long\n"
-                              "data is cut. --clear forgets them all; --targets lists the targets\n"
-                              "that invocations can go to."),
+               QStringLiteral("Shows the last invocations, oldest first. Data is printed as text\n"
+                              "with C escapes, so a final NUL shows as \\0; long data is cut."),
+               {{QStringLiteral("last"), QStringLiteral("Show the last N (default 10)."), QStringLiteral("N")},
+                {QStringLiteral("clear"), QStringLiteral("Forget every invocation.")},
+                {QStringLiteral("targets"), QStringLiteral("List the targets that invocations can go to.")}},
                invocations});
 
 OMCTL_COMMAND({QStringLiteral("maps"), QString(),
@@ -283,6 +253,6 @@ OMCTL_COMMAND({QStringLiteral("maps"), QString(),
                QStringLiteral("The view (map, route or KML places), the center, the places, the\n"
                               "route's start, end and options, the search and whether the current\n"
                               "location is shown; or why the content could not be read."),
-               maps});
+               {}, maps});
 
 } // namespace omctl

@@ -7,7 +7,6 @@
 #include <QDateTime>
 #include <QVariantList>
 
-#include <cerrno>
 
 namespace omctl {
 namespace {
@@ -34,51 +33,14 @@ QString timeText(qint64 ms)
     return QDateTime::fromMSecsSinceEpoch(ms).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
 }
 
-// Asks for every entry of a listing, page by page.
-bool fetchAll(const QString &msg, const QString &listKey, QVariantList *entries, QString *error)
+int notifications(const Invocation &call)
 {
-    int total = 0;
-    do {
-        QVariantMap answer;
-        if (!request(UserSidePath, msg, {{QStringLiteral("from"), entries->size()}}, &answer, error))
-            return false;
-        if (answer.contains(QStringLiteral("err"))) {
-            *error = answer.value(QStringLiteral("err")).toString();
-            return false;
-        }
-        const QVariantMap dat = answer.value(QStringLiteral("dat")).toMap();
-        const QVariantList page = dat.value(listKey).toList();
-        total = dat.value(QStringLiteral("total")).toInt();
-        if (page.isEmpty())
-            break; // the list shrank meanwhile
-        entries->append(page);
-    } while (entries->size() < total);
-    return true;
-}
-
-int failRequest(const QString &error)
-{
-    if (error == reason(ENOENT))
-        return fail(QStringLiteral("notifications"),
-                    QStringLiteral("the notification service is not running (no %1)").arg(UserSidePath));
-    return fail(UserSidePath, error);
-}
-
-int notifications(const QStringList &args)
-{
-    QString application;
-    for (int i = 0; i < args.size(); ++i) {
-        if (args.at(i) == QLatin1String("--app") && i + 1 < args.size())
-            application = args.at(++i);
-        else
-            return usage(QStringLiteral("unexpected argument '%1'").arg(args.at(i)));
-    }
-    QVariantList items;
-    QString error;
-    if (!fetchAll(QStringLiteral("inbox"), QStringLiteral("items"), &items, &error))
-        return failRequest(error);
+    const QString application = call.value(QStringLiteral("app"));
+    const auto items = call.requestAll(UserSidePath, QStringLiteral("inbox"), QStringLiteral("items"));
+    if (!items)
+        return Failure;
     int count = 0;
-    for (const QVariant &value : qAsConst(items)) {
+    for (const QVariant &value : *items) {
         const QVariantMap item = value.toMap();
         if (!application.isEmpty() && item.value(QStringLiteral("application")).toString() != application)
             continue;
@@ -111,16 +73,13 @@ int notifications(const QStringList &args)
     return Success;
 }
 
-int dialogs(const QStringList &args)
+int dialogs(const Invocation &call)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("dialogs takes no arguments"));
-    QVariantList list;
-    QString error;
-    if (!fetchAll(QStringLiteral("dialogs"), QStringLiteral("dialogs"), &list, &error))
-        return failRequest(error);
+    const auto list = call.requestAll(UserSidePath, QStringLiteral("dialogs"), QStringLiteral("dialogs"));
+    if (!list)
+        return Failure;
     int count = 0;
-    for (const QVariant &value : qAsConst(list)) {
+    for (const QVariant &value : *list) {
         const QVariantMap dialog = value.toMap();
         const QVariantMap content = dialog.value(QStringLiteral("content")).toMap();
         if (count++ > 0)
@@ -144,39 +103,36 @@ int dialogs(const QStringList &args)
     return Success;
 }
 
-int choose(const QStringList &args)
+int choose(const Invocation &call)
 {
+    const QStringList args = call.args();
     if (args.size() != 2)
-        return usage(QStringLiteral("choose takes a dialog id and a button's label or context"));
-    QVariantMap answer;
-    QString error;
-    if (!request(UserSidePath, QStringLiteral("choose"),
-                 {{QStringLiteral("dialog"), args.at(0)}, {QStringLiteral("button"), args.at(1)}},
-                 &answer, &error))
-        return failRequest(error);
-    if (answer.contains(QStringLiteral("err")))
-        return fail(QStringLiteral("choose"), answer.value(QStringLiteral("err")).toString());
-    const QVariantMap dat = answer.value(QStringLiteral("dat")).toMap();
+        return call.usage(QStringLiteral("choose takes a dialog id and a button's label or context"));
+    const auto chosen = call.request(UserSidePath, QStringLiteral("choose"),
+                                     {{QStringLiteral("dialog"), args.at(0)}, {QStringLiteral("button"), args.at(1)}});
+    if (!chosen)
+        return Failure;
     out(QStringLiteral("chose '%1' in dialog %2")
-            .arg(dat.value(QStringLiteral("label")).toString(), dat.value(QStringLiteral("itemId")).toString()));
+            .arg(chosen->value(QStringLiteral("label")).toString(), chosen->value(QStringLiteral("itemId")).toString()));
     return Success;
 }
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("notifications"), QStringLiteral("[--app NAME]"),
+OMCTL_COMMAND({QStringLiteral("notifications"), QString(),
                QStringLiteral("List the items in the notification inbox."),
                QStringLiteral("One block per item, oldest first: application and item id, then\n"
                               "title, body, time (the item's timestamp, or when it arrived),\n"
-                              "category, and whether its effects are cleared.\n"
-                              "--app NAME lists one application's items only."),
+                              "category, and whether its effects are cleared."),
+               {{QStringLiteral("app"), QStringLiteral("List the items of application NAME only."),
+                 QStringLiteral("NAME")}},
                notifications});
 
 OMCTL_COMMAND({QStringLiteral("dialogs"), QString(),
                QStringLiteral("List the notification dialogs on screen."),
                QStringLiteral("One block per dialog: its id and application, then title, body\n"
                               "and each button's label with its context in brackets."),
-               dialogs});
+               {}, dialogs});
 
 OMCTL_COMMAND({QStringLiteral("choose"), QStringLiteral("<dialog-id> <button label or context>"),
                QStringLiteral("Press a button of a dialog on screen, as the user."),
@@ -184,6 +140,6 @@ OMCTL_COMMAND({QStringLiteral("choose"), QStringLiteral("<dialog-id> <button lab
                               "if no other dialog's id starts so. The application that showed\n"
                               "the dialog learns the choice, and the dialog leaves the screen.\n"
                               "Example: omctl choose 3f2a Yes"),
-               choose});
+               {}, choose});
 
 } // namespace omctl

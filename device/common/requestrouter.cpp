@@ -1,15 +1,22 @@
 #include "common/requestrouter.h"
 
 #include "common/controlserver.h"
+#include "common/servicemodule.h"
+#include "control/controlprotocol_p.h"
+
+#include <QDebug>
 
 namespace omdevice {
 
+OM_DEVICE_LOGGING_CATEGORY(lcRequests, "requests");
+
 namespace {
-const QString KeyMsg = QStringLiteral("msg");
-const QString KeyId = QStringLiteral("id");
-const QString KeyDat = QStringLiteral("dat");
-const QString KeyRes = QStringLiteral("res");
-const QString KeyErr = QStringLiteral("err");
+namespace protocol = om::controlprotocol;
+const QString KeyMsg = protocol::keyMsg();
+const QString KeyId = protocol::keyId();
+const QString KeyDat = protocol::keyDat();
+const QString KeyRes = protocol::keyRes();
+const QString KeyErr = protocol::keyErr();
 
 const char *shapeName(Shape shape)
 {
@@ -27,14 +34,6 @@ const char *shapeName(Shape shape)
     return "anything";
 }
 
-QVariantMap standardEnvelope(const Request &request)
-{
-    QVariantMap reply;
-    reply.insert(KeyRes, request.msg());
-    if (request.hasId())
-        reply.insert(KeyId, request.id());
-    return reply;
-}
 } // namespace
 
 Request::Request(int clientId, const QVariantMap &message, const QVariantMap &client)
@@ -83,16 +82,25 @@ QString Request::package() const
     return m_client.value(QStringLiteral("package")).toString();
 }
 
+QVariantMap WireForm::envelope(const Request &request)
+{
+    QVariantMap reply;
+    reply.insert(KeyRes, request.msg());
+    if (request.hasId())
+        reply.insert(KeyId, request.id());
+    return reply;
+}
+
 WireForm WireForm::standard()
 {
     WireForm form;
     form.answer = [](const Request &request, const QVariant &dat) {
-        QVariantMap reply = standardEnvelope(request);
+        QVariantMap reply = envelope(request);
         reply.insert(KeyDat, dat);
         return reply;
     };
     form.failure = [](const Request &request, const Failure &failure) {
-        QVariantMap reply = standardEnvelope(request);
+        QVariantMap reply = envelope(request);
         reply.insert(KeyErr, failure.text);
         for (auto it = failure.extra.cbegin(); it != failure.extra.cend(); ++it)
             reply.insert(it.key(), it.value());
@@ -164,6 +172,7 @@ void RequestRouter::dispatch(int clientId, const QVariantMap &message)
 {
     const Request request(clientId, message, m_server->clientInfo(clientId));
     const QString msg = request.msg();
+    qCDebug(lcRequests).noquote() << m_server->path() << "client" << clientId << "asks" << msg;
     for (const Entry &entry : qAsConst(m_entries)) {
         if (entry.msg != msg || (entry.accepts && !entry.accepts(request)))
             continue;
@@ -174,12 +183,15 @@ void RequestRouter::dispatch(int clientId, const QVariantMap &message)
         entry.handler(request);
         return;
     }
+    qCDebug(lcRequests).noquote() << m_server->path() << "has no handler for" << msg;
     if (request.hasId() || m_form.answerUnknownWithoutId)
         fail(request, m_form.unknown(request));
 }
 
 void RequestRouter::dispatchUndecodable(int clientId)
 {
+    qCDebug(lcRequests).noquote() << m_server->path() << "client" << clientId
+                                  << "sent a message that cannot be decoded";
     fail(Request(clientId, QVariantMap(), m_server->clientInfo(clientId)), m_form.malformed);
 }
 

@@ -57,6 +57,12 @@ private:
  *  service's WireForm. */
 struct Failure
 {
+    Failure() = default;
+    Failure(int code, const QString &text, const QVariantMap &extra = QVariantMap())
+        : code(code), text(text), extra(extra)
+    {
+    }
+
     int code = 0;
     QString text;
     QVariantMap extra;
@@ -82,6 +88,10 @@ struct WireForm
     std::function<Failure(const Request &request, Shape wanted)> badShape;
     /** Whether an unknown message that has no "id" is answered at all. */
     bool answerUnknownWithoutId = true;
+
+    /** "res" (the request's "msg", empty if it has none) and "id" when the
+     *  request had one: the head of an answer, for forms to build on. */
+    static QVariantMap envelope(const Request &request);
 
     /** "res" (the request's "msg"), "id" when the request had one, and
      *  "dat" (always) or "err" with the failure's text. */

@@ -1,6 +1,7 @@
 #ifndef OMDEVICE_SERVICEMODULE_H
 #define OMDEVICE_SERVICEMODULE_H
 
+#include <QLoggingCategory>
 #include <QMap>
 #include <QObject>
 #include <QString>
@@ -68,5 +69,13 @@ struct ModuleRegistrar
         [](const omdevice::DeviceContext &context, QObject *parent) -> omdevice::ServiceModule * { \
             return new Class(context, parent);                                          \
         }})
+
+/**
+ * Defines the logging category of a part of the device, "om.device.<name>".
+ * Debug messages are off unless omdeviced runs with --verbose (or
+ * QT_LOGGING_RULES turns them on).
+ */
+#define OM_DEVICE_LOGGING_CATEGORY(variable, name)                                      \
+    Q_LOGGING_CATEGORY(variable, "om.device." name, QtInfoMsg)
 
 #endif

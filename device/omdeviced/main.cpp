@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QLoggingCategory>
 #include <QSocketNotifier>
 #include <QTextStream>
 
@@ -45,6 +46,8 @@ QString usage()
            "  --data=DIR        Where the services keep their state (default:\n"
            "                    $OM_DEVICE_DATA, else ~/.local/share/omdevice).\n"
            "  --set KEY=VALUE   A setting for a service module (see below); may repeat.\n"
+           "  --verbose         Log what the bus and the services do (the debug level of\n"
+           "                    the om.device.* and om.bus logging categories).\n"
            "  --list-services   Print the service modules and exit.\n"
            "  -h, --help        Print this help and exit.\n"
            "\n"
@@ -58,7 +61,8 @@ QString usage()
         }
     }
     out << "\nWhen all services are up, omdeviced prints a line beginning with\n"
-           "\"omdeviced: ready\" on standard output.\n";
+           "\"omdeviced: ready\" on standard output. Warnings and, with --verbose, the\n"
+           "log go to standard error, each line headed by its category.\n";
     return text;
 }
 
@@ -79,6 +83,8 @@ int main(int argc, char *argv[])
         qputenv("QT_NO_GLIB", "1");
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments().mid(1);
+    // QT_MESSAGE_PATTERN, if set, still wins.
+    qSetMessagePattern(QStringLiteral("omdeviced: %{if-category}%{category}: %{endif}%{message}"));
 
     QString services = QStringLiteral("all");
     QString root;
@@ -95,7 +101,11 @@ int main(int argc, char *argv[])
                 std::printf("%s\t%s\n", qPrintable(info.name), qPrintable(info.description));
             return 0;
         }
-        if (arg.startsWith(QLatin1String("--services="))) {
+        if (arg == QLatin1String("--verbose")) {
+            // QT_LOGGING_RULES, if set, still wins.
+            QLoggingCategory::setFilterRules(QStringLiteral("om.device.*.debug=true\n"
+                                                            "om.bus.debug=true"));
+        } else if (arg.startsWith(QLatin1String("--services="))) {
             services = arg.mid(11);
         } else if (arg.startsWith(QLatin1String("--root="))) {
             root = arg.mid(7);

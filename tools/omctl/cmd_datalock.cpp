@@ -3,6 +3,9 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "perimeter/perimeterprotocol_p.h"
+
+
 #include <om/ppsobject.h>
 
 #include <QDateTime>
@@ -12,25 +15,26 @@
 namespace omctl {
 namespace {
 
-const QString statePath = QStringLiteral("/pps/system/perimeter/info/1000/enterprise/state");
-const QString simulatorPath = QStringLiteral("/pps/simulator/perimeter");
+namespace protocol = om::perimeterprotocol;
+const QString statePath = protocol::statePath();
+const QString simulatorPath = protocol::userSidePath();
 
 QString rawStateName(int raw)
 {
     switch (raw) {
-    case 0:
+    case protocol::StartupLocked:
         return QStringLiteral("locked since start-up");
-    case 1:
+    case protocol::Unlocked:
         return QStringLiteral("unlocked");
-    case 2:
+    case protocol::Unlocking:
         return QStringLiteral("unlocking");
-    case 3:
+    case protocol::Locked:
         return QStringLiteral("locked");
-    case 4:
+    case protocol::NoPolicy:
         return QStringLiteral("no data lock policy");
-    case 5:
+    case protocol::Pending:
         return QStringLiteral("lock pending");
-    case 6:
+    case protocol::StartupUnlocking:
         return QStringLiteral("start-up lock being opened");
     default:
         return QStringLiteral("unknown");
@@ -89,9 +93,10 @@ int show(const Invocation &call)
     const QVariantMap decoded = om::PpsObject::decode(text, &ok);
     if (!ok)
         return call.fail(QStringLiteral("the state object cannot be decoded"));
-    const QVariantMap attributes = decoded.value(QStringLiteral("@state")).toMap();
-    printState(attributes.value(QStringLiteral("state")),
-               attributes.value(QStringLiteral("data_lock_time")));
+    // Headed "@" and the object's name, the last part of its path.
+    const QString name = QLatin1Char('@') + statePath.section(QLatin1Char('/'), -1);
+    const QVariantMap attributes = decoded.value(name).toMap();
+    printState(attributes.value(protocol::keyState()), attributes.value(protocol::keyDataLockTime()));
     return Success;
 }
 
@@ -101,7 +106,7 @@ int change(const Invocation &call, const QString &msg, const QVariantMap &dat)
     const auto state = call.request(simulatorPath, msg, dat);
     if (!state)
         return Failure;
-    printState(state->value(QStringLiteral("state")), state->value(QStringLiteral("time")));
+    printState(state->value(protocol::keyState()), state->value(protocol::keyTime()));
     return Success;
 }
 
@@ -112,28 +117,28 @@ int datalock(const Invocation &call)
         return show(call);
     const QString &action = args.first();
     const QStringList rest = args.mid(1);
-    if (action == QLatin1String("lock") || action == QLatin1String("unlock")) {
+    if (action == protocol::lockMessage() || action == protocol::unlockMessage()) {
         if (!rest.isEmpty())
             return call.usage(QStringLiteral("datalock %1 takes no arguments").arg(action));
         return change(call, action, QVariantMap());
     }
-    if (action == QLatin1String("pending")) {
+    if (action == protocol::pendingMessage()) {
         bool ok = false;
         const qint64 seconds = rest.value(0).toLongLong(&ok);
         if (rest.size() != 1 || !ok || seconds < 0)
             return call.usage(
                 QStringLiteral("datalock pending takes one number of seconds, zero or more"));
-        return change(call, action, {{QStringLiteral("seconds"), seconds}});
+        return change(call, action, {{protocol::keySeconds(), seconds}});
     }
-    if (action == QLatin1String("raw")) {
+    if (action == protocol::rawMessage()) {
         bool ok = false;
         const int raw = rest.value(0).toInt(&ok);
         if (rest.isEmpty() || rest.size() > 2 || !ok)
             return call.usage(
                 QStringLiteral("datalock raw takes a whole number and, optionally, a time"));
-        QVariantMap dat{{QStringLiteral("state"), raw}};
+        QVariantMap dat{{protocol::keyState(), raw}};
         if (rest.size() == 2)
-            dat.insert(QStringLiteral("time"), rest.at(1));
+            dat.insert(protocol::keyTime(), rest.at(1));
         return change(call, action, dat);
     }
     return call.usage(QStringLiteral("unknown datalock action '%1'").arg(action));

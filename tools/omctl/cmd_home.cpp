@@ -1,30 +1,28 @@
 // The home screen commands: lock, bedside, wallpaper-lock, home. They talk
-// to the navigator's user side, "/pps/simulator/navigator".
+// to the navigator's user side.
 
 #include "command.h"
 #include "omctlclient.h"
+
+#include "oms/navigatorprotocol_p.h"
+
 
 #include <QVariantList>
 
 namespace omctl {
 namespace {
 
-const QString simulatorPath = QStringLiteral("/pps/simulator/navigator");
-
-const QStringList lockStates = {
-    QStringLiteral("notLocked"),
-    QStringLiteral("screenLocked"),
-    QStringLiteral("passwordLocked"),
-    QStringLiteral("pinBlocked"),
-};
+namespace protocol = om::navigatorprotocol;
+const QString simulatorPath = protocol::userSidePath();
+const QStringList lockStates = protocol::lockStates();
 
 int lock(const Invocation &call)
 {
     if (call.args().size() != 1 || !lockStates.contains(call.args().first()))
         return call.usage(
             QStringLiteral("lock takes one of %1").arg(lockStates.join(QLatin1String(", "))));
-    return call.perform(simulatorPath, QStringLiteral("setLockState"),
-                        {{QStringLiteral("state"), call.args().first()}});
+    return call.perform(simulatorPath, protocol::setLockStateMessage(),
+                        {{protocol::keyState(), call.args().first()}});
 }
 
 // A command that turns something on or off with one request.
@@ -35,7 +33,7 @@ std::function<int(const Invocation &)> switchCommand(const QString &msg)
         if (call.args().size() != 1 ||
             (value != QLatin1String("on") && value != QLatin1String("off")))
             return call.usage(QStringLiteral("%1 takes on or off").arg(call.command().name));
-        return call.perform(simulatorPath, msg, {{QStringLiteral("on"), value == QLatin1String("on")}});
+        return call.perform(simulatorPath, msg, {{protocol::keyOn(), value == QLatin1String("on")}});
     };
 }
 
@@ -51,40 +49,40 @@ void row(const QString &name, const QString &value)
 
 int home(const Invocation &call)
 {
-    const auto answer = call.request(simulatorPath, QStringLiteral("home"));
+    const auto answer = call.request(simulatorPath, protocol::homeMessage());
     if (!answer)
         return Failure;
     const QVariantMap &dat = *answer;
-    const QString wallpaper = dat.value(QStringLiteral("wallpaper")).toString();
+    const QString wallpaper = dat.value(protocol::keyWallpaper()).toString();
     row(QStringLiteral("Wallpaper"),
         wallpaper.isEmpty() ? QStringLiteral("(the device's own)") : wallpaper);
-    row(QStringLiteral("Lock state"), dat.value(QStringLiteral("lockState")).toString());
-    row(QStringLiteral("Bedside mode"), onOff(dat.value(QStringLiteral("bedsideMode"))));
-    row(QStringLiteral("Wallpaper lock"), onOff(dat.value(QStringLiteral("wallpaperLocked"))));
+    row(QStringLiteral("Lock state"), dat.value(protocol::keyLockState()).toString());
+    row(QStringLiteral("Bedside mode"), onOff(dat.value(protocol::keyBedsideMode())));
+    row(QStringLiteral("Wallpaper lock"), onOff(dat.value(protocol::keyHomeWallpaperLocked())));
 
-    const QVariantList shortcuts = dat.value(QStringLiteral("shortcuts")).toList();
+    const QVariantList shortcuts = dat.value(protocol::keyShortcuts()).toList();
     row(QStringLiteral("Shortcuts"), QString::number(shortcuts.size()));
     for (const QVariant &entry : shortcuts) {
         const QVariantMap shortcut = entry.toMap();
         out(QStringLiteral("  \"%1\" %2 (icon %3)")
-                .arg(shortcut.value(QStringLiteral("label")).toString(),
-                     shortcut.value(QStringLiteral("url")).toString(),
-                     shortcut.value(QStringLiteral("icon")).toString()));
+                .arg(shortcut.value(protocol::keyLabel()).toString(),
+                     shortcut.value(protocol::keyUrl()).toString(),
+                     shortcut.value(protocol::keyIcon()).toString()));
     }
 
-    const QVariantMap badges = dat.value(QStringLiteral("badges")).toMap();
+    const QVariantMap badges = dat.value(protocol::keyBadges()).toMap();
     row(QStringLiteral("Badges"), QString::number(badges.size()));
     for (auto it = badges.cbegin(); it != badges.cend(); ++it)
         out(QStringLiteral("  %1: %2").arg(it.key(), it.value().toString()));
 
-    const QVariantList prompts = dat.value(QStringLiteral("closePrompts")).toList();
+    const QVariantList prompts = dat.value(protocol::keyClosePrompts()).toList();
     row(QStringLiteral("Close prompts"), QString::number(prompts.size()));
     for (const QVariant &entry : prompts) {
         const QVariantMap prompt = entry.toMap();
         out(QStringLiteral("  %1: \"%2\" \"%3\"")
-                .arg(prompt.value(QStringLiteral("app")).toString(),
-                     prompt.value(QStringLiteral("title")).toString(),
-                     prompt.value(QStringLiteral("message")).toString()));
+                .arg(prompt.value(protocol::keyApp()).toString(),
+                     prompt.value(protocol::keyTitle()).toString(),
+                     prompt.value(protocol::keyMessage()).toString()));
     }
     return Success;
 }
@@ -100,13 +98,13 @@ OMCTL_COMMAND({QStringLiteral("lock"),
 
 OMCTL_COMMAND({QStringLiteral("bedside"), QStringLiteral("<on|off>"),
                QStringLiteral("Turn bedside mode on or off."), QString(), {},
-               switchCommand(QStringLiteral("setBedsideMode"))});
+               switchCommand(protocol::setBedsideModeMessage())});
 
 OMCTL_COMMAND(
     {QStringLiteral("wallpaper-lock"), QStringLiteral("<on|off>"),
      QStringLiteral("Lock or unlock the wallpaper."),
      QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."), {},
-     switchCommand(QStringLiteral("setWallpaperLock"))});
+     switchCommand(protocol::setWallpaperLockMessage())});
 
 OMCTL_COMMAND({QStringLiteral("home"), QString(),
                QStringLiteral("Show the home screen: wallpaper, lock state, shortcuts, badges."),

@@ -3,13 +3,16 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "invoke/invokeprotocol_p.h"
+
 #include <QDateTime>
 #include <QVariantList>
 
 namespace omctl {
 namespace {
 
-const QString SimulatorPath = QStringLiteral("/pps/simulator/invoke");
+namespace protocol = om::system::invokeprotocol;
+const QString SimulatorPath = protocol::userSidePath();
 
 // Bytes as text: printable ASCII as it is, the rest as C escapes, so that a
 // trailing NUL shows as \0.
@@ -148,7 +151,7 @@ void printView(const QVariantMap &shown)
 
 int maps(const Invocation &call)
 {
-    const auto answer = call.request(SimulatorPath, QStringLiteral("maps"));
+    const auto answer = call.request(SimulatorPath, protocol::mapsMessage());
     if (!answer)
         return Failure;
     const QVariantMap &shown = *answer;
@@ -170,15 +173,15 @@ int maps(const Invocation &call)
 
 int listTargets(const Invocation &call)
 {
-    const auto result = call.request(SimulatorPath, QStringLiteral("targets"));
+    const auto result = call.request(SimulatorPath, protocol::targetsMessage());
     if (!result)
         return Failure;
-    const QVariantList targets = result->value(QStringLiteral("targets")).toList();
+    const QVariantList targets = result->value(protocol::keyTargets()).toList();
     for (const QVariant &entry : targets) {
         const QVariantMap target = entry.toMap();
-        out(target.value(QStringLiteral("name")).toString());
-        out(QStringLiteral("  actions: ") + target.value(QStringLiteral("actions")).toStringList().join(QLatin1String(", ")));
-        out(QStringLiteral("  types:   ") + target.value(QStringLiteral("mimeTypes")).toStringList().join(QLatin1String(", ")));
+        out(target.value(protocol::keyName()).toString());
+        out(QStringLiteral("  actions: ") + target.value(protocol::keyActions()).toStringList().join(QLatin1String(", ")));
+        out(QStringLiteral("  types:   ") + target.value(protocol::keyMimeTypes()).toStringList().join(QLatin1String(", ")));
     }
     return Success;
 }
@@ -195,17 +198,17 @@ int invocations(const Invocation &call)
     if (targets)
         return listTargets(call);
     if (clear) {
-        const auto cleared = call.request(SimulatorPath, QStringLiteral("clear"));
+        const auto cleared = call.request(SimulatorPath, protocol::clearMessage());
         if (!cleared)
             return Failure;
-        out(QStringLiteral("Cleared %1 invocations.").arg(cleared->value(QStringLiteral("cleared")).toInt()));
+        out(QStringLiteral("Cleared %1 invocations.").arg(cleared->value(protocol::keyCleared()).toInt()));
         return Success;
     }
-    const auto result = call.request(SimulatorPath, QStringLiteral("invocations"), {{QStringLiteral("last"), *last}});
+    const auto result = call.request(SimulatorPath, protocol::invocationsMessage(), {{protocol::keyLast(), *last}});
     if (!result)
         return Failure;
-    const QVariantList list = result->value(QStringLiteral("invocations")).toList();
-    const int total = result->value(QStringLiteral("total")).toInt();
+    const QVariantList list = result->value(protocol::keyInvocations()).toList();
+    const int total = result->value(protocol::keyTotal()).toInt();
     if (list.isEmpty()) {
         out(QStringLiteral("No invocations."));
         return Success;
@@ -214,21 +217,21 @@ int invocations(const Invocation &call)
     for (const QVariant &entry : list) {
         const QVariantMap invocation = entry.toMap();
         ++index;
-        const int code = invocation.value(QStringLiteral("error")).toInt();
+        const int code = invocation.value(protocol::keyRecordError()).toInt();
         const QString outcome = code == 0
-                                    ? QStringLiteral("taken by ") + invocation.value(QStringLiteral("target")).toString()
-                                    : QStringLiteral("refused, error %1: %2").arg(code).arg(invocation.value(QStringLiteral("errorText")).toString());
-        out(QStringLiteral("%1. %2 from %3: %4").arg(index).arg(timeText(invocation.value(QStringLiteral("time"))),
-                                                                 invocation.value(QStringLiteral("sender")).toString(),
+                                    ? QStringLiteral("taken by ") + invocation.value(protocol::keyTarget()).toString()
+                                    : QStringLiteral("refused, error %1: %2").arg(code).arg(invocation.value(protocol::keyRecordErrorText()).toString());
+        out(QStringLiteral("%1. %2 from %3: %4").arg(index).arg(timeText(invocation.value(protocol::keyTime())),
+                                                                 invocation.value(protocol::keySender()).toString(),
                                                                  outcome));
-        if (!invocation.value(QStringLiteral("requestedTarget")).toString().isEmpty())
-            out(QStringLiteral("   target: ") + invocation.value(QStringLiteral("requestedTarget")).toString());
-        out(QStringLiteral("   action: ") + invocation.value(QStringLiteral("action")).toString());
-        out(QStringLiteral("   type: ") + invocation.value(QStringLiteral("mimeType")).toString());
-        if (!invocation.value(QStringLiteral("uri")).toString().isEmpty())
-            out(QStringLiteral("   uri: ") + invocation.value(QStringLiteral("uri")).toString());
-        const QByteArray data = QByteArray::fromBase64(invocation.value(QStringLiteral("data")).toString().toLatin1());
-        const int size = invocation.value(QStringLiteral("dataSize")).toInt();
+        if (!invocation.value(protocol::keyRequestedTarget()).toString().isEmpty())
+            out(QStringLiteral("   target: ") + invocation.value(protocol::keyRequestedTarget()).toString());
+        out(QStringLiteral("   action: ") + invocation.value(protocol::keyAction()).toString());
+        out(QStringLiteral("   type: ") + invocation.value(protocol::keyMimeType()).toString());
+        if (!invocation.value(protocol::keyUri()).toString().isEmpty())
+            out(QStringLiteral("   uri: ") + invocation.value(protocol::keyUri()).toString());
+        const QByteArray data = QByteArray::fromBase64(invocation.value(protocol::keyData()).toString().toLatin1());
+        const int size = invocation.value(protocol::keyDataSize()).toInt();
         QString heading = QStringLiteral("   data (%1 bytes").arg(size);
         if (data.size() < size)
             heading += QStringLiteral(", first %1 shown").arg(data.size());

@@ -4,14 +4,37 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "notify/notifyprotocol_p.h"
+
+
 #include <QDateTime>
 #include <QVariantList>
-
 
 namespace omctl {
 namespace {
 
-const QString UserSidePath = QStringLiteral("/pps/simulator/notifications");
+namespace protocol = om::notifyprotocol;
+const QString UserSidePath = protocol::userSidePath();
+
+// Every entry of a listing that the user side gives page by page: asks
+// with "from" the entries so far until "total" are in.
+std::optional<QVariantList> requestAll(const Invocation &call, const QString &msg,
+                                       const QString &listKey)
+{
+    QVariantList entries;
+    int total = 0;
+    do {
+        const auto page = call.request(UserSidePath, msg, {{protocol::keyFrom(), entries.size()}});
+        if (!page)
+            return std::nullopt;
+        const QVariantList part = page->value(listKey).toList();
+        total = page->value(protocol::keyTotal()).toInt();
+        if (part.isEmpty())
+            break; // the list shrank meanwhile
+        entries.append(part);
+    } while (entries.size() < total);
+    return entries;
+}
 
 QString shown(const QVariantMap &map, const QString &key)
 {
@@ -36,36 +59,36 @@ QString timeText(qint64 ms)
 int notifications(const Invocation &call)
 {
     const QString application = call.value(QStringLiteral("app"));
-    const auto items = call.requestAll(UserSidePath, QStringLiteral("inbox"), QStringLiteral("items"));
+    const auto items = requestAll(call, protocol::inboxMessage(), protocol::keyItems());
     if (!items)
         return Failure;
     int count = 0;
     for (const QVariant &value : *items) {
         const QVariantMap item = value.toMap();
-        if (!application.isEmpty() && item.value(QStringLiteral("application")).toString() != application)
+        if (!application.isEmpty() && item.value(protocol::keyApplication()).toString() != application)
             continue;
-        const QVariantMap attributes = item.value(QStringLiteral("attributes")).toMap();
+        const QVariantMap attributes = item.value(protocol::keyAttributes()).toMap();
         QString time;
         bool numeric = false;
-        const qint64 timestamp = attributes.value(QStringLiteral("timestamp")).toString().toLongLong(&numeric);
+        const qint64 timestamp = attributes.value(protocol::keyTimestamp()).toString().toLongLong(&numeric);
         if (numeric)
             time = timeText(timestamp);
-        else if (attributes.contains(QStringLiteral("timestamp")))
-            time = attributes.value(QStringLiteral("timestamp")).toString();
+        else if (attributes.contains(protocol::keyTimestamp()))
+            time = attributes.value(protocol::keyTimestamp()).toString();
         else
-            time = timeText(item.value(QStringLiteral("received")).toLongLong()) + QStringLiteral(" (received)");
+            time = timeText(item.value(protocol::keyReceived()).toLongLong()) + QStringLiteral(" (received)");
         if (count++ > 0)
             out(QString());
-        out(QStringLiteral("%1  %2").arg(item.value(QStringLiteral("application")).toString(),
-                                         item.value(QStringLiteral("itemId")).toString()));
-        field(QStringLiteral("title"), shown(attributes, QStringLiteral("title")));
-        field(QStringLiteral("body"), shown(attributes, QStringLiteral("subtitle")));
+        out(QStringLiteral("%1  %2").arg(item.value(protocol::keyApplication()).toString(),
+                                         item.value(protocol::keyItemId()).toString()));
+        field(QStringLiteral("title"), shown(attributes, protocol::keyTitle()));
+        field(QStringLiteral("body"), shown(attributes, protocol::keyBody()));
         field(QStringLiteral("time"), time);
-        field(QStringLiteral("category"), shown(attributes, QStringLiteral("type")));
+        field(QStringLiteral("category"), shown(attributes, protocol::keyCategory()));
         field(QStringLiteral("effects"),
-              (item.value(QStringLiteral("effectsCleared")).toBool() ? QStringLiteral("cleared")
-                                                                       : QStringLiteral("active")));
-        if (item.value(QStringLiteral("truncated")).toBool())
+              (item.value(protocol::keyEffectsCleared()).toBool() ? QStringLiteral("cleared")
+                                                                    : QStringLiteral("active")));
+        if (item.value(protocol::keyTruncated()).toBool())
             out(QStringLiteral("  (too large to show whole)"));
     }
     if (count == 0)
@@ -75,27 +98,27 @@ int notifications(const Invocation &call)
 
 int dialogs(const Invocation &call)
 {
-    const auto list = call.requestAll(UserSidePath, QStringLiteral("dialogs"), QStringLiteral("dialogs"));
+    const auto list = requestAll(call, protocol::dialogsMessage(), protocol::keyDialogs());
     if (!list)
         return Failure;
     int count = 0;
     for (const QVariant &value : *list) {
         const QVariantMap dialog = value.toMap();
-        const QVariantMap content = dialog.value(QStringLiteral("content")).toMap();
+        const QVariantMap content = dialog.value(protocol::keyContent()).toMap();
         if (count++ > 0)
             out(QString());
-        out(QStringLiteral("%1  %2").arg(dialog.value(QStringLiteral("itemId")).toString(),
-                                         dialog.value(QStringLiteral("application")).toString()));
-        field(QStringLiteral("title"), shown(content, QStringLiteral("title")));
-        field(QStringLiteral("body"), shown(content, QStringLiteral("subtitle")));
-        if (content.value(QStringLiteral("repeating")).toString() == QLatin1String("on"))
+        out(QStringLiteral("%1  %2").arg(dialog.value(protocol::keyItemId()).toString(),
+                                         dialog.value(protocol::keyApplication()).toString()));
+        field(QStringLiteral("title"), shown(content, protocol::keyTitle()));
+        field(QStringLiteral("body"), shown(content, protocol::keyBody()));
+        if (content.value(protocol::keyRepeating()).toString() == protocol::repeatingOn())
             out(QStringLiteral("  repeats until answered"));
-        const QVariantList buttons = content.value(QStringLiteral("promptChoices")).toList();
+        const QVariantList buttons = content.value(protocol::keyButtons()).toList();
         for (const QVariant &b : buttons) {
             const QVariantMap button = b.toMap();
             field(QStringLiteral("button"),
-                  QStringLiteral("%1  [%2]").arg(button.value(QStringLiteral("label")).toString(),
-                         button.value(QStringLiteral("context")).toString()));
+                  QStringLiteral("%1  [%2]").arg(button.value(protocol::keyButtonLabel()).toString(),
+                         button.value(protocol::keyButtonContext()).toString()));
         }
     }
     if (count == 0)
@@ -108,12 +131,12 @@ int choose(const Invocation &call)
     const QStringList args = call.args();
     if (args.size() != 2)
         return call.usage(QStringLiteral("choose takes a dialog id and a button's label or context"));
-    const auto chosen = call.request(UserSidePath, QStringLiteral("choose"),
-                                     {{QStringLiteral("dialog"), args.at(0)}, {QStringLiteral("button"), args.at(1)}});
+    const auto chosen = call.request(UserSidePath, protocol::chooseMessage(),
+                                     {{protocol::keyDialog(), args.at(0)}, {protocol::keyButton(), args.at(1)}});
     if (!chosen)
         return Failure;
     out(QStringLiteral("chose '%1' in dialog %2")
-            .arg(chosen->value(QStringLiteral("label")).toString(), chosen->value(QStringLiteral("itemId")).toString()));
+            .arg(chosen->value(protocol::keyButtonLabel()).toString(), chosen->value(protocol::keyItemId()).toString()));
     return Success;
 }
 

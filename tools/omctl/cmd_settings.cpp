@@ -4,21 +4,17 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "notify/notifyprotocol_p.h"
+
+
 #include <QDir>
 #include <QUrl>
 
 namespace omctl {
 namespace {
 
-const QString SettingsPath = QStringLiteral("/pps/simulator/notification-settings");
-
-const QStringList GlobalKeys = {QStringLiteral("sound"),  QStringLiteral("vibrate"),
-                                QStringLiteral("led"),    QStringLiteral("preview"),
-                                QStringLiteral("volume"), QStringLiteral("mode")};
-const QStringList ApplicationKeys = {QStringLiteral("alerts"),  QStringLiteral("sound"),
-                                     QStringLiteral("vibrate"), QStringLiteral("led"),
-                                     QStringLiteral("preview"), QStringLiteral("vib_count"),
-                                     QStringLiteral("tone")};
+namespace protocol = om::notifyprotocol;
+const QString SettingsPath = protocol::settingsUserSidePath();
 
 // One block: a heading, then "  key  value  [source]" lines in a fixed order.
 void printBlock(const QString &heading, const QStringList &keys, const QVariantMap &settings,
@@ -41,19 +37,19 @@ void printBlock(const QString &heading, const QStringList &keys, const QVariantM
 
 int show(const Invocation &call)
 {
-    const auto listed = call.request(SettingsPath, QStringLiteral("list"));
+    const auto listed = call.request(SettingsPath, protocol::listMessage());
     if (!listed)
         return Failure;
     const QVariantMap &dat = *listed;
-    printBlock(QStringLiteral("global"), GlobalKeys, dat.value(QStringLiteral("global")).toMap(),
-               QVariantMap());
-    const QVariantMap applications = dat.value(QStringLiteral("applications")).toMap();
+    printBlock(QStringLiteral("global"), protocol::globalSettings(),
+               dat.value(protocol::globalName()).toMap(), QVariantMap());
+    const QVariantMap applications = dat.value(protocol::keyApplications()).toMap();
     for (auto it = applications.cbegin(); it != applications.cend(); ++it) {
         const QVariantMap app = it.value().toMap();
         out(QString());
-        printBlock(QStringLiteral("app ") + it.key(), ApplicationKeys,
-                   app.value(QStringLiteral("settings")).toMap(),
-                   app.value(QStringLiteral("sources")).toMap());
+        printBlock(QStringLiteral("app ") + it.key(), protocol::applicationSettings(),
+                   app.value(protocol::keySettings()).toMap(),
+                   app.value(protocol::keySources()).toMap());
     }
     return Success;
 }
@@ -69,10 +65,9 @@ QString toneValue(const QString &value)
 
 int change(const Invocation &call, const QString &msg, const QString &scope, QVariantMap dat)
 {
-    const QString key = dat.value(QStringLiteral("key")).toString();
+    const QString key = dat.value(protocol::keyKey()).toString();
     if (key == QLatin1String("tone"))
-        dat.insert(QStringLiteral("value"),
-                   toneValue(dat.value(QStringLiteral("value")).toString()));
+        dat.insert(protocol::keyValue(), toneValue(dat.value(protocol::keyValue()).toString()));
     const auto settings = call.request(SettingsPath, msg, dat);
     if (!settings)
         return Failure;
@@ -89,18 +84,18 @@ int settings(const Invocation &call)
     if (scope == QLatin1String("global")) {
         if (args.size() != 3)
             return call.usage(QStringLiteral("settings global takes a key and a value"));
-        return change(call, QStringLiteral("setGlobal"), scope,
-                      {{QStringLiteral("key"), args.at(1)}, {QStringLiteral("value"), args.at(2)}});
+        return change(call, protocol::setGlobalMessage(), scope,
+                      {{protocol::keyKey(), args.at(1)}, {protocol::keyValue(), args.at(2)}});
     }
     if (scope == QLatin1String("app")) {
         if (args.size() != 4)
             return call.usage(QStringLiteral("settings app takes a package, a key and a value"));
         if (args.at(1).isEmpty())
             return call.usage(QStringLiteral("settings app needs a package name"));
-        return change(call, QStringLiteral("setApplication"), QStringLiteral("app ") + args.at(1),
-                      {{QStringLiteral("name"), args.at(1)},
-                       {QStringLiteral("key"), args.at(2)},
-                       {QStringLiteral("value"), args.at(3)}});
+        return change(call, protocol::setApplicationMessage(), QStringLiteral("app ") + args.at(1),
+                      {{protocol::keyName(), args.at(1)},
+                       {protocol::keyKey(), args.at(2)},
+                       {protocol::keyValue(), args.at(3)}});
     }
     return call.usage(QStringLiteral("settings: unknown scope '%1' (global or app)").arg(scope));
 }

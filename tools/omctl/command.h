@@ -81,14 +81,6 @@ public:
         return request(path, msg, dat) ? Success : Failure;
     }
 
-    /**
-     * Every entry of a listing that a service gives page by page: asks
-     * "msg" with "from" the entries so far until "total" are in. Each
-     * answer holds the entries under @p listKey.
-     */
-    std::optional<QVariantList> requestAll(const QString &path, const QString &msg,
-                                           const QString &listKey) const;
-
 private:
     const Command &m_command;
     QStringList m_positional;

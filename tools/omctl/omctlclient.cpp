@@ -161,22 +161,4 @@ std::optional<QVariantMap> Invocation::request(const QString &path, const QStrin
     return answer.value(KeyDat).toMap();
 }
 
-std::optional<QVariantList> Invocation::requestAll(const QString &path, const QString &msg,
-                                                   const QString &listKey) const
-{
-    QVariantList entries;
-    int total = 0;
-    do {
-        const auto page = request(path, msg, {{QStringLiteral("from"), entries.size()}});
-        if (!page)
-            return std::nullopt;
-        const QVariantList part = page->value(listKey).toList();
-        total = page->value(QStringLiteral("total")).toInt();
-        if (part.isEmpty())
-            break; // the list shrank meanwhile
-        entries.append(part);
-    } while (entries.size() < total);
-    return entries;
-}
-
 } // namespace omctl

@@ -91,6 +91,26 @@ QVariantMap WireForm::envelope(const Request &request)
     return reply;
 }
 
+QVariantMap WireForm::answerWithoutEmptyDat(const Request &request, const QVariant &dat)
+{
+    QVariantMap reply = envelope(request);
+    const bool empty =
+        !dat.isValid() || (dat.userType() == QMetaType::QVariantMap && dat.toMap().isEmpty());
+    if (!empty)
+        reply.insert(KeyDat, dat);
+    return reply;
+}
+
+WireForm::FailureFunction WireForm::bareWhenUndecodable(const FailureFunction &failure)
+{
+    return [failure](const Request &request, const Failure &why) {
+        // The router answers an undecodable message with an empty one.
+        if (request.message().isEmpty())
+            return QVariantMap{{KeyErr, why.text}};
+        return failure(request, why);
+    };
+}
+
 WireForm WireForm::standard()
 {
     WireForm form;

@@ -75,10 +75,14 @@ struct Failure
  */
 struct WireForm
 {
+    using AnswerFunction = std::function<QVariantMap(const Request &request, const QVariant &dat)>;
+    using FailureFunction =
+        std::function<QVariantMap(const Request &request, const Failure &failure)>;
+
     /** The attributes of the answer to @p request that carries @p dat. */
-    std::function<QVariantMap(const Request &request, const QVariant &dat)> answer;
+    AnswerFunction answer;
     /** The attributes of the answer to @p request that fails. */
-    std::function<QVariantMap(const Request &request, const Failure &failure)> failure;
+    FailureFunction failure;
     /** The failure for a message that cannot be decoded. It is answered
      *  through failure() with an empty request. */
     Failure malformed;
@@ -92,6 +96,12 @@ struct WireForm
     /** "res" (the request's "msg", empty if it has none) and "id" when the
      *  request had one: the head of an answer, for forms to build on. */
     static QVariantMap envelope(const Request &request);
+    /** An answer: the envelope, and "dat" only when it holds something
+     *  (for services whose answers leave an empty "dat" out). */
+    static QVariantMap answerWithoutEmptyDat(const Request &request, const QVariant &dat);
+    /** @p failure, except that a message that could not be decoded, of
+     *  which nothing is known to answer with, gets "err" alone. */
+    static FailureFunction bareWhenUndecodable(const FailureFunction &failure);
 
     /** "res" (the request's "msg"), "id" when the request had one, and
      *  "dat" (always) or "err" with the failure's text. */

@@ -40,12 +40,7 @@ const QString keyStoredIcon = QStringLiteral("storedIcon");
 WireForm NavigatorService::wireForm()
 {
     WireForm form = WireForm::standard();
-    form.answer = [](const Request &request, const QVariant &dat) {
-        QVariantMap reply = WireForm::envelope(request);
-        if (!dat.toMap().isEmpty())
-            reply.insert(om::controlprotocol::keyDat(), dat);
-        return reply;
-    };
+    form.answer = &WireForm::answerWithoutEmptyDat;
     form.failure = [](const Request &request, const Failure &failure) {
         QVariantMap reply = WireForm::envelope(request);
         reply.insert(om::controlprotocol::keyErr(), failure.text);

@@ -5,7 +5,6 @@
 #include "notify/settings.h"
 #include "notify/userside.h"
 
-#include "control/controlprotocol_p.h"
 #include "notify/notifyprotocol_p.h"
 
 namespace omdevice {
@@ -17,13 +16,7 @@ NotifyPart::NotifyPart(NotifyService *service) : QObject(service), m_service(ser
 WireForm NotifyService::wireForm()
 {
     WireForm form = WireForm::standard();
-    const auto refusal = form.failure;
-    form.failure = [refusal](const Request &request, const Failure &failure) {
-        // Nothing of an undecodable message is known to answer with.
-        if (request.message().isEmpty())
-            return QVariantMap{{om::controlprotocol::keyErr(), failure.text}};
-        return refusal(request, failure);
-    };
+    form.failure = WireForm::bareWhenUndecodable(form.failure);
     form.badShape = [](const Request &request, Shape) {
         return Failure{0, request.msg() + QLatin1String(" without dat"), {}};
     };

@@ -52,11 +52,6 @@ QVariantList page(const QList<QVariantMap> &entries, int from)
     }
     return list;
 }
-
-int fromOf(const Request &request)
-{
-    return request.map().value(protocol::keyFrom()).toInt();
-}
 } // namespace
 
 UserSide::UserSide(NotifyService *service)
@@ -88,22 +83,22 @@ Part *UserSide::partFor(const Request &request, const char *what) const
 
 void UserSide::inbox(const Request &request)
 {
-    if (const Inbox *inbox = partFor<Inbox>(request, "an inbox")) {
-        const QList<QVariantMap> items = inbox->items();
-        m_router->answer(request,
-                         QVariantMap{{protocol::keyItems(), page(items, fromOf(request))},
-                                     {protocol::keyTotal(), items.size()}});
-    }
+    if (const Inbox *inbox = partFor<Inbox>(request, "an inbox"))
+        list(request, inbox->items(), protocol::keyItems());
 }
 
 void UserSide::dialogs(const Request &request)
 {
-    if (const Dialogs *dialogs = partFor<Dialogs>(request, "dialogs")) {
-        const QList<QVariantMap> shown = dialogs->dialogs();
-        m_router->answer(request,
-                         QVariantMap{{protocol::keyDialogs(), page(shown, fromOf(request))},
-                                     {protocol::keyTotal(), shown.size()}});
-    }
+    if (const Dialogs *dialogs = partFor<Dialogs>(request, "dialogs"))
+        list(request, dialogs->dialogs(), protocol::keyDialogs());
+}
+
+void UserSide::list(const Request &request, const QList<QVariantMap> &entries,
+                    const QString &listKey)
+{
+    const int from = request.map().value(protocol::keyFrom()).toInt();
+    m_router->answer(request, QVariantMap{{listKey, page(entries, from)},
+                                          {protocol::keyTotal(), entries.size()}});
 }
 
 void UserSide::choose(const Request &request)

@@ -26,6 +26,9 @@ private:
     void inbox(const Request &request);
     void dialogs(const Request &request);
     void choose(const Request &request);
+    /** Answers @p request with the page of @p entries that it asks for,
+     *  under @p listKey, and their "total". */
+    void list(const Request &request, const QList<QVariantMap> &entries, const QString &listKey);
     /** The service's part @p Part; null, after failing @p request, if
      *  the service runs without it. */
     template<class Part>

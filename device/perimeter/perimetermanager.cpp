@@ -2,7 +2,6 @@
 
 #include "common/controlserver.h"
 #include "common/statepublisher.h"
-#include "control/controlprotocol_p.h"
 
 #include <QDateTime>
 
@@ -72,19 +71,8 @@ qint64 nowSeconds()
 WireForm PerimeterManager::wireForm()
 {
     WireForm form = WireForm::standard();
-    form.answer = [](const Request &request, const QVariant &dat) {
-        QVariantMap reply = WireForm::envelope(request);
-        if (!dat.toMap().isEmpty())
-            reply.insert(om::controlprotocol::keyDat(), dat);
-        return reply;
-    };
-    const auto refusal = form.failure;
-    form.failure = [refusal](const Request &request, const Failure &failure) {
-        // Nothing of an undecodable message is known to answer with.
-        if (request.message().isEmpty())
-            return QVariantMap{{om::controlprotocol::keyErr(), failure.text}};
-        return refusal(request, failure);
-    };
+    form.answer = &WireForm::answerWithoutEmptyDat;
+    form.failure = WireForm::bareWhenUndecodable(form.failure);
     form.unknown = [](const Request &request) {
         return Failure(0, QStringLiteral("unknown request '%1'").arg(request.msg()));
     };

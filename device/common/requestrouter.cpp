@@ -11,12 +11,7 @@ namespace omdevice {
 OM_DEVICE_LOGGING_CATEGORY(lcRequests, "requests");
 
 namespace {
-namespace protocol = om::controlprotocol;
-const QString KeyMsg = protocol::keyMsg();
-const QString KeyId = protocol::keyId();
-const QString KeyDat = protocol::keyDat();
-const QString KeyRes = protocol::keyRes();
-const QString KeyErr = protocol::keyErr();
+using namespace om::controlprotocol;
 
 const char *shapeName(Shape shape)
 {
@@ -43,22 +38,22 @@ Request::Request(int clientId, const QVariantMap &message, const QVariantMap &cl
 
 QString Request::msg() const
 {
-    return m_message.value(KeyMsg).toString();
+    return m_message.value(keyMsg()).toString();
 }
 
 bool Request::hasId() const
 {
-    return m_message.contains(KeyId);
+    return m_message.contains(keyId());
 }
 
 QVariant Request::id() const
 {
-    return m_message.value(KeyId);
+    return m_message.value(keyId());
 }
 
 QVariant Request::dat() const
 {
-    return m_message.value(KeyDat);
+    return m_message.value(keyDat());
 }
 
 QVariantMap Request::map() const
@@ -85,9 +80,9 @@ QString Request::package() const
 QVariantMap WireForm::envelope(const Request &request)
 {
     QVariantMap reply;
-    reply.insert(KeyRes, request.msg());
+    reply.insert(keyRes(), request.msg());
     if (request.hasId())
-        reply.insert(KeyId, request.id());
+        reply.insert(keyId(), request.id());
     return reply;
 }
 
@@ -97,7 +92,7 @@ QVariantMap WireForm::answerWithoutEmptyDat(const Request &request, const QVaria
     const bool empty =
         !dat.isValid() || (dat.userType() == QMetaType::QVariantMap && dat.toMap().isEmpty());
     if (!empty)
-        reply.insert(KeyDat, dat);
+        reply.insert(keyDat(), dat);
     return reply;
 }
 
@@ -106,7 +101,7 @@ WireForm::FailureFunction WireForm::bareWhenUndecodable(const FailureFunction &f
     return [failure](const Request &request, const Failure &why) {
         // The router answers an undecodable message with an empty one.
         if (request.message().isEmpty())
-            return QVariantMap{{KeyErr, why.text}};
+            return QVariantMap{{keyErr(), why.text}};
         return failure(request, why);
     };
 }
@@ -116,12 +111,12 @@ WireForm WireForm::standard()
     WireForm form;
     form.answer = [](const Request &request, const QVariant &dat) {
         QVariantMap reply = envelope(request);
-        reply.insert(KeyDat, dat);
+        reply.insert(keyDat(), dat);
         return reply;
     };
     form.failure = [](const Request &request, const Failure &failure) {
         QVariantMap reply = envelope(request);
-        reply.insert(KeyErr, failure.text);
+        reply.insert(keyErr(), failure.text);
         for (auto it = failure.extra.cbegin(); it != failure.extra.cend(); ++it)
             reply.insert(it.key(), it.value());
         return reply;
@@ -142,9 +137,25 @@ WireForm WireForm::standard()
 RequestRouter::RequestRouter(ControlServer *server, const WireForm &form, QObject *parent)
     : QObject(parent), m_server(server), m_form(form)
 {
-    connect(server, &ControlServer::message, this, &RequestRouter::dispatch);
-    connect(server, &ControlServer::undecodable, this,
+    follow();
+}
+
+RequestRouter::RequestRouter(const QString &path, int mode, const WireForm &form, QObject *parent)
+    : QObject(parent), m_server(new ControlServer(path, mode, this)), m_form(form)
+{
+    follow();
+}
+
+void RequestRouter::follow()
+{
+    connect(m_server, &ControlServer::message, this, &RequestRouter::dispatch);
+    connect(m_server, &ControlServer::undecodable, this,
             [this](int clientId) { dispatchUndecodable(clientId); });
+}
+
+bool RequestRouter::open(QString *error)
+{
+    return m_server->open(error);
 }
 
 void RequestRouter::add(const QList<Route> &table)

@@ -135,6 +135,13 @@ public:
     /** Routes the messages of @p server, which it does not own. */
     RequestRouter(ControlServer *server, const WireForm &form = WireForm::standard(),
                   QObject *parent = nullptr);
+    /** Serves the control object at @p path with permissions @p mode: the
+     *  router makes its ControlServer and owns it. Open it with open(). */
+    RequestRouter(const QString &path, int mode, const WireForm &form = WireForm::standard(),
+                  QObject *parent = nullptr);
+
+    /** Opens the server's object; on failure says why in *error. */
+    bool open(QString *error);
 
     ControlServer *server() const { return m_server; }
     const WireForm &form() const { return m_form; }
@@ -167,6 +174,7 @@ private:
     };
 
     static bool fits(const QVariant &dat, Shape shape);
+    void follow();
 
     ControlServer *m_server;
     WireForm m_form;

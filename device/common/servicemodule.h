@@ -1,6 +1,8 @@
 #ifndef OMDEVICE_SERVICEMODULE_H
 #define OMDEVICE_SERVICEMODULE_H
 
+#include "common/registry.h"
+
 #include <QLoggingCategory>
 #include <QMap>
 #include <QObject>
@@ -44,18 +46,9 @@ struct ModuleInfo
     std::function<ServiceModule *(const DeviceContext &, QObject *)> create;
 };
 
-class ModuleRegistry
-{
-public:
-    static void add(const ModuleInfo &info);
-    /** All modules, sorted by name. */
-    static QList<ModuleInfo> all();
-};
-
-struct ModuleRegistrar
-{
-    explicit ModuleRegistrar(const ModuleInfo &info) { ModuleRegistry::add(info); }
-};
+/** The modules of omdeviced; all() gives them sorted by name. */
+using ModuleRegistry = Registry<ModuleInfo>;
+using ModuleRegistrar = ModuleRegistry::Registrar;
 
 } // namespace omdevice
 

@@ -61,10 +61,8 @@ WireForm InvokeService::wireForm()
 
 InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent),
-      m_control(new ControlServer(protocol::controlPath(), 0666, this)),
-      m_simulator(new ControlServer(protocol::userSidePath(), 0600, this)),
-      m_controlRouter(new RequestRouter(m_control, wireForm(), this)),
-      m_simulatorRouter(new RequestRouter(m_simulator, userSideForm(), this)),
+      m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, userSideForm(), this)),
       m_store(context.dataDirectory, QStringLiteral("invoke")),
       m_history(context.setting(QStringLiteral("invoke.history")).toInt()),
       m_maps(context.dataDirectory)
@@ -79,14 +77,14 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
 
     m_targets.add(&m_maps);
 
-    m_controlRouter->add(protocol::invokeMessage(), Shape::Map,
+    m_control->add(protocol::invokeMessage(), Shape::Map,
                          [this](const Request &r) { invoke(r); });
-    m_simulatorRouter->add({
+    m_userSide->add({
         {protocol::invocationsMessage(), Shape::OptionalMap, [this](const Request &r) { list(r); }},
         {protocol::clearMessage(), Shape::Any, [this](const Request &r) { clear(r); }},
         {protocol::targetsMessage(), Shape::Any, [this](const Request &r) { listTargets(r); }},
         {protocol::mapsMessage(), Shape::Any,
-         [this](const Request &r) { m_simulatorRouter->answer(r, m_maps.shown()); }},
+         [this](const Request &r) { m_userSide->answer(r, m_maps.shown()); }},
     });
 }
 
@@ -94,7 +92,7 @@ InvokeService::~InvokeService() = default;
 
 bool InvokeService::start(QString *error)
 {
-    return m_control->open(error) && m_simulator->open(error);
+    return m_control->open(error) && m_userSide->open(error);
 }
 
 void InvokeService::invoke(const Request &request)
@@ -103,7 +101,7 @@ void InvokeService::invoke(const Request &request)
     Invocation invocation;
     QString reason;
     if (!protocol::decodeRequest(request.map(), &decoded, &invocation.sender, &reason)) {
-        m_controlRouter->fail(request, InvokeReply::BadRequest, reason);
+        m_control->fail(request, InvokeReply::BadRequest, reason);
         return;
     }
     invocation.time = QDateTime::currentMSecsSinceEpoch();
@@ -118,11 +116,11 @@ void InvokeService::invoke(const Request &request)
         invocation.target = target->name();
     record(invocation);
     if (!target) {
-        m_controlRouter->fail(request, invocation.error, invocation.errorText);
+        m_control->fail(request, invocation.error, invocation.errorText);
         return;
     }
     target->take(invocation);
-    m_controlRouter->answer(request, QVariantMap{{protocol::keyTarget(), target->name()}});
+    m_control->answer(request, QVariantMap{{protocol::keyTarget(), target->name()}});
 }
 
 void InvokeService::record(const Invocation &invocation)
@@ -157,7 +155,7 @@ void InvokeService::list(const Request &request)
         size += entrySize;
         listed.prepend(entry);
     }
-    m_simulatorRouter->answer(request, QVariantMap{{protocol::keyInvocations(), listed},
+    m_userSide->answer(request, QVariantMap{{protocol::keyInvocations(), listed},
                                                    {protocol::keyTotal(), m_invocations.size()}});
 }
 
@@ -166,7 +164,7 @@ void InvokeService::clear(const Request &request)
     const int cleared = m_invocations.size();
     m_invocations.clear();
     save();
-    m_simulatorRouter->answer(request, QVariantMap{{protocol::keyCleared(), cleared}});
+    m_userSide->answer(request, QVariantMap{{protocol::keyCleared(), cleared}});
 }
 
 void InvokeService::listTargets(const Request &request)
@@ -177,7 +175,7 @@ void InvokeService::listTargets(const Request &request)
                                    {protocol::keyActions(), target->actions()},
                                    {protocol::keyMimeTypes(), target->mimeTypes()}});
     }
-    m_simulatorRouter->answer(request, QVariantMap{{protocol::keyTargets(), targets}});
+    m_userSide->answer(request, QVariantMap{{protocol::keyTargets(), targets}});
 }
 
 OM_DEVICE_MODULE(InvokeService, "invoke",

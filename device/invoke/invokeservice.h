@@ -1,7 +1,6 @@
 #ifndef OMDEVICE_INVOKESERVICE_H
 #define OMDEVICE_INVOKESERVICE_H
 
-#include "common/controlserver.h"
 #include "common/datastore.h"
 #include "common/requestrouter.h"
 #include "common/servicemodule.h"
@@ -51,10 +50,8 @@ private:
     void record(const Invocation &invocation);
     void save();
 
-    ControlServer *m_control;
-    ControlServer *m_simulator;
-    RequestRouter *m_controlRouter;
-    RequestRouter *m_simulatorRouter;
+    RequestRouter *m_control;
+    RequestRouter *m_userSide;
     DataStore m_store;
     int m_history;
     QList<Invocation> m_invocations; // oldest first

@@ -83,13 +83,11 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
     : ServiceModule(parent), m_context(context),
       m_store(context.dataDirectory, QStringLiteral("navigator")),
       m_state(new StatePublisher(protocol::statePath(), 0644, this)),
-      m_control(new ControlServer(protocol::controlPath(), 0666, this)),
-      m_simulator(new ControlServer(protocol::userSidePath(), 0600, this)),
-      m_controlRouter(new RequestRouter(m_control, applicationWireForm(), this)),
-      m_simulatorRouter(new RequestRouter(m_simulator, wireForm(), this))
+      m_control(new RequestRouter(protocol::controlPath(), 0666, applicationWireForm(), this)),
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this))
 {
     using namespace std::placeholders;
-    RequestRouter *control = m_controlRouter;
+    RequestRouter *control = m_control;
     control->add({
         route(control, protocol::setWallpaperMessage(),
               std::bind(&NavigatorService::setWallpaper, this, _1, _2)),
@@ -102,7 +100,7 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
         {protocol::requestEventsMessage(), Shape::Any,
          [this](const Request &request) {
              m_eventClients.insert(request.clientId());
-             m_controlRouter->answer(request);
+             m_control->answer(request);
          }},
         {protocol::setClosePromptMessage(), Shape::Any,
          [this](const Request &request) {
@@ -112,18 +110,18 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
                   {protocol::keyApp(), protocol::keyTitle(), protocol::keyMessage()})
                  prompt.insert(key, dat.value(key).toString());
              m_closePrompts.insert(request.clientId(), prompt);
-             m_controlRouter->answer(request);
+             m_control->answer(request);
          }},
         {protocol::clearClosePromptMessage(), Shape::Any,
          [this](const Request &request) {
              m_closePrompts.remove(request.clientId());
-             m_controlRouter->answer(request);
+             m_control->answer(request);
          }},
     });
-    connect(m_control, &ControlServer::clientClosed, this,
+    connect(m_control->server(), &ControlServer::clientClosed, this,
             &NavigatorService::onControlClientClosed);
 
-    RequestRouter *user = m_simulatorRouter;
+    RequestRouter *user = m_userSide;
     user->add({
         route(user, protocol::setLockStateMessage(),
               std::bind(&NavigatorService::setLockState, this, _1, _2)),
@@ -132,7 +130,7 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
         route(user, protocol::setWallpaperLockMessage(),
               std::bind(&NavigatorService::setFlag, this, keyWallpaperLocked, _1, _2)),
         {protocol::homeMessage(), Shape::Any,
-         [this](const Request &request) { m_simulatorRouter->answer(request, home()); }},
+         [this](const Request &request) { m_userSide->answer(request, home()); }},
     });
 }
 
@@ -147,7 +145,7 @@ bool NavigatorService::start(QString *error)
     if (!m_state->open(error))
         return false;
     publishState();
-    return m_control->open(error) && m_simulator->open(error);
+    return m_control->open(error) && m_userSide->open(error);
 }
 
 void NavigatorService::publishState()
@@ -319,7 +317,7 @@ bool NavigatorService::setLockState(const QVariantMap &dat, Failure *failure)
     event.insert(om::controlprotocol::keyMsg(), protocol::deviceLockStateEvent());
     event.insert(om::controlprotocol::keyDat(), state);
     for (int clientId : qAsConst(m_eventClients))
-        m_control->reply(clientId, event);
+        m_control->server()->reply(clientId, event);
     return true;
 }
 

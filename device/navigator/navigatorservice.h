@@ -61,10 +61,8 @@ private:
     DataStore m_store;
     QVariantMap m_data;
     StatePublisher *m_state;
-    ControlServer *m_control;
-    ControlServer *m_simulator;
-    RequestRouter *m_controlRouter;
-    RequestRouter *m_simulatorRouter;
+    RequestRouter *m_control;
+    RequestRouter *m_userSide;
     QSet<int> m_eventClients;
     QHash<int, QVariantMap> m_closePrompts;
 };

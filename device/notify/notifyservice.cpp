@@ -25,8 +25,7 @@ WireForm NotifyService::wireForm()
 
 NotifyService::NotifyService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent), m_context(context),
-      m_control(new ControlServer(om::notifyprotocol::controlPath(), 0666, this)),
-      m_router(new RequestRouter(m_control, wireForm(), this))
+      m_router(new RequestRouter(om::notifyprotocol::controlPath(), 0666, wireForm(), this))
 {
     m_parts = {new Inbox(this), new Dialogs(this), new NotificationSettingsPart(this),
                new UserSide(this)};
@@ -34,7 +33,7 @@ NotifyService::NotifyService(const DeviceContext &context, QObject *parent)
 
 bool NotifyService::start(QString *error)
 {
-    if (!m_control->open(error))
+    if (!m_router->open(error))
         return false;
     for (NotifyPart *part : qAsConst(m_parts)) {
         if (!part->start(error))

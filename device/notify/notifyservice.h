@@ -48,7 +48,7 @@ public:
     bool start(QString *error) override;
 
     const DeviceContext &context() const { return m_context; }
-    ControlServer *control() const { return m_control; }
+    ControlServer *control() const { return m_router->server(); }
     RequestRouter *router() const { return m_router; }
     /** The part of type @p Part; null if the service has none. */
     template<class Part>
@@ -67,7 +67,6 @@ public:
 
 private:
     DeviceContext m_context;
-    ControlServer *m_control;
     RequestRouter *m_router;
     QList<NotifyPart *> m_parts;
 };

@@ -54,8 +54,8 @@ bool NotificationSettingsPart::start(QString *error)
                      .arg(QLatin1String(ModeSetting), modeText);
         return false;
     }
-    auto *settingsControl = new ControlServer(protocol::settingsControlPath(), mode, this);
-    m_settingsControl = new RequestRouter(settingsControl, NotifyService::wireForm(), this);
+    m_settingsControl = new RequestRouter(protocol::settingsControlPath(), mode,
+                                          NotifyService::wireForm(), this);
     m_settingsControl->add({
         {protocol::updateGlobalSettingsMessage(), Shape::Any,
          [this](const Request &r) { updateGlobal(r); }},
@@ -63,15 +63,15 @@ bool NotificationSettingsPart::start(QString *error)
     });
 
     // Only the device's owner plays the user.
-    auto *userSide = new ControlServer(protocol::settingsUserSidePath(), 0600, this);
-    m_userSide = new RequestRouter(userSide, NotifyService::wireForm(), this);
+    m_userSide = new RequestRouter(protocol::settingsUserSidePath(), 0600,
+                                   NotifyService::wireForm(), this);
     m_userSide->add({
         {protocol::listMessage(), Shape::Any, [this](const Request &r) { list(r); }},
         {protocol::setGlobalMessage(), Shape::Any, [this](const Request &r) { set(r, true); }},
         {protocol::setApplicationMessage(), Shape::Any,
          [this](const Request &r) { set(r, false); }},
     });
-    return settingsControl->open(error) && userSide->open(error);
+    return m_settingsControl->open(error) && m_userSide->open(error);
 }
 
 void NotificationSettingsPart::clientClosed(int clientId)

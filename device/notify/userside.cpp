@@ -56,8 +56,7 @@ QVariantList page(const QList<QVariantMap> &entries, int from)
 
 UserSide::UserSide(NotifyService *service)
     : NotifyPart(service),
-      m_server(new ControlServer(protocol::userSidePath(), 0600, this)),
-      m_router(new RequestRouter(m_server, NotifyService::wireForm(), this))
+      m_router(new RequestRouter(protocol::userSidePath(), 0600, NotifyService::wireForm(), this))
 {
     m_router->add({
         {protocol::inboxMessage(), Shape::OptionalMap, [this](const Request &r) { inbox(r); }},
@@ -68,7 +67,7 @@ UserSide::UserSide(NotifyService *service)
 
 bool UserSide::start(QString *error)
 {
-    return m_server->open(error);
+    return m_router->open(error);
 }
 
 template<class Part>

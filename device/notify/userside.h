@@ -34,7 +34,6 @@ private:
     template<class Part>
     Part *partFor(const Request &request, const char *what) const;
 
-    ControlServer *m_server;
     RequestRouter *m_router;
 };
 

@@ -13,7 +13,6 @@
 #include <QSocketNotifier>
 #include <QTextStream>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
@@ -138,18 +137,15 @@ int main(int argc, char *argv[])
         dataDirectory.isEmpty() ? omdevice::DataStore::defaultDirectory() : dataDirectory;
 
     QList<omdevice::ModuleInfo> chosen;
-    const QList<omdevice::ModuleInfo> all = omdevice::ModuleRegistry::all();
     if (services == QLatin1String("all")) {
-        chosen = all;
+        chosen = omdevice::ModuleRegistry::all();
     } else if (services != QLatin1String("none")) {
         const QStringList names = services.split(QLatin1Char(','), Qt::SkipEmptyParts);
         for (const QString &name : names) {
-            auto it = std::find_if(all.begin(), all.end(), [&](const omdevice::ModuleInfo &info) {
-                return info.name == name.trimmed();
-            });
-            if (it == all.end())
+            const omdevice::ModuleInfo *info = omdevice::ModuleRegistry::find(name.trimmed());
+            if (!info)
                 return fail(QStringLiteral("unknown service '%1'; --list-services names them").arg(name), 2);
-            chosen.append(*it);
+            chosen.append(*info);
         }
     }
 

@@ -1,6 +1,5 @@
 #include "perimeter/perimetermanager.h"
 
-#include "common/controlserver.h"
 #include "common/statepublisher.h"
 
 #include <QDateTime>
@@ -87,21 +86,19 @@ PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent
       m_store(context.dataDirectory, QStringLiteral("perimeter")),
       // Applications read the state; only the perimeter manager writes it.
       m_state(new StatePublisher(protocol::statePath(), 0644, this)),
-      m_control(new ControlServer(protocol::controlPath(), 0666, this)),
-      m_simulator(new ControlServer(protocol::userSidePath(), 0600, this)),
-      m_controlRouter(new RequestRouter(m_control, wireForm(), this)),
-      m_simulatorRouter(new RequestRouter(m_simulator, wireForm(), this))
+      m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this))
 {
     m_due.setSingleShot(true);
     m_due.setTimerType(Qt::PreciseTimer);
     connect(&m_due, &QTimer::timeout, this, &PerimeterManager::fallDue);
-    m_controlRouter->add({
+    m_control->add({
         {protocol::lockMessage(), Shape::Map, [this](const Request &r) { lock(r); }},
         {protocol::extendLockMessage(), Shape::Map, [this](const Request &r) { extendLock(r); }},
     });
-    m_simulatorRouter->add({
+    m_userSide->add({
         {protocol::statusMessage(), Shape::Any,
-         [this](const Request &r) { m_simulatorRouter->answer(r, describe()); }},
+         [this](const Request &r) { m_userSide->answer(r, describe()); }},
         {protocol::lockMessage(), Shape::Any,
          [this](const Request &r) { change(r, LockState{protocol::Locked, false, QString()}); }},
         {protocol::unlockMessage(), Shape::Any,
@@ -130,7 +127,7 @@ bool PerimeterManager::start(QString *error)
             }
         }
     }
-    if (!m_state->open(error) || !m_control->open(error) || !m_simulator->open(error))
+    if (!m_state->open(error) || !m_control->open(error) || !m_userSide->open(error))
         return false;
     publish();
     // A lock that fell due while the device was off is locked now.
@@ -217,7 +214,7 @@ bool PerimeterManager::perimeterOf(const Request &request)
     const QString name = request.map().value(protocol::keyName()).toString();
     if (name == protocol::enterprisePerimeter())
         return true;
-    m_controlRouter->fail(request, 0, QStringLiteral("no data lock on perimeter '%1'").arg(name));
+    m_control->fail(request, 0, QStringLiteral("no data lock on perimeter '%1'").arg(name));
     return false;
 }
 
@@ -229,12 +226,12 @@ void PerimeterManager::lock(const Request &request)
     qint64 type = protocol::DataLockType;
     if (dat.contains(protocol::keyType()) &&
         (!integerValue(dat.value(protocol::keyType()), &type) || type != protocol::DataLockType)) {
-        m_controlRouter->fail(request, 0, QStringLiteral("unknown lock type"));
+        m_control->fail(request, 0, QStringLiteral("unknown lock type"));
         return;
     }
     // The answer goes out before the new state, so that an application
     // hears "granted" before it sees the lock.
-    m_controlRouter->answer(request);
+    m_control->answer(request);
     if (!isLocked())
         apply(LockState{protocol::Locked, false, QString()});
 }
@@ -245,40 +242,40 @@ void PerimeterManager::extendLock(const Request &request)
         return;
     qint64 interval = 0;
     if (!integerValue(request.map().value(protocol::keyTime()), &interval) || interval < 0) {
-        m_controlRouter->fail(request, 0,
+        m_control->fail(request, 0,
                               QStringLiteral("extend_lock needs a time of zero or more seconds"));
         return;
     }
     qint64 due = 0;
     if (!dueSeconds(&due)) {
-        m_controlRouter->fail(request, 0, QStringLiteral("no lock is pending"));
+        m_control->fail(request, 0, QStringLiteral("no lock is pending"));
         return;
     }
     const qint64 extended = due + interval;
     if (extended > s_latestTime) {
-        m_controlRouter->fail(request, 0, QStringLiteral("the lock cannot be put off that far"));
+        m_control->fail(request, 0, QStringLiteral("the lock cannot be put off that far"));
         return;
     }
-    m_controlRouter->answer(request, QVariantMap{{protocol::keyTime(), extended}});
+    m_control->answer(request, QVariantMap{{protocol::keyTime(), extended}});
     apply(LockState{protocol::Pending, true, QString::number(extended)});
 }
 
 void PerimeterManager::change(const Request &request, const LockState &state)
 {
     apply(state);
-    m_simulatorRouter->answer(request, describe());
+    m_userSide->answer(request, describe());
 }
 
 void PerimeterManager::setPending(const Request &request)
 {
     qint64 seconds = 0;
     if (!integerValue(request.map().value(protocol::keySeconds()), &seconds) || seconds < 0) {
-        m_simulatorRouter->fail(request, 0, QStringLiteral("pending needs zero or more seconds"));
+        m_userSide->fail(request, 0, QStringLiteral("pending needs zero or more seconds"));
         return;
     }
     const qint64 due = nowSeconds() + seconds;
     if (seconds > s_latestTime || due > s_latestTime) {
-        m_simulatorRouter->fail(request, 0, QStringLiteral("the time would be out of range"));
+        m_userSide->fail(request, 0, QStringLiteral("the time would be out of range"));
         return;
     }
     change(request, LockState{protocol::Pending, true, QString::number(due)});
@@ -290,7 +287,7 @@ void PerimeterManager::setRaw(const Request &request)
     qint64 raw = 0;
     if (!integerValue(dat.value(s_keyState), &raw) || raw < std::numeric_limits<qint32>::min() ||
         raw > std::numeric_limits<qint32>::max()) {
-        m_simulatorRouter->fail(request, 0,
+        m_userSide->fail(request, 0,
                                 QStringLiteral("raw needs a state that is a 32-bit whole number"));
         return;
     }
@@ -298,7 +295,7 @@ void PerimeterManager::setRaw(const Request &request)
     if (state.hasTime) {
         const QVariant time = dat.value(s_keyTime);
         if (time.userType() == QMetaType::QVariantMap || time.userType() == QMetaType::QVariantList) {
-            m_simulatorRouter->fail(request, 0, QStringLiteral("the time must be text or a number"));
+            m_userSide->fail(request, 0, QStringLiteral("the time must be text or a number"));
             return;
         }
         state.time = time.toString();

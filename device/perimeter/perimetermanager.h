@@ -12,7 +12,6 @@
 
 namespace omdevice {
 
-class ControlServer;
 class StatePublisher;
 
 /**
@@ -71,10 +70,8 @@ private:
     DeviceContext m_context;
     DataStore m_store;
     StatePublisher *m_state;
-    ControlServer *m_control;
-    ControlServer *m_simulator;
-    RequestRouter *m_controlRouter;
-    RequestRouter *m_simulatorRouter;
+    RequestRouter *m_control;
+    RequestRouter *m_userSide;
     LockState m_current;
     QTimer m_due;
 };

@@ -1,6 +1,8 @@
 #ifndef OMCTL_COMMAND_H
 #define OMCTL_COMMAND_H
 
+#include "common/registry.h"
+
 #include <QCommandLineOption>
 #include <QList>
 #include <QString>
@@ -87,18 +89,9 @@ private:
     QVariantMap m_options;
 };
 
-class CommandRegistry
-{
-public:
-    static void add(const Command &command);
-    static QList<Command> all();
-    static const Command *find(const QString &name);
-};
-
-struct CommandRegistrar
-{
-    explicit CommandRegistrar(const Command &command) { CommandRegistry::add(command); }
-};
+/** The commands; all() gives them sorted by name. */
+using CommandRegistry = omdevice::Registry<Command>;
+using CommandRegistrar = CommandRegistry::Registrar;
 
 } // namespace omctl
 

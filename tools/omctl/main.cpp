@@ -7,19 +7,12 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 
 namespace omctl {
 
 namespace {
-
-QList<Command> &registry()
-{
-    static QList<Command> commands;
-    return commands;
-}
 
 // "[--name VALUE]" for each option, in the order the command gives them.
 QString optionSynopsis(const Command &command)
@@ -156,28 +149,6 @@ int runCommand(const Command &command, const QStringList &args)
 }
 
 } // namespace
-
-void CommandRegistry::add(const Command &command)
-{
-    registry().append(command);
-}
-
-QList<Command> CommandRegistry::all()
-{
-    QList<Command> commands = registry();
-    std::sort(commands.begin(), commands.end(),
-              [](const Command &a, const Command &b) { return a.name < b.name; });
-    return commands;
-}
-
-const Command *CommandRegistry::find(const QString &name)
-{
-    for (const Command &command : registry()) {
-        if (command.name == name)
-            return &command;
-    }
-    return nullptr;
-}
 
 } // namespace omctl
 

@@ -14,8 +14,7 @@ namespace omdevice {
  * commands), so that adding one never touches a shared list. An entry has
  * a "name".
  */
-template<class Entry>
-class Registry
+template <class Entry> class Registry
 {
 public:
     static void add(const Entry &entry) { entries().append(entry); }

@@ -68,7 +68,7 @@ using ModuleRegistrar = ModuleRegistry::Registrar;
  * Debug messages are off unless omdeviced runs with --verbose (or
  * QT_LOGGING_RULES turns them on).
  */
-#define OM_DEVICE_LOGGING_CATEGORY(variable, name)                                      \
+#define OM_DEVICE_LOGGING_CATEGORY(variable, name)                                                 \
     Q_LOGGING_CATEGORY(variable, "om.device." name, QtInfoMsg)
 
 #endif

@@ -66,8 +66,7 @@ bool DevicePropertiesService::start(QString *error)
     if (!m_publisher->open(error))
         return false;
     if (!m_publisher->publish(values)) {
-        *error =
-            QStringLiteral("%1: cannot publish the device properties").arg(protocol::path());
+        *error = QStringLiteral("%1: cannot publish the device properties").arg(protocol::path());
         return false;
     }
     return true;

@@ -48,13 +48,15 @@ WireForm InvokeService::wireForm()
         reply.insert(protocol::keyErrorText(), failure.text);
         return reply;
     };
-    form.malformed = Failure(InvokeReply::BadRequest, QStringLiteral("the request cannot be decoded"));
+    form.malformed =
+        Failure(InvokeReply::BadRequest, QStringLiteral("the request cannot be decoded"));
     form.unknown = [](const Request &request) {
         return Failure(InvokeReply::BadRequest,
                        QStringLiteral("unknown message \"%1\"").arg(request.msg()));
     };
     form.badShape = [](const Request &, Shape) {
-        return Failure(InvokeReply::BadRequest, QStringLiteral("the request has no \"dat\" object"));
+        return Failure(InvokeReply::BadRequest,
+                       QStringLiteral("the request has no \"dat\" object"));
     };
     return form;
 }
@@ -77,8 +79,7 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
 
     m_targets.add(&m_maps);
 
-    m_control->add(protocol::invokeMessage(), Shape::Map,
-                         [this](const Request &r) { invoke(r); });
+    m_control->add(protocol::invokeMessage(), Shape::Map, [this](const Request &r) { invoke(r); });
     m_userSide->add({
         {protocol::invocationsMessage(), Shape::OptionalMap, [this](const Request &r) { list(r); }},
         {protocol::clearMessage(), Shape::Any, [this](const Request &r) { clear(r); }},
@@ -156,7 +157,7 @@ void InvokeService::list(const Request &request)
         listed.prepend(entry);
     }
     m_userSide->answer(request, QVariantMap{{protocol::keyInvocations(), listed},
-                                                   {protocol::keyTotal(), m_invocations.size()}});
+                                            {protocol::keyTotal(), m_invocations.size()}});
 }
 
 void InvokeService::clear(const Request &request)

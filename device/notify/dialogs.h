@@ -11,9 +11,10 @@ namespace omdevice {
 /**
  * The dialogs on screen. "alert" puts one up (answered with "res" "alert"),
  * "update" replaces its content, "cancel" (with the dialog's id, which an
- * item's "cancel" never has) takes it away. When the user chooses a button, the dialog's client gets "msg"
- * "choice" with the dialog's id and "dat" {"itemId", "context"}, and the
- * dialog leaves the screen. A dialog whose client goes away goes too.
+ * item's "cancel" never has) takes it away. When the user chooses a
+ * button, the dialog's client gets "msg" "choice" with the dialog's id and
+ * "dat" {"itemId", "context"}, and the dialog leaves the screen. A dialog
+ * whose client goes away goes too.
  */
 class Dialogs : public NotifyPart
 {

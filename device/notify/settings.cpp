@@ -54,8 +54,8 @@ bool NotificationSettingsPart::start(QString *error)
                      .arg(QLatin1String(ModeSetting), modeText);
         return false;
     }
-    m_settingsControl = new RequestRouter(protocol::settingsControlPath(), mode,
-                                          NotifyService::wireForm(), this);
+    m_settingsControl =
+        new RequestRouter(protocol::settingsControlPath(), mode, NotifyService::wireForm(), this);
     m_settingsControl->add({
         {protocol::updateGlobalSettingsMessage(), Shape::Any,
          [this](const Request &r) { updateGlobal(r); }},
@@ -63,8 +63,8 @@ bool NotificationSettingsPart::start(QString *error)
     });
 
     // Only the device's owner plays the user.
-    m_userSide = new RequestRouter(protocol::settingsUserSidePath(), 0600,
-                                   NotifyService::wireForm(), this);
+    m_userSide =
+        new RequestRouter(protocol::settingsUserSidePath(), 0600, NotifyService::wireForm(), this);
     m_userSide->add({
         {protocol::listMessage(), Shape::Any, [this](const Request &r) { list(r); }},
         {protocol::setGlobalMessage(), Shape::Any, [this](const Request &r) { set(r, true); }},
@@ -236,7 +236,8 @@ void NotificationSettingsPart::pushApplication(const QString &name)
     }
 }
 
-QVariantMap NotificationSettingsPart::settingsChanged(const QString &id, const QVariantMap &settings)
+QVariantMap NotificationSettingsPart::settingsChanged(const QString &id,
+                                                      const QVariantMap &settings)
 {
     // Not an answer but a message of the service's own, under the id the
     // client followed the settings with.

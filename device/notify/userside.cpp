@@ -70,13 +70,13 @@ bool UserSide::start(QString *error)
     return m_router->open(error);
 }
 
-template<class Part>
-Part *UserSide::partFor(const Request &request, const char *what) const
+template <class Part> Part *UserSide::partFor(const Request &request, const char *what) const
 {
     Part *part = service()->part<Part>();
     if (!part)
-        m_router->fail(request, 0, QStringLiteral("the notification service runs without %1")
-                                       .arg(QLatin1String(what)));
+        m_router->fail(
+            request, 0,
+            QStringLiteral("the notification service runs without %1").arg(QLatin1String(what)));
     return part;
 }
 

@@ -31,8 +31,7 @@ private:
     void list(const Request &request, const QList<QVariantMap> &entries, const QString &listKey);
     /** The service's part @p Part; null, after failing @p request, if
      *  the service runs without it. */
-    template<class Part>
-    Part *partFor(const Request &request, const char *what) const;
+    template <class Part> Part *partFor(const Request &request, const char *what) const;
 
     RequestRouter *m_router;
 };

@@ -76,7 +76,8 @@ WireForm PerimeterManager::wireForm()
         return Failure(0, QStringLiteral("unknown request '%1'").arg(request.msg()));
     };
     form.badShape = [](const Request &request, Shape) {
-        return Failure(0, QStringLiteral("%1 needs dat with the perimeter's name").arg(request.msg()));
+        return Failure(0,
+                       QStringLiteral("%1 needs dat with the perimeter's name").arg(request.msg()));
     };
     return form;
 }
@@ -100,9 +101,13 @@ PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent
         {protocol::statusMessage(), Shape::Any,
          [this](const Request &r) { m_userSide->answer(r, describe()); }},
         {protocol::lockMessage(), Shape::Any,
-         [this](const Request &r) { change(r, LockState{protocol::Locked, false, QString()}); }},
+         [this](const Request &r) {
+             change(r, LockState{protocol::Locked, false, QString()});
+         }},
         {protocol::unlockMessage(), Shape::Any,
-         [this](const Request &r) { change(r, LockState{protocol::Unlocked, false, QString()}); }},
+         [this](const Request &r) {
+             change(r, LockState{protocol::Unlocked, false, QString()});
+         }},
         {protocol::pendingMessage(), Shape::Any, [this](const Request &r) { setPending(r); }},
         {protocol::rawMessage(), Shape::Any, [this](const Request &r) { setRaw(r); }},
     });
@@ -243,7 +248,7 @@ void PerimeterManager::extendLock(const Request &request)
     qint64 interval = 0;
     if (!integerValue(request.map().value(protocol::keyTime()), &interval) || interval < 0) {
         m_control->fail(request, 0,
-                              QStringLiteral("extend_lock needs a time of zero or more seconds"));
+                        QStringLiteral("extend_lock needs a time of zero or more seconds"));
         return;
     }
     qint64 due = 0;
@@ -288,13 +293,14 @@ void PerimeterManager::setRaw(const Request &request)
     if (!integerValue(dat.value(s_keyState), &raw) || raw < std::numeric_limits<qint32>::min() ||
         raw > std::numeric_limits<qint32>::max()) {
         m_userSide->fail(request, 0,
-                                QStringLiteral("raw needs a state that is a 32-bit whole number"));
+                         QStringLiteral("raw needs a state that is a 32-bit whole number"));
         return;
     }
     LockState state{int(raw), dat.contains(s_keyTime), QString()};
     if (state.hasTime) {
         const QVariant time = dat.value(s_keyTime);
-        if (time.userType() == QMetaType::QVariantMap || time.userType() == QMetaType::QVariantList) {
+        if (time.userType() == QMetaType::QVariantMap ||
+            time.userType() == QMetaType::QVariantList) {
             m_userSide->fail(request, 0, QStringLiteral("the time must be text or a number"));
             return;
         }

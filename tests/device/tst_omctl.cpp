@@ -69,14 +69,14 @@ void tst_Omctl::usageErrors_data()
 {
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("err");
-    QTest::newRow("unknown option") << QStringList{"watch", "--bogus", "/pps/x"}
-                                    << "omctl: watch: Unknown option 'bogus'.";
+    QTest::newRow("unknown option")
+        << QStringList{"watch", "--bogus", "/pps/x"} << "omctl: watch: Unknown option 'bogus'.";
     QTest::newRow("missing value") << QStringList{"notifications", "--app"}
                                    << "omctl: notifications: Missing value after '--app'.";
     QTest::newRow("bad number") << QStringList{"invocations", "--last", "0"}
                                 << "omctl: --last needs a positive number";
-    QTest::newRow("arguments to a command that takes none") << QStringList{"home", "now"}
-                                                            << "omctl: home takes no arguments";
+    QTest::newRow("arguments to a command that takes none")
+        << QStringList{"home", "now"} << "omctl: home takes no arguments";
     QTest::newRow("unknown option before the first argument")
         << QStringList{"write", "-x", "/pps/x", "a::1"} << "omctl: write: Unknown option 'x'.";
 }
@@ -94,10 +94,12 @@ void tst_Omctl::usageErrors()
 void tst_Omctl::argumentsTakenAsWritten()
 {
     const QString object = QStringLiteral("/pps/test/state");
-    QCOMPARE(DeviceProcess::omctl({"write", "--create", object, "a::1", "b::2", "h::3"}).exitCode, 0);
+    QCOMPARE(DeviceProcess::omctl({"write", "--create", object, "a::1", "b::2", "h::3"}).exitCode,
+             0);
     // "-a" and "-h" are removals, not options; "--create" is an option
     // wherever it stands.
-    const DeviceProcess::Result r = DeviceProcess::omctl({"write", object, "-a", "c::4", "--create", "-h"});
+    const DeviceProcess::Result r =
+        DeviceProcess::omctl({"write", object, "-a", "c::4", "--create", "-h"});
     QCOMPARE(r.err, QByteArray());
     QCOMPARE(r.exitCode, 0);
     om::PpsObject pps(object);
@@ -115,7 +117,8 @@ void tst_Omctl::requestHelper_data()
     QTest::newRow("done") << "dat" << 0 << QString();
     QTest::newRow("refused") << "err" << 1 << "omctl: lock: the device is busy\n";
     QTest::newRow("no service")
-        << "none" << 1 << "omctl: /pps/simulator/navigator: no such object (is its service running?)\n";
+        << "none" << 1
+        << "omctl: /pps/simulator/navigator: no such object (is its service running?)\n";
 }
 
 void tst_Omctl::requestHelper()

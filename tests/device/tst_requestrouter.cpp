@@ -129,11 +129,13 @@ void tst_RequestRouter::shapeIsCheckedFirst_data()
     QTest::newRow("map, list given") << Shape::Map << list << "m: \"dat\" must be an object";
     QTest::newRow("optional map, none") << Shape::OptionalMap << none << QString();
     QTest::newRow("optional map, map") << Shape::OptionalMap << map << QString();
-    QTest::newRow("optional map, text") << Shape::OptionalMap << text << "m: \"dat\" must be an object";
+    QTest::newRow("optional map, text")
+        << Shape::OptionalMap << text << "m: \"dat\" must be an object";
     QTest::newRow("list") << Shape::List << list << QString();
     QTest::newRow("list, map given") << Shape::List << map << "m: \"dat\" must be a list";
     QTest::newRow("string") << Shape::String << text << QString();
-    QTest::newRow("string, number given") << Shape::String << QVariant(7) << "m: \"dat\" must be a string";
+    QTest::newRow("string, number given")
+        << Shape::String << QVariant(7) << "m: \"dat\" must be a string";
 }
 
 void tst_RequestRouter::shapeIsCheckedFirst()
@@ -160,7 +162,8 @@ void tst_RequestRouter::shapeIsCheckedFirst()
     QCOMPARE(answer, expected);
     if (!handled.isEmpty()) {
         QCOMPARE(handled.first().package(), QStringLiteral("tst.router"));
-        QCOMPARE(handled.first().client().value("pid").toLongLong(), qint64(QCoreApplication::applicationPid()));
+        QCOMPARE(handled.first().client().value("pid").toLongLong(),
+                 qint64(QCoreApplication::applicationPid()));
     }
 }
 
@@ -277,7 +280,9 @@ void tst_RequestRouter::everyHookOfTheForm()
         return QVariantMap{{"ok", request.msg()}, {"payload", dat}};
     };
     form.failure = [](const Request &request, const Failure &failure) {
-        return QVariantMap{{"no", request.msg()}, {"code", failure.code}, {"why", failure.text},
+        return QVariantMap{{"no", request.msg()},
+                           {"code", failure.code},
+                           {"why", failure.text},
                            {"more", failure.extra}};
     };
     form.malformed = Failure(90, QStringLiteral("garbled"));
@@ -292,21 +297,31 @@ void tst_RequestRouter::everyHookOfTheForm()
         {QStringLiteral("list"), Shape::List,
          [this](const Request &r) { m_router->answer(r, r.list().size()); }},
         {QStringLiteral("refuse"), Shape::Any,
-         [this](const Request &r) { m_router->fail(r, Failure(7, "no", {{"errno", 5}})); }},
+         [this](const Request &r) {
+             m_router->fail(r, Failure(7, "no", {{"errno", 5}}));
+         }},
     });
     QCOMPARE(m_router->form().malformed.code, 90);
 
     Client client;
     QCOMPARE(client.ask(message("list", "1", QVariantList{1, 2, 3})),
              (QVariantMap{{"ok", "list"}, {"payload", 3}}));
-    QCOMPARE(client.ask(message("refuse", "2")),
-             (QVariantMap{{"no", "refuse"}, {"code", 7}, {"why", "no"}, {"more", QVariantMap{{"errno", 5}}}}));
-    QCOMPARE(client.ask(message("list", "3", "text")),
-             (QVariantMap{{"no", "list"}, {"code", 92}, {"why", "list wants a list"}, {"more", QVariantMap()}}));
+    QCOMPARE(
+        client.ask(message("refuse", "2")),
+        (QVariantMap{
+            {"no", "refuse"}, {"code", 7}, {"why", "no"}, {"more", QVariantMap{{"errno", 5}}}}));
+    QCOMPARE(
+        client.ask(message("list", "3", "text")),
+        (QVariantMap{
+            {"no", "list"}, {"code", 92}, {"why", "list wants a list"}, {"more", QVariantMap()}}));
     QCOMPARE(client.ask(message("who", "4")),
-             (QVariantMap{{"no", "who"}, {"code", 91}, {"why", "who is who"}, {"more", QVariantMap{{"hint", "ask again"}}}}));
+             (QVariantMap{{"no", "who"},
+                          {"code", 91},
+                          {"why", "who is who"},
+                          {"more", QVariantMap{{"hint", "ask again"}}}}));
     QVERIFY(client.sendRaw("dat:json:[1,\n"));
-    QCOMPARE(client.next(), (QVariantMap{{"no", ""}, {"code", 90}, {"why", "garbled"}, {"more", QVariantMap()}}));
+    QCOMPARE(client.next(),
+             (QVariantMap{{"no", ""}, {"code", 90}, {"why", "garbled"}, {"more", QVariantMap()}}));
 }
 
 void tst_RequestRouter::serviceForms_data()
@@ -322,25 +337,33 @@ void tst_RequestRouter::serviceForms_data()
     const QVariantMap empty;
     const QVariant full = QVariantMap{{"a", 1}};
     const int badRequest = om::system::InvokeReply::BadRequest;
-    const auto row = [](const char *tag, const char *service, const char *kind, const QVariantMap &request,
-                        const QVariant &dat, const QVariantMap &expected) {
+    const auto row = [](const char *tag, const char *service, const char *kind,
+                        const QVariantMap &request, const QVariant &dat,
+                        const QVariantMap &expected) {
         QTest::newRow(tag) << service << kind << request << dat << expected;
     };
 
     // The standard form: "dat" always, "err" with the failure's extras.
-    row("standard answer", "standard", "answer", withId, QVariantMap(), {{"res", "x"}, {"id", "7"}, {"dat", QVariantMap()}});
-    row("standard failure", "standard", "fail", withoutId, {}, {{"res", "x"}, {"err", "no"}, {"errno", 5}});
+    row("standard answer", "standard", "answer", withId, QVariantMap(),
+        {{"res", "x"}, {"id", "7"}, {"dat", QVariantMap()}});
+    row("standard failure", "standard", "fail", withoutId, {},
+        {{"res", "x"}, {"err", "no"}, {"errno", 5}});
 
     // The notification service: "err" alone for what cannot be decoded.
-    row("notify answer", "notify", "answer", withId, QVariantMap(), {{"res", "x"}, {"id", "7"}, {"dat", QVariantMap()}});
+    row("notify answer", "notify", "answer", withId, QVariantMap(),
+        {{"res", "x"}, {"id", "7"}, {"dat", QVariantMap()}});
     row("notify malformed", "notify", "malformed", withId, {}, {{"err", "malformed message"}});
-    row("notify unknown", "notify", "unknown", withoutId, {}, {{"res", "x"}, {"err", "unknown message: x"}});
-    row("notify ill-shaped", "notify", "badShape", withId, {}, {{"res", "x"}, {"id", "7"}, {"err", "x without dat"}});
+    row("notify unknown", "notify", "unknown", withoutId, {},
+        {{"res", "x"}, {"err", "unknown message: x"}});
+    row("notify ill-shaped", "notify", "badShape", withId, {},
+        {{"res", "x"}, {"id", "7"}, {"err", "x without dat"}});
 
     // The navigator: no empty "dat", the errno value beside "err".
-    row("navigator empty answer", "navigator", "answer", withId, QVariantMap(), {{"res", "x"}, {"id", "7"}});
+    row("navigator empty answer", "navigator", "answer", withId, QVariantMap(),
+        {{"res", "x"}, {"id", "7"}});
     row("navigator answer", "navigator", "answer", withoutId, full, {{"res", "x"}, {"dat", full}});
-    row("navigator failure", "navigator", "fail", withId, {}, {{"res", "x"}, {"id", "7"}, {"err", "no"}, {"errno", 5}});
+    row("navigator failure", "navigator", "fail", withId, {},
+        {{"res", "x"}, {"id", "7"}, {"err", "no"}, {"errno", 5}});
     row("navigator malformed", "navigator", "malformed", withId, {},
         {{"res", ""}, {"err", "malformed message"}, {"errno", EBADMSG}});
     row("navigator unknown", "navigator", "unknown", withId, {},
@@ -349,19 +372,27 @@ void tst_RequestRouter::serviceForms_data()
         {{"res", ""}, {"id", "8"}, {"err", "a request needs \"msg\""}, {"errno", ENOTSUP}});
 
     // The invocation service: the code in "err", the text in "errstr".
-    row("invoke answer", "invoke", "answer", withId, full, {{"res", "x"}, {"id", "7"}, {"dat", full}});
-    row("invoke failure", "invoke", "fail", withId, {}, {{"res", "x"}, {"id", "7"}, {"err", 5}, {"errstr", "no"}});
+    row("invoke answer", "invoke", "answer", withId, full,
+        {{"res", "x"}, {"id", "7"}, {"dat", full}});
+    row("invoke failure", "invoke", "fail", withId, {},
+        {{"res", "x"}, {"id", "7"}, {"err", 5}, {"errstr", "no"}});
     row("invoke malformed", "invoke", "malformed", empty, {},
         {{"res", "invoke"}, {"err", badRequest}, {"errstr", "the request cannot be decoded"}});
     row("invoke unknown", "invoke", "unknown", withId, {},
         {{"res", "x"}, {"id", "7"}, {"err", badRequest}, {"errstr", "unknown message \"x\""}});
     row("invoke ill-shaped", "invoke", "badShape", withId, {},
-        {{"res", "x"}, {"id", "7"}, {"err", badRequest}, {"errstr", "the request has no \"dat\" object"}});
+        {{"res", "x"},
+         {"id", "7"},
+         {"err", badRequest},
+         {"errstr", "the request has no \"dat\" object"}});
 
     // The perimeter manager: no empty "dat", "err" alone for the undecodable.
-    row("perimeter empty answer", "perimeter", "answer", withId, QVariantMap(), {{"res", "x"}, {"id", "7"}});
-    row("perimeter malformed", "perimeter", "malformed", withId, {}, {{"err", "malformed message"}});
-    row("perimeter unknown", "perimeter", "unknown", withId, {}, {{"res", "x"}, {"id", "7"}, {"err", "unknown request 'x'"}});
+    row("perimeter empty answer", "perimeter", "answer", withId, QVariantMap(),
+        {{"res", "x"}, {"id", "7"}});
+    row("perimeter malformed", "perimeter", "malformed", withId, {},
+        {{"err", "malformed message"}});
+    row("perimeter unknown", "perimeter", "unknown", withId, {},
+        {{"res", "x"}, {"id", "7"}, {"err", "unknown request 'x'"}});
     row("perimeter ill-shaped", "perimeter", "badShape", withId, {},
         {{"res", "x"}, {"id", "7"}, {"err", "x needs dat with the perimeter's name"}});
 }
@@ -381,8 +412,9 @@ void tst_RequestRouter::serviceForms()
         {"perimeter", omdevice::PerimeterManager::wireForm()},
     };
     const Failure failure(5, QStringLiteral("no"), {{"errno", 5}});
-    QCOMPARE(formAnswer(forms.value(service), kind, Request(1, request, QVariantMap()), dat, failure),
-             expected);
+    QCOMPARE(
+        formAnswer(forms.value(service), kind, Request(1, request, QVariantMap()), dat, failure),
+        expected);
 }
 
 QTEST_GUILESS_MAIN(tst_RequestRouter)

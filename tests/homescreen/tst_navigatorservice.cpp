@@ -165,12 +165,13 @@ void tst_NavigatorService::userSideRefusals_data()
     QTest::addColumn<QString>("msg");
     QTest::addColumn<QVariantMap>("dat");
     QTest::addColumn<QVariantMap>("answer");
-    QTest::newRow("unknown lock state")
-        << "setLockState" << QVariantMap{{"state", "open"}}
-        << refusal("setLockState", EINVAL,
-                   "unknown lock state \"open\"; one of notLocked, screenLocked, passwordLocked, pinBlocked");
-    QTest::newRow("switch without a boolean") << "setBedsideMode" << QVariantMap{{"on", "yes"}}
-                                              << refusal("setBedsideMode", EINVAL, "\"on\" must be true or false");
+    QTest::newRow("unknown lock state") << "setLockState" << QVariantMap{{"state", "open"}}
+                                        << refusal("setLockState", EINVAL,
+                                                   "unknown lock state \"open\"; one of notLocked, "
+                                                   "screenLocked, passwordLocked, pinBlocked");
+    QTest::newRow("switch without a boolean")
+        << "setBedsideMode" << QVariantMap{{"on", "yes"}}
+        << refusal("setBedsideMode", EINVAL, "\"on\" must be true or false");
     QTest::newRow("unknown") << "reboot" << QVariantMap()
                              << refusal("reboot", ENOTSUP, "unknown message: reboot");
 }
@@ -195,7 +196,8 @@ void tst_NavigatorService::wallpaper_data()
     QTest::addColumn<QString>("text");
     QTest::newRow("taken") << "FILE" << false << 0 << QString();
     QTest::newRow("no path") << "" << false << EINVAL << "no image file given";
-    QTest::newRow("no such file") << "/nonexistent/w.png" << false << ENOENT << "no such file: /nonexistent/w.png";
+    QTest::newRow("no such file") << "/nonexistent/w.png" << false << ENOENT
+                                  << "no such file: /nonexistent/w.png";
     QTest::newRow("a directory") << "DIR" << false << EISDIR << "not a file: DIR";
     QTest::newRow("locked") << "FILE" << true << EPERM << "the wallpaper is locked";
 }
@@ -242,7 +244,8 @@ void tst_NavigatorService::wallpaperIsCopiedAndReplaced()
 void tst_NavigatorService::shortcuts()
 {
     ControlClient app(ControlPath);
-    const QVariantMap shortcut{{"icon", file("i.png")}, {"label", "Mail"}, {"category", "c"}, {"url", "mail:"}};
+    const QVariantMap shortcut{
+        {"icon", file("i.png")}, {"label", "Mail"}, {"category", "c"}, {"url", "mail:"}};
     QVariantMap unlabelled = shortcut;
     unlabelled.insert("label", "  ");
     QCOMPARE(ask(app, "addShortcut", unlabelled),
@@ -289,7 +292,8 @@ void tst_NavigatorService::controlObjectAnswers()
     QVERIFY(app.send(ControlClient::message("requestEvents", QVariant())));
     QCOMPARE(app.next(), (QVariantMap{{"res", "requestEvents"}}));
     QVERIFY(app.sendRaw("msg::setBadge\ndat:json:{\n"));
-    QCOMPARE(app.next(), (QVariantMap{{"res", ""}, {"err", "malformed message"}, {"errno", EBADMSG}}));
+    QCOMPARE(app.next(),
+             (QVariantMap{{"res", ""}, {"err", "malformed message"}, {"errno", EBADMSG}}));
     // "dat" that is no map counts as empty.
     QCOMPARE(app.ask(ControlClient::message("setBadge", "r", "text")),
              refusal("setBadge", EINVAL, "a badge needs the application's name"));

@@ -94,7 +94,10 @@ int write(const Invocation &call)
         if (!ok && !line.contains('\n'))
             om::PpsObject::decode(line, &ok);
         if (!ok || line.startsWith('@') || line.startsWith("+@"))
-            return call.usage(QStringLiteral("'%1' is not an attribute (name:encoding:value) or a removal (-name)").arg(arg));
+            return call.usage(
+                QStringLiteral(
+                    "'%1' is not an attribute (name:encoding:value) or a removal (-name)")
+                    .arg(arg));
         text += line;
         text += '\n';
     }
@@ -114,29 +117,39 @@ int write(const Invocation &call)
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("ls"), QStringLiteral("[path]"),
+OMCTL_COMMAND({QStringLiteral("ls"),
+               QStringLiteral("[path]"),
                QStringLiteral("List the objects and directories below a path (default /pps)."),
-               QStringLiteral("Directories end with '/'."), {}, ls});
+               QStringLiteral("Directories end with '/'."),
+               {},
+               ls});
 
-OMCTL_COMMAND({QStringLiteral("cat"), QStringLiteral("<object>"),
+OMCTL_COMMAND({QStringLiteral("cat"),
+               QStringLiteral("<object>"),
                QStringLiteral("Print the current attributes of an object as PPS text."),
                QStringLiteral("A control object has no attributes of its own and prints nothing."),
-               {}, cat});
+               {},
+               cat});
 
-OMCTL_COMMAND({QStringLiteral("watch"), QStringLiteral("<object>"),
-               QStringLiteral("Print an object's content, then each update as it arrives."),
-               QStringLiteral("Runs until interrupted, or until N updates have been printed.\n"
-                              "On a control object it prints what the server sends to all clients."),
-               {{QStringLiteral("count"), QStringLiteral("Stop after N updates."), QStringLiteral("N")}},
-               watch});
+OMCTL_COMMAND(
+    {QStringLiteral("watch"),
+     QStringLiteral("<object>"),
+     QStringLiteral("Print an object's content, then each update as it arrives."),
+     QStringLiteral("Runs until interrupted, or until N updates have been printed.\n"
+                    "On a control object it prints what the server sends to all clients."),
+     {{QStringLiteral("count"), QStringLiteral("Stop after N updates."), QStringLiteral("N")}},
+     watch});
 
-OMCTL_COMMAND({QStringLiteral("write"), QStringLiteral("<object> <name:encoding:value | -name>..."),
-               QStringLiteral("Write attributes to an object as one message."),
-               QStringLiteral("Encodings: empty for text, n number, b boolean (true/false),\n"
-                              "json a nested map or list, c text with C escapes.\n"
-                              "-name removes an attribute from a plain object.\n"
-                              "Example: omctl write /pps/services/navigator/state isDeviceLocked::notLocked"),
-               {{QStringLiteral("create"), QStringLiteral("Make a plain object that does not exist yet.")}},
-               write, true});
+OMCTL_COMMAND(
+    {QStringLiteral("write"),
+     QStringLiteral("<object> <name:encoding:value | -name>..."),
+     QStringLiteral("Write attributes to an object as one message."),
+     QStringLiteral("Encodings: empty for text, n number, b boolean (true/false),\n"
+                    "json a nested map or list, c text with C escapes.\n"
+                    "-name removes an attribute from a plain object.\n"
+                    "Example: omctl write /pps/services/navigator/state isDeviceLocked::notLocked"),
+     {{QStringLiteral("create"), QStringLiteral("Make a plain object that does not exist yet.")}},
+     write,
+     true});
 
 } // namespace omctl

@@ -5,7 +5,6 @@
 
 #include "perimeter/perimeterprotocol_p.h"
 
-
 #include <om/ppsobject.h>
 
 #include <QDateTime>
@@ -96,7 +95,8 @@ int show(const Invocation &call)
     // Headed "@" and the object's name, the last part of its path.
     const QString name = QLatin1Char('@') + statePath.section(QLatin1Char('/'), -1);
     const QVariantMap attributes = decoded.value(name).toMap();
-    printState(attributes.value(protocol::keyState()), attributes.value(protocol::keyDataLockTime()));
+    printState(attributes.value(protocol::keyState()),
+               attributes.value(protocol::keyDataLockTime()));
     return Success;
 }
 
@@ -160,6 +160,8 @@ OMCTL_COMMAND(
                     "Raw states: 0 locked since start-up, 1 unlocked, 2 unlocking, 3 locked,\n"
                     "4 no data lock policy, 5 lock pending, 6 start-up lock being opened.\n"
                     "Changes print the state that results. They need the device's owner."),
-     {}, datalock, true});
+     {},
+     datalock,
+     true});
 
 } // namespace omctl

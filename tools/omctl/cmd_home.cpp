@@ -6,7 +6,6 @@
 
 #include "oms/navigatorprotocol_p.h"
 
-
 #include <QVariantList>
 
 namespace omctl {
@@ -33,7 +32,8 @@ std::function<int(const Invocation &)> switchCommand(const QString &msg)
         if (call.args().size() != 1 ||
             (value != QLatin1String("on") && value != QLatin1String("off")))
             return call.usage(QStringLiteral("%1 takes on or off").arg(call.command().name));
-        return call.perform(simulatorPath, msg, {{protocol::keyOn(), value == QLatin1String("on")}});
+        return call.perform(simulatorPath, msg,
+                            {{protocol::keyOn(), value == QLatin1String("on")}});
     };
 }
 
@@ -94,22 +94,30 @@ OMCTL_COMMAND({QStringLiteral("lock"),
                QStringLiteral("Change the device's lock state."),
                QStringLiteral("Applications see it on /pps/services/navigator/state, and those\n"
                               "that asked for navigator events get a deviceLockState event."),
-               {}, lock});
+               {},
+               lock});
 
-OMCTL_COMMAND({QStringLiteral("bedside"), QStringLiteral("<on|off>"),
-               QStringLiteral("Turn bedside mode on or off."), QString(), {},
+OMCTL_COMMAND({QStringLiteral("bedside"),
+               QStringLiteral("<on|off>"),
+               QStringLiteral("Turn bedside mode on or off."),
+               QString(),
+               {},
                switchCommand(protocol::setBedsideModeMessage())});
 
 OMCTL_COMMAND(
-    {QStringLiteral("wallpaper-lock"), QStringLiteral("<on|off>"),
+    {QStringLiteral("wallpaper-lock"),
+     QStringLiteral("<on|off>"),
      QStringLiteral("Lock or unlock the wallpaper."),
-     QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."), {},
+     QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."),
+     {},
      switchCommand(protocol::setWallpaperLockMessage())});
 
-OMCTL_COMMAND({QStringLiteral("home"), QString(),
+OMCTL_COMMAND({QStringLiteral("home"),
+               QString(),
                QStringLiteral("Show the home screen: wallpaper, lock state, shortcuts, badges."),
                QStringLiteral("The wallpaper and shortcut icons are shown as the applications\n"
                               "named them; the navigator keeps copies of its own."),
-               {}, home});
+               {},
+               home});
 
 } // namespace omctl

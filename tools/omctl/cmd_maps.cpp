@@ -180,8 +180,10 @@ int listTargets(const Invocation &call)
     for (const QVariant &entry : targets) {
         const QVariantMap target = entry.toMap();
         out(target.value(protocol::keyName()).toString());
-        out(QStringLiteral("  actions: ") + target.value(protocol::keyActions()).toStringList().join(QLatin1String(", ")));
-        out(QStringLiteral("  types:   ") + target.value(protocol::keyMimeTypes()).toStringList().join(QLatin1String(", ")));
+        out(QStringLiteral("  actions: ") +
+            target.value(protocol::keyActions()).toStringList().join(QLatin1String(", ")));
+        out(QStringLiteral("  types:   ") +
+            target.value(protocol::keyMimeTypes()).toStringList().join(QLatin1String(", ")));
     }
     return Success;
 }
@@ -201,10 +203,12 @@ int invocations(const Invocation &call)
         const auto cleared = call.request(SimulatorPath, protocol::clearMessage());
         if (!cleared)
             return Failure;
-        out(QStringLiteral("Cleared %1 invocations.").arg(cleared->value(protocol::keyCleared()).toInt()));
+        out(QStringLiteral("Cleared %1 invocations.")
+                .arg(cleared->value(protocol::keyCleared()).toInt()));
         return Success;
     }
-    const auto result = call.request(SimulatorPath, protocol::invocationsMessage(), {{protocol::keyLast(), *last}});
+    const auto result =
+        call.request(SimulatorPath, protocol::invocationsMessage(), {{protocol::keyLast(), *last}});
     if (!result)
         return Failure;
     const QVariantList list = result->value(protocol::keyInvocations()).toList();
@@ -218,19 +222,25 @@ int invocations(const Invocation &call)
         const QVariantMap invocation = entry.toMap();
         ++index;
         const int code = invocation.value(protocol::keyRecordError()).toInt();
-        const QString outcome = code == 0
-                                    ? QStringLiteral("taken by ") + invocation.value(protocol::keyTarget()).toString()
-                                    : QStringLiteral("refused, error %1: %2").arg(code).arg(invocation.value(protocol::keyRecordErrorText()).toString());
-        out(QStringLiteral("%1. %2 from %3: %4").arg(index).arg(timeText(invocation.value(protocol::keyTime())),
-                                                                 invocation.value(protocol::keySender()).toString(),
-                                                                 outcome));
+        const QString outcome =
+            code == 0
+                ? QStringLiteral("taken by ") + invocation.value(protocol::keyTarget()).toString()
+                : QStringLiteral("refused, error %1: %2")
+                      .arg(code)
+                      .arg(invocation.value(protocol::keyRecordErrorText()).toString());
+        out(QStringLiteral("%1. %2 from %3: %4")
+                .arg(index)
+                .arg(timeText(invocation.value(protocol::keyTime())),
+                     invocation.value(protocol::keySender()).toString(), outcome));
         if (!invocation.value(protocol::keyRequestedTarget()).toString().isEmpty())
-            out(QStringLiteral("   target: ") + invocation.value(protocol::keyRequestedTarget()).toString());
+            out(QStringLiteral("   target: ") +
+                invocation.value(protocol::keyRequestedTarget()).toString());
         out(QStringLiteral("   action: ") + invocation.value(protocol::keyAction()).toString());
         out(QStringLiteral("   type: ") + invocation.value(protocol::keyMimeType()).toString());
         if (!invocation.value(protocol::keyUri()).toString().isEmpty())
             out(QStringLiteral("   uri: ") + invocation.value(protocol::keyUri()).toString());
-        const QByteArray data = QByteArray::fromBase64(invocation.value(protocol::keyData()).toString().toLatin1());
+        const QByteArray data =
+            QByteArray::fromBase64(invocation.value(protocol::keyData()).toString().toLatin1());
         const int size = invocation.value(protocol::keyDataSize()).toInt();
         QString heading = QStringLiteral("   data (%1 bytes").arg(size);
         if (data.size() < size)
@@ -242,20 +252,25 @@ int invocations(const Invocation &call)
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("invocations"), QString(),
-               QStringLiteral("List the recent invocations: sender, outcome, action, type and data."),
-               QStringLiteral("Shows the last invocations, oldest first. Data is printed as text\n"
-                              "with C escapes, so a final NUL shows as \\0; long data is cut."),
-               {{QStringLiteral("last"), QStringLiteral("Show the last N (default 10)."), QStringLiteral("N")},
-                {QStringLiteral("clear"), QStringLiteral("Forget every invocation.")},
-                {QStringLiteral("targets"), QStringLiteral("List the targets that invocations can go to.")}},
-               invocations});
+OMCTL_COMMAND(
+    {QStringLiteral("invocations"),
+     QString(),
+     QStringLiteral("List the recent invocations: sender, outcome, action, type and data."),
+     QStringLiteral("Shows the last invocations, oldest first. Data is printed as text\n"
+                    "with C escapes, so a final NUL shows as \\0; long data is cut."),
+     {{QStringLiteral("last"), QStringLiteral("Show the last N (default 10)."),
+       QStringLiteral("N")},
+      {QStringLiteral("clear"), QStringLiteral("Forget every invocation.")},
+      {QStringLiteral("targets"), QStringLiteral("List the targets that invocations can go to.")}},
+     invocations});
 
-OMCTL_COMMAND({QStringLiteral("maps"), QString(),
+OMCTL_COMMAND({QStringLiteral("maps"),
+               QString(),
                QStringLiteral("Show what the maps application was last asked to show."),
                QStringLiteral("The view (map, route or KML places), the center, the places, the\n"
                               "route's start, end and options, the search and whether the current\n"
                               "location is shown; or why the content could not be read."),
-               {}, maps});
+               {},
+               maps});
 
 } // namespace omctl

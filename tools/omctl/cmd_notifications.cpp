@@ -6,7 +6,6 @@
 
 #include "notify/notifyprotocol_p.h"
 
-
 #include <QDateTime>
 #include <QVariantList>
 
@@ -65,18 +64,21 @@ int notifications(const Invocation &call)
     int count = 0;
     for (const QVariant &value : *items) {
         const QVariantMap item = value.toMap();
-        if (!application.isEmpty() && item.value(protocol::keyApplication()).toString() != application)
+        if (!application.isEmpty() &&
+            item.value(protocol::keyApplication()).toString() != application)
             continue;
         const QVariantMap attributes = item.value(protocol::keyAttributes()).toMap();
         QString time;
         bool numeric = false;
-        const qint64 timestamp = attributes.value(protocol::keyTimestamp()).toString().toLongLong(&numeric);
+        const qint64 timestamp =
+            attributes.value(protocol::keyTimestamp()).toString().toLongLong(&numeric);
         if (numeric)
             time = timeText(timestamp);
         else if (attributes.contains(protocol::keyTimestamp()))
             time = attributes.value(protocol::keyTimestamp()).toString();
         else
-            time = timeText(item.value(protocol::keyReceived()).toLongLong()) + QStringLiteral(" (received)");
+            time = timeText(item.value(protocol::keyReceived()).toLongLong()) +
+                   QStringLiteral(" (received)");
         if (count++ > 0)
             out(QString());
         out(QStringLiteral("%1  %2").arg(item.value(protocol::keyApplication()).toString(),
@@ -87,7 +89,7 @@ int notifications(const Invocation &call)
         field(QStringLiteral("category"), shown(attributes, protocol::keyCategory()));
         field(QStringLiteral("effects"),
               (item.value(protocol::keyEffectsCleared()).toBool() ? QStringLiteral("cleared")
-                                                                    : QStringLiteral("active")));
+                                                                  : QStringLiteral("active")));
         if (item.value(protocol::keyTruncated()).toBool())
             out(QStringLiteral("  (too large to show whole)"));
     }
@@ -117,8 +119,9 @@ int dialogs(const Invocation &call)
         for (const QVariant &b : buttons) {
             const QVariantMap button = b.toMap();
             field(QStringLiteral("button"),
-                  QStringLiteral("%1  [%2]").arg(button.value(protocol::keyButtonLabel()).toString(),
-                         button.value(protocol::keyButtonContext()).toString()));
+                  QStringLiteral("%1  [%2]")
+                      .arg(button.value(protocol::keyButtonLabel()).toString(),
+                           button.value(protocol::keyButtonContext()).toString()));
         }
     }
     if (count == 0)
@@ -130,19 +133,23 @@ int choose(const Invocation &call)
 {
     const QStringList args = call.args();
     if (args.size() != 2)
-        return call.usage(QStringLiteral("choose takes a dialog id and a button's label or context"));
-    const auto chosen = call.request(UserSidePath, protocol::chooseMessage(),
-                                     {{protocol::keyDialog(), args.at(0)}, {protocol::keyButton(), args.at(1)}});
+        return call.usage(
+            QStringLiteral("choose takes a dialog id and a button's label or context"));
+    const auto chosen =
+        call.request(UserSidePath, protocol::chooseMessage(),
+                     {{protocol::keyDialog(), args.at(0)}, {protocol::keyButton(), args.at(1)}});
     if (!chosen)
         return Failure;
     out(QStringLiteral("chose '%1' in dialog %2")
-            .arg(chosen->value(protocol::keyButtonLabel()).toString(), chosen->value(protocol::keyItemId()).toString()));
+            .arg(chosen->value(protocol::keyButtonLabel()).toString(),
+                 chosen->value(protocol::keyItemId()).toString()));
     return Success;
 }
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("notifications"), QString(),
+OMCTL_COMMAND({QStringLiteral("notifications"),
+               QString(),
                QStringLiteral("List the items in the notification inbox."),
                QStringLiteral("One block per item, oldest first: application and item id, then\n"
                               "title, body, time (the item's timestamp, or when it arrived),\n"
@@ -151,18 +158,22 @@ OMCTL_COMMAND({QStringLiteral("notifications"), QString(),
                  QStringLiteral("NAME")}},
                notifications});
 
-OMCTL_COMMAND({QStringLiteral("dialogs"), QString(),
+OMCTL_COMMAND({QStringLiteral("dialogs"),
+               QString(),
                QStringLiteral("List the notification dialogs on screen."),
                QStringLiteral("One block per dialog: its id and application, then title, body\n"
                               "and each button's label with its context in brackets."),
-               {}, dialogs});
+               {},
+               dialogs});
 
-OMCTL_COMMAND({QStringLiteral("choose"), QStringLiteral("<dialog-id> <button label or context>"),
+OMCTL_COMMAND({QStringLiteral("choose"),
+               QStringLiteral("<dialog-id> <button label or context>"),
                QStringLiteral("Press a button of a dialog on screen, as the user."),
                QStringLiteral("The dialog may be named by the start of its id, braces left out,\n"
                               "if no other dialog's id starts so. The application that showed\n"
                               "the dialog learns the choice, and the dialog leaves the screen.\n"
                               "Example: omctl choose 3f2a Yes"),
-               {}, choose});
+               {},
+               choose});
 
 } // namespace omctl

@@ -6,7 +6,6 @@
 
 #include "notify/notifyprotocol_p.h"
 
-
 #include <QDir>
 #include <QUrl>
 
@@ -118,6 +117,8 @@ OMCTL_COMMAND(
                     "\n"
                     "A change is the user's choice: it overrides the application's default\n"
                     "and reaches every application that follows those settings."),
-     {}, settings, true});
+     {},
+     settings,
+     true});
 
 } // namespace omctl

@@ -78,7 +78,8 @@ public:
 
     /** A request whose answer holds nothing to show: Success, or Failure
      *  after saying why. */
-    int perform(const QString &path, const QString &msg, const QVariantMap &dat = QVariantMap()) const
+    int perform(const QString &path, const QString &msg,
+                const QVariantMap &dat = QVariantMap()) const
     {
         return request(path, msg, dat) ? Success : Failure;
     }

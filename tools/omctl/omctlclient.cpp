@@ -23,8 +23,8 @@ const QString KeyErr = QStringLiteral("err");
 constexpr int RequestTimeoutMs = 5000;
 
 // The answer to one request: its attributes, or false with the reason.
-bool exchange(const QString &path, const QString &msg, const QVariantMap &dat,
-              QVariantMap *answer, QString *error)
+bool exchange(const QString &path, const QString &msg, const QVariantMap &dat, QVariantMap *answer,
+              QString *error)
 {
     om::PpsObject pps(path);
     if (!pps.open(om::PpsOpenMode::PublishSubscribe)) {
@@ -68,7 +68,8 @@ bool exchange(const QString &path, const QString &msg, const QVariantMap &dat,
         }
         const qint64 left = RequestTimeoutMs - clock.elapsed();
         if (left <= 0) {
-            *error = QStringLiteral("no answer from the service within %1 ms").arg(RequestTimeoutMs);
+            *error =
+                QStringLiteral("no answer from the service within %1 ms").arg(RequestTimeoutMs);
             return false;
         }
         timer.start(int(left));

@@ -16,11 +16,16 @@
 namespace om {
 namespace controlprotocol {
 
+// One name a line, as a table.
+// clang-format off
+
 inline QString keyMsg() { return QStringLiteral("msg"); }
 inline QString keyId() { return QStringLiteral("id"); }
 inline QString keyDat() { return QStringLiteral("dat"); }
 inline QString keyRes() { return QStringLiteral("res"); }
 inline QString keyErr() { return QStringLiteral("err"); }
+
+// clang-format on
 
 } // namespace controlprotocol
 } // namespace om

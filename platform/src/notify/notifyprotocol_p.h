@@ -26,10 +26,15 @@
 namespace om {
 namespace notifyprotocol {
 
+// One name a line, as a table.
+// clang-format off
+
 inline QString controlPath() { return QStringLiteral("/pps/services/notify/control"); }
-inline QString settingsControlPath() { return QStringLiteral("/pps/services/notify/settings-control"); }
+inline QString settingsControlPath()
+{ return QStringLiteral("/pps/services/notify/settings-control"); }
 inline QString userSidePath() { return QStringLiteral("/pps/simulator/notifications"); }
-inline QString settingsUserSidePath() { return QStringLiteral("/pps/simulator/notification-settings"); }
+inline QString settingsUserSidePath()
+{ return QStringLiteral("/pps/simulator/notification-settings"); }
 
 // The control object.
 inline QString notifyMessage() { return QStringLiteral("notify"); }
@@ -112,6 +117,8 @@ inline QString keyButton() { return QStringLiteral("button"); }
 inline QString keyApplications() { return QStringLiteral("applications"); }
 inline QString keySettings() { return QStringLiteral("settings"); }
 inline QString keySources() { return QStringLiteral("sources"); }
+
+// clang-format on
 
 } // namespace notifyprotocol
 } // namespace om

@@ -9,6 +9,9 @@
 namespace om {
 namespace devicepropertiesprotocol {
 
+// One name a line, as a table.
+// clang-format off
+
 inline QString path() { return QStringLiteral("/pps/services/deviceproperties"); }
 
 inline QString keyOsVersion() { return QStringLiteral("osVersion"); }
@@ -18,6 +21,8 @@ inline QString keyModelName() { return QStringLiteral("modelName"); }
 inline QString keyModelNumber() { return QStringLiteral("modelNumber"); }
 inline QString keyHardwareId() { return QStringLiteral("hardwareId"); }
 inline QString keySerialNumber() { return QStringLiteral("serialNumber"); }
+
+// clang-format on
 
 } // namespace devicepropertiesprotocol
 } // namespace om

@@ -23,6 +23,9 @@
 namespace om {
 namespace navigatorprotocol {
 
+// One name a line, as a table.
+// clang-format off
+
 inline QString statePath() { return QStringLiteral("/pps/services/navigator/state"); }
 inline QString controlPath() { return QStringLiteral("/pps/services/navigator/control"); }
 inline QString userSidePath() { return QStringLiteral("/pps/simulator/navigator"); }
@@ -82,6 +85,8 @@ inline QString keyHomeWallpaperLocked() { return QStringLiteral("wallpaperLocked
 inline QString keyShortcuts() { return QStringLiteral("shortcuts"); }
 inline QString keyBadges() { return QStringLiteral("badges"); }
 inline QString keyClosePrompts() { return QStringLiteral("closePrompts"); }
+
+// clang-format on
 
 } // namespace navigatorprotocol
 } // namespace om

@@ -21,7 +21,11 @@
 namespace om {
 namespace perimeterprotocol {
 
-inline QString statePath() { return QStringLiteral("/pps/system/perimeter/info/1000/enterprise/state"); }
+// One name a line, as a table.
+// clang-format off
+
+inline QString statePath()
+{ return QStringLiteral("/pps/system/perimeter/info/1000/enterprise/state"); }
 inline QString controlPath() { return QStringLiteral("/pps/system/perimeter/control_public"); }
 inline QString userSidePath() { return QStringLiteral("/pps/simulator/perimeter"); }
 
@@ -57,6 +61,8 @@ inline QString unlockMessage() { return QStringLiteral("unlock"); }
 inline QString pendingMessage() { return QStringLiteral("pending"); }
 inline QString rawMessage() { return QStringLiteral("raw"); }
 inline QString keySeconds() { return QStringLiteral("seconds"); }
+
+// clang-format on
 
 } // namespace perimeterprotocol
 } // namespace om

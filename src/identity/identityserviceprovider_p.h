@@ -121,6 +121,7 @@ private:
      *  request that could not be issued; returns the request id. */
     int issued(int result, unsigned int requestId, ids_request_type_t type) const;
 
+public:
     IdentityServiceProvider *const q_ptr;
     // Requests are issued from const operations too.
     mutable QMap<unsigned int, ids_request_type_t> m_requests;

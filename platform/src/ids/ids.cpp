@@ -294,7 +294,7 @@ int connectProvider(Client &c, const QByteArray &provider)
 {
     const int fd = ::pps_open(protocol::controlPath().toUtf8().constData(), O_RDWR);
     if (fd < 0) {
-        qCInfo(lcIds) << "cannot reach the identity service:" << strerror(errno);
+        qCDebug(lcIds) << "cannot reach the identity service:" << strerror(errno);
         return fail(ECOMM);
     }
     const unsigned int id = nextRequestId(c);
@@ -373,13 +373,14 @@ bool reconnect(Client &c, Registration *r)
         errno = error;
         return false;
     }
+    if (r->link == Registration::Link::Waiting)
+        qCInfo(lcIds) << "connected to the identity service again for" << r->provider;
     r->link = Registration::Link::Connected;
     r->retryMs = FirstRetryMs;
     r->notifiers.erase(std::remove_if(r->notifiers.begin(), r->notifiers.end(),
                                       [](const Notifier &n) { return n.stopping; }),
                        r->notifiers.end());
     wakeIfQueued(c, r);
-    qCInfo(lcIds) << "connected to the identity service again for" << r->provider;
     return true;
 }
 

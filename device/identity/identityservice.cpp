@@ -186,16 +186,30 @@ void IdentityService::log(const Request &request, const QString &outcome, bool f
     qCInfo(lcIdentity).noquote() << request.package() << request.msg() << outcome;
 }
 
-bool IdentityService::admit(const Request &request, const QString &provider)
+QString IdentityService::providerOf(const Request &request)
 {
     const auto connection = m_connections.constFind(request.clientId());
-    if (connection == m_connections.constEnd()) {
+    if (connection != m_connections.constEnd())
+        return connection->provider;
+    // A connection that registered with a service before this one: its
+    // requests name their provider.
+    const QString named = request.map().value(protocol::keyProvider()).toString();
+    if (named != protocol::providerOmid() && named != protocol::providerProfile())
+        return QString();
+    m_connections.insert(request.clientId(), Connection{named});
+    return named;
+}
+
+bool IdentityService::admit(const Request &request, const QString &provider)
+{
+    const QString registered = providerOf(request);
+    if (registered.isEmpty()) {
         fail(request, IDS_INVALID_REQUEST, QStringLiteral("no provider registered"));
         return false;
     }
-    if (connection->provider != provider) {
+    if (registered != provider) {
         fail(request, IDS_INVALID_REQUEST,
-             QStringLiteral("%1 does not serve \"%2\"").arg(connection->provider, request.msg()));
+             QStringLiteral("%1 does not serve \"%2\"").arg(registered, request.msg()));
         return false;
     }
     for (int i = 0; i < m_forced.size(); ++i) {
@@ -236,9 +250,7 @@ void IdentityService::onRegister(const Request &request)
 
 void IdentityService::onRegisterNotifier(const Request &request)
 {
-    const auto connection = m_connections.constFind(request.clientId());
-    if (connection == m_connections.constEnd() ||
-        connection->provider != protocol::providerProfile()) {
+    if (providerOf(request) != protocol::providerProfile()) {
         fail(request, EINVAL, QStringLiteral("notifiers are of ids:omb:profile"));
         return;
     }

@@ -89,6 +89,9 @@ private:
     void onSetOption(const Request &request);
     void onClientClosed(int clientId);
 
+    /** The provider of the request's connection, registered or named;
+     *  empty for none. */
+    QString providerOf(const Request &request);
     /** False, with the request answered, unless the request's connection
      *  registered @p provider and no failure was asked for. */
     bool admit(const Request &request, const QString &provider);

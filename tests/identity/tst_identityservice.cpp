@@ -8,11 +8,16 @@
 #include "testbroker.h"
 
 #include <ids/ids.h>
+#include <om/platform/identity/identityserviceprovider.h>
+#include <om/platform/identity/ombrelid.h>
+#include <om/platform/identity/ombrelprofile.h>
 #include <om/ppsobject.h>
 
 #include <QTemporaryDir>
+#include <QThread>
 #include <QtTest>
 
+#include <ctime>
 #include <memory>
 
 using omdevice::IdentityService;
@@ -149,6 +154,7 @@ private Q_SLOTS:
     void badRequests_data();
     void badRequests();
     void keptAcrossRestarts();
+    void moduleStoppedAndBack();
 
 private:
     void startService();
@@ -575,6 +581,10 @@ void tst_IdentityService::badRequests_data()
     const QString omid = proto::providerOmid();
     const QString profile = proto::providerProfile();
     QTest::newRow("before any registration") << QString() << "getData" << QVariant(entry(1, 0, "n")) << int(IDS_INVALID_REQUEST);
+    QVariantMap named = entry(1, 0, "n");
+    named.insert("provider", profile);
+    QTest::newRow("no registration, the provider named") << QString() << "getData" << QVariant(named)
+                                                         << int(IDS_DOES_NOT_EXIST);
     QTest::newRow("unknown request") << profile << "steal" << QVariant(QVariantMap()) << int(IDS_INVALID_REQUEST);
     QTest::newRow("\"dat\" a text") << profile << "getData" << QVariant("n") << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
     QTest::newRow("no \"dat\"") << omid << "getToken" << QVariant() << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
@@ -661,6 +671,108 @@ void tst_IdentityService::keptAcrossRestarts()
     QCOMPARE(codeOf(user->call(proto::simSetOffline(), QVariantMap{{"offline", false}})), 0);
     QCOMPARE(account->call(proto::msgGetToken(), bearer).value("dat").toMap().value("token"),
              token.value("dat").toMap().value("token"));
+}
+
+namespace {
+
+/** The service on a thread of its own, as the library's registration waits
+ *  for the service's answer on the caller's thread. */
+class ServiceThread
+{
+public:
+    explicit ServiceThread(const QString &dataDirectory)
+    {
+        m_thread.start();
+        m_context.moveToThread(&m_thread);
+        QMetaObject::invokeMethod(&m_context, [this, dataDirectory] {
+            omdevice::DeviceContext context;
+            context.dataDirectory = dataDirectory;
+            m_service = new IdentityService(context, nullptr);
+            QString error;
+            m_started = m_service->start(&error);
+        }, Qt::BlockingQueuedConnection);
+    }
+    ~ServiceThread()
+    {
+        QMetaObject::invokeMethod(&m_context, [this] { delete m_service; },
+                                  Qt::BlockingQueuedConnection);
+        m_thread.quit();
+        m_thread.wait();
+    }
+    bool started() const { return m_started; }
+
+private:
+    QThread m_thread;
+    QObject m_context;
+    IdentityService *m_service = nullptr;
+    bool m_started = false;
+};
+
+} // namespace
+
+void tst_IdentityService::moduleStoppedAndBack()
+{
+    using namespace om::platform::identity;
+    m_service.reset();
+    auto service = std::make_unique<ServiceThread>(m_data->path());
+    QVERIFY(service->started());
+    const QString package = QCoreApplication::applicationName();
+    IdentityServiceProvider profile(OmbrelProfile::providerName());
+    IdentityServiceProvider account(OmbrelId::providerName());
+    QSignalSpy created(&profile, &IdentityServiceProvider::dataCreated);
+    QSignalSpy notified(&profile, &IdentityServiceProvider::notificationReceived);
+    QSignalSpy read(&profile, qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved));
+    QSignalSpy challengeFailed(&account, qOverload<int, int, const QString &>(&IdentityServiceProvider::challengeFailed));
+    QSignalSpy challengeComplete(&account, &IdentityServiceProvider::challengeComplete);
+    profile.createData(1, 0, "kept", QByteArray("v"));
+    QVERIFY(created.wait());
+    QCOMPARE(profile.setNotification(1, 0, "kept"), 0);
+    QVERIFY(notified.wait());
+    QVERIFY(account.challenge(0, 0) != 0);
+    auto user = std::make_unique<Client>(proto::simulatorPath(), "omctl");
+    QTRY_COMPARE(user->call(proto::simChallenges()).value("dat").toMap().value("challenges").toList().size(), 1);
+    user.reset();
+
+    // The module stops while the bus stays: the application sleeps.
+    service.reset();
+    timespec before = {};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
+    QTest::qWait(1000);
+    timespec after = {};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
+    const double used = double(after.tv_sec - before.tv_sec) + double(after.tv_nsec - before.tv_nsec) / 1e9;
+    QVERIFY2(used < 0.25, qPrintable(QString::number(used)));
+    QCOMPARE(challengeComplete.size(), 0);
+    // Where the bus ends a connection whose server went away, the waiting
+    // challenge has failed; where it keeps the connection for the next
+    // server, the challenge stays pending, and its answer is lost with the
+    // service that was to give it.
+    const bool ended = !challengeFailed.isEmpty();
+    if (ended)
+        QCOMPARE(challengeFailed.at(0).at(1).toInt(), int(IDS_ERROR_WHILE_CONTACTING_SERVICE));
+
+    // Back: requests work again, and the entry is there.
+    service = std::make_unique<ServiceThread>(m_data->path());
+    QVERIFY(service->started());
+    QVERIFY(profile.requestData(1, 0, "kept") != 0);
+    QVERIFY(read.wait());
+    QCOMPARE(read.at(0).at(1).toByteArray(), QByteArray("v"));
+    user = std::make_unique<Client>(proto::simulatorPath(), "omctl");
+    auto change = [&user, &package](const QByteArray &value) {
+        return codeOf(user->call(proto::simSetData(), QVariantMap{{"package", package}, {"name", "kept"},
+                                                                  {"value", proto::encodeBytes(value)}}));
+    };
+    if (!ended) {
+        // The new service never saw the notifier: it is set again.
+        QCOMPARE(profile.setNotification(1, 0, "kept"), 0);
+        QVERIFY(notified.wait());
+    }
+    // The notifier follows the entry again (resumed, where the connection
+    // was made anew, without a second "Started").
+    const int started = notified.size();
+    QCOMPARE(change("changed"), 0); // runs the event loop while it waits
+    QTRY_COMPARE(notified.size(), started + 1);
+    QCOMPARE(notified.last().at(2).toInt(), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_IdentityService)

@@ -334,9 +334,10 @@ void wakeIfQueued(Client &c, Registration *r)
         sendInternal(c, r, protocol::msgWake(), QVariantMap());
 }
 
-QVariantMap notifierDat(const Notifier &n, int flags)
+QVariantMap notifierDat(const Registration *r, const Notifier &n, int flags)
 {
-    return {{protocol::keyType(), n.type},
+    return {{protocol::keyProvider(), QString::fromUtf8(r->provider)},
+            {protocol::keyType(), n.type},
             {protocol::keyFlags(), flags},
             {protocol::keyName(), QString::fromUtf8(n.name)},
             {protocol::keyWatcher(), n.watcher}};
@@ -356,7 +357,7 @@ bool reconnect(Client &c, Registration *r)
     for (const Notifier &n : r->notifiers) {
         if (n.stopping)
             continue;
-        QVariantMap dat = notifierDat(n, protocol::NotifierStart);
+        QVariantMap dat = notifierDat(r, n, protocol::NotifierStart);
         dat.insert(protocol::keyResume(), true);
         const unsigned int id = nextRequestId(c);
         bool ok = false;
@@ -618,8 +619,12 @@ int issue(ids_provider_t *handle, Kind kind, const QString &msg, const QVariantM
     if (!r || c.initCount == 0 || r->link == Registration::Link::Parked)
         return fail(EINVAL);
     const unsigned int id = nextRequestId(c);
+    // Each request names its provider, so that a service that meets the
+    // connection without having seen it register still knows it.
+    QVariantMap full = dat;
+    full.insert(protocol::keyProvider(), QString::fromUtf8(r->provider));
     bool ok = false;
-    const QByteArray text = encodeRequest(msg, id, dat, &ok);
+    const QByteArray text = encodeRequest(msg, id, full, &ok);
     if (!ok)
         return fail(EINVAL);
     if (text.size() > om::PpsObject::MaxMessageSize)
@@ -908,7 +913,7 @@ int ids_register_notifier(ids_provider_t *provider, int type, int flags, const c
     const unsigned int id = nextRequestId(c);
     bool ok = false;
     const QByteArray request =
-        encodeRequest(protocol::msgRegisterNotifier(), id, notifierDat(n, flags), &ok);
+        encodeRequest(protocol::msgRegisterNotifier(), id, notifierDat(r, n, flags), &ok);
     if (!ok)
         return fail(EINVAL);
     if (request.size() > om::PpsObject::MaxMessageSize)
@@ -992,7 +997,7 @@ int ids_cancel_callbacks(void *cb_data)
             // notifier and is dropped.
             if (r->link == Registration::Link::Connected && !it->stopping)
                 sendInternal(c, r.get(), protocol::msgRegisterNotifier(),
-                             notifierDat(*it, protocol::NotifierStop));
+                             notifierDat(r.get(), *it, protocol::NotifierStop));
             it = r->notifiers.erase(it);
         }
         r->watchers.erase(cb_data);

@@ -4,8 +4,11 @@
 // The messages of the identity service's control object, shared by the
 // client (libids), the device's service and omctl.
 //
-// Each registered provider is one connection. Its first request names the
-// provider; every later request on it is for that provider:
+// Each registered provider is one connection. Its first request registers
+// the provider; every later request on it is for that provider and names it
+// too ("provider" in each "dat", left out below), so that a service that
+// meets a connection it did not see register (handed over from a service
+// before it) still serves it:
 //
 //   msg::register         id::<n>  dat:json:{"provider":"ids:omb:profile"}
 //   msg::getToken         id::<n>  dat:json:{"tokenType":..,"appliesTo":..}

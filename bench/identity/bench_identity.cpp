@@ -19,6 +19,8 @@
 #include <om/ppsobject.h>
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
 
 #include <algorithm>
 #include <chrono>
@@ -130,6 +132,32 @@ double seconds(const std::function<void()> &operation)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+/** CPU time of process @p pid (0: this one) so far, in seconds. */
+double cpuOf(pid_t pid)
+{
+    QFile file(pid ? QStringLiteral("/proc/%1/schedstat").arg(pid) : QStringLiteral("/proc/self/schedstat"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    return file.readAll().split(' ').value(0).toDouble() / 1e9;
+}
+
+/** The omdeviced that this process started. */
+pid_t deviceProcess()
+{
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+    for (const QString &entry : entries) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(entry));
+        if (!stat.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray text = stat.readAll();
+        const int close = text.lastIndexOf(')');
+        const QList<QByteArray> fields = text.mid(close + 2).split(' ');
+        if (text.contains("(omdeviced)") && fields.value(1).toInt() == ::getpid())
+            return pid_t(entry.toInt());
+    }
+    return 0;
+}
+
 double median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
@@ -184,13 +212,20 @@ int main(int argc, char *argv[])
 
     std::vector<double> libraryRates;
     std::vector<double> floorRates;
+    const pid_t service = deviceProcess();
+    double clientCpu = 0;
+    double serviceCpu = 0;
     for (int round = 0; round < Rounds; ++round) {
+        const double clientBefore = cpuOf(0);
+        const double serviceBefore = cpuOf(service);
         libraryRates.push_back(InFlight / seconds([&] {
                                    answers = 0;
                                    for (int i = 0; i < InFlight; ++i)
                                        provider.requestProperties(0, Names);
                                    waitForAnswers(InFlight);
                                }));
+        clientCpu += cpuOf(0) - clientBefore;
+        serviceCpu += cpuOf(service) - serviceBefore;
         floorRates.push_back(InFlight / seconds([&] { floor.inFlight(InFlight); }));
     }
     const double libraryRate = median(libraryRates);
@@ -198,6 +233,8 @@ int main(int argc, char *argv[])
     std::printf("%-46s %9.0f requests/s\n", "(d) raw, 1000 in flight", floorRate);
     std::printf("%-46s %9.0f requests/s   %.2fx of (d)\n", "(c) requestProperties, 1000 in flight",
                 libraryRate, libraryRate / floorRate);
+    std::printf("%-46s client %.1f us, service %.1f us\n", "    CPU time per request in (c)",
+                clientCpu * 1e6 / (Rounds * InFlight), serviceCpu * 1e6 / (Rounds * InFlight));
 
     const bool latency = ombench::target(QStringLiteral("(a) / (b), one at a time"),
                                          library.median / raw.median, QStringLiteral("<="), 3.0);

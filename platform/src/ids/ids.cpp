@@ -49,6 +49,9 @@ constexpr int DefaultTimeoutMs = 5000;
 constexpr int FirstRetryMs = 250;
 constexpr int MostRetryMs = 8000;
 constexpr int ReceiveBuffer = om::PpsObject::MaxMessageSize + 4096;
+// What a provider's connection may hold of requests not yet read by the
+// service (the kernel caps it at twice net.core.wmem_max).
+constexpr int RequestQueueBytes = 4 * 1024 * 1024;
 
 const char *const LostConnectionInfo = "the connection to the identity service ended";
 const char *const UnreadableAnswerInfo = "the answer of the identity service cannot be read";
@@ -297,6 +300,11 @@ int connectProvider(Client &c, const QByteArray &provider)
         qCDebug(lcIds) << "cannot reach the identity service:" << strerror(errno);
         return fail(ECOMM);
     }
+    // Requests are checked against the message size before they are sent,
+    // so the connection may queue many: an application that issues a burst
+    // of requests then blocks less often while the service catches up.
+    const int queue = RequestQueueBytes;
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &queue, sizeof queue);
     const unsigned int id = nextRequestId(c);
     bool ok = false;
     const QByteArray text = encodeRequest(

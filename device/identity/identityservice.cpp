@@ -126,16 +126,31 @@ IdentityService::IdentityService(const DeviceContext &context, QObject *parent)
     auto route = [this](void (IdentityService::*handler)(const Request &)) {
         return [this, handler](const Request &request) { (this->*handler)(request); };
     };
+    using Args = RequestArguments;
     m_router->add({
         {protocol::msgRegister(), Shape::Map, route(&IdentityService::onRegister)},
-        {protocol::msgGetToken(), Shape::Map, route(&IdentityService::onGetToken)},
-        {protocol::msgClearToken(), Shape::Map, route(&IdentityService::onClearToken)},
+        {protocol::msgGetToken(), Shape::Map, tokenRoute([this](const Args &a) {
+             return m_state.getToken(a.package, a.tokenType, a.appliesTo);
+         })},
+        {protocol::msgClearToken(), Shape::Map, tokenRoute([this](const Args &a) {
+             return m_state.clearToken(a.package, a.tokenType, a.appliesTo);
+         })},
         {protocol::msgGetProperties(), Shape::Map, route(&IdentityService::onGetProperties)},
-        {protocol::msgGetData(), Shape::Map, route(&IdentityService::onGetData)},
-        {protocol::msgSetData(), Shape::Map, route(&IdentityService::onSetData)},
-        {protocol::msgCreateData(), Shape::Map, route(&IdentityService::onCreateData)},
-        {protocol::msgDeleteData(), Shape::Map, route(&IdentityService::onDeleteData)},
-        {protocol::msgListData(), Shape::Map, route(&IdentityService::onListData)},
+        {protocol::msgGetData(), Shape::Map, dataRoute(Named, [this](const Args &a) {
+             return m_state.getData(a.package, a.type, a.flags, a.name);
+         })},
+        {protocol::msgSetData(), Shape::Map, dataRoute(Named | Valued, [this](const Args &a) {
+             return m_state.setData(a.package, a.type, a.flags, a.name, a.value);
+         })},
+        {protocol::msgCreateData(), Shape::Map, dataRoute(Named | Valued, [this](const Args &a) {
+             return m_state.createData(a.package, a.type, a.flags, a.name, a.value);
+         })},
+        {protocol::msgDeleteData(), Shape::Map, dataRoute(Named, [this](const Args &a) {
+             return m_state.deleteData(a.package, a.type, a.flags, a.name);
+         })},
+        {protocol::msgListData(), Shape::Map, dataRoute(0, [this](const Args &a) {
+             return m_state.listData(a.package, a.type, a.flags);
+         })},
         {protocol::msgChallenge(), Shape::Map, route(&IdentityService::onChallenge)},
         {protocol::msgRegisterNotifier(), Shape::Map, route(&IdentityService::onRegisterNotifier)},
         {protocol::msgSetOption(), Shape::Map, route(&IdentityService::onSetOption)},
@@ -222,6 +237,42 @@ bool IdentityService::admit(const Request &request, const QString &provider)
         }
     }
     return true;
+}
+
+RequestRouter::Handler IdentityService::tokenRoute(const Operation &operation)
+{
+    return [this, operation](const Request &request) {
+        if (!admit(request, protocol::providerOmid()))
+            return;
+        Fields fields(request);
+        RequestArguments args;
+        args.package = request.package();
+        if (!fields.text(protocol::keyTokenType(), &args.tokenType) ||
+            !fields.text(protocol::keyAppliesTo(), &args.appliesTo)) {
+            fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
+            return;
+        }
+        finish(request, operation(args));
+    };
+}
+
+RequestRouter::Handler IdentityService::dataRoute(int fieldsWanted, const Operation &operation)
+{
+    return [this, fieldsWanted, operation](const Request &request) {
+        if (!admit(request, protocol::providerProfile()))
+            return;
+        Fields fields(request);
+        RequestArguments args;
+        args.package = request.package();
+        if (!fields.number(protocol::keyType(), &args.type) ||
+            !fields.number(protocol::keyFlags(), &args.flags) ||
+            ((fieldsWanted & Named) && !fields.text(protocol::keyName(), &args.name)) ||
+            ((fieldsWanted & Valued) && !fields.bytes(protocol::keyValue(), &args.value))) {
+            fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
+            return;
+        }
+        finish(request, operation(args));
+    };
 }
 
 // --- Registration, notifiers, options.
@@ -364,36 +415,6 @@ void IdentityService::onClientClosed(int clientId)
 
 // --- "ids:omb:omid".
 
-void IdentityService::onGetToken(const Request &request)
-{
-    if (!admit(request, protocol::providerOmid()))
-        return;
-    Fields fields(request);
-    QString tokenType;
-    QString appliesTo;
-    if (!fields.text(protocol::keyTokenType(), &tokenType) ||
-        !fields.text(protocol::keyAppliesTo(), &appliesTo)) {
-        fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
-        return;
-    }
-    finish(request, m_state.getToken(request.package(), tokenType, appliesTo));
-}
-
-void IdentityService::onClearToken(const Request &request)
-{
-    if (!admit(request, protocol::providerOmid()))
-        return;
-    Fields fields(request);
-    QString tokenType;
-    QString appliesTo;
-    if (!fields.text(protocol::keyTokenType(), &tokenType) ||
-        !fields.text(protocol::keyAppliesTo(), &appliesTo)) {
-        fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
-        return;
-    }
-    finish(request, m_state.clearToken(request.package(), tokenType, appliesTo));
-}
-
 void IdentityService::onGetProperties(const Request &request)
 {
     if (!admit(request, protocol::providerOmid()))
@@ -456,88 +477,6 @@ void IdentityService::answerChallenge(const Challenge &challenge, bool approve, 
         fail(challenge.request, IDS_USER_COULD_NOT_BE_AUTHENTICATED,
              QStringLiteral("the user refused"));
     }
-}
-
-// --- "ids:omb:profile".
-
-void IdentityService::onGetData(const Request &request)
-{
-    if (!admit(request, protocol::providerProfile()))
-        return;
-    Fields fields(request);
-    int type = 0;
-    int flags = 0;
-    QString name;
-    if (!fields.number(protocol::keyType(), &type) || !fields.number(protocol::keyFlags(), &flags) ||
-        !fields.text(protocol::keyName(), &name)) {
-        fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
-        return;
-    }
-    finish(request, m_state.getData(request.package(), type, flags, name));
-}
-
-void IdentityService::onSetData(const Request &request)
-{
-    if (!admit(request, protocol::providerProfile()))
-        return;
-    Fields fields(request);
-    int type = 0;
-    int flags = 0;
-    QString name;
-    QByteArray value;
-    if (!fields.number(protocol::keyType(), &type) || !fields.number(protocol::keyFlags(), &flags) ||
-        !fields.text(protocol::keyName(), &name) || !fields.bytes(protocol::keyValue(), &value)) {
-        fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
-        return;
-    }
-    finish(request, m_state.setData(request.package(), type, flags, name, value));
-}
-
-void IdentityService::onCreateData(const Request &request)
-{
-    if (!admit(request, protocol::providerProfile()))
-        return;
-    Fields fields(request);
-    int type = 0;
-    int flags = 0;
-    QString name;
-    QByteArray value;
-    if (!fields.number(protocol::keyType(), &type) || !fields.number(protocol::keyFlags(), &flags) ||
-        !fields.text(protocol::keyName(), &name) || !fields.bytes(protocol::keyValue(), &value)) {
-        fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
-        return;
-    }
-    finish(request, m_state.createData(request.package(), type, flags, name, value));
-}
-
-void IdentityService::onDeleteData(const Request &request)
-{
-    if (!admit(request, protocol::providerProfile()))
-        return;
-    Fields fields(request);
-    int type = 0;
-    int flags = 0;
-    QString name;
-    if (!fields.number(protocol::keyType(), &type) || !fields.number(protocol::keyFlags(), &flags) ||
-        !fields.text(protocol::keyName(), &name)) {
-        fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
-        return;
-    }
-    finish(request, m_state.deleteData(request.package(), type, flags, name));
-}
-
-void IdentityService::onListData(const Request &request)
-{
-    if (!admit(request, protocol::providerProfile()))
-        return;
-    Fields fields(request);
-    int type = 0;
-    int flags = 0;
-    if (!fields.number(protocol::keyType(), &type) || !fields.number(protocol::keyFlags(), &flags)) {
-        fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
-        return;
-    }
-    finish(request, m_state.listData(request.package(), type, flags));
 }
 
 // --- The user's side.

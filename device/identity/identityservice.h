@@ -9,6 +9,8 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+
 namespace omdevice {
 
 class ControlServer;
@@ -74,16 +76,26 @@ private:
         QString info;
     };
 
-    // The applications' side.
+    /** What a token or data request carries, read from its "dat". */
+    struct RequestArguments
+    {
+        QString package; ///< the application, as the bus knows it
+        QString tokenType;
+        QString appliesTo;
+        int type = 0;
+        int flags = 0;
+        QString name;
+        QByteArray value;
+    };
+    using Operation = std::function<IdentityResult(const RequestArguments &)>;
+    enum DataFields { Named = 1, Valued = 2 };
+
+    // The applications' side. Token and data requests differ only in the
+    // operation of the state they end in.
+    RequestRouter::Handler tokenRoute(const Operation &operation);
+    RequestRouter::Handler dataRoute(int fieldsWanted, const Operation &operation);
     void onRegister(const Request &request);
-    void onGetToken(const Request &request);
-    void onClearToken(const Request &request);
     void onGetProperties(const Request &request);
-    void onGetData(const Request &request);
-    void onSetData(const Request &request);
-    void onCreateData(const Request &request);
-    void onDeleteData(const Request &request);
-    void onListData(const Request &request);
     void onChallenge(const Request &request);
     void onRegisterNotifier(const Request &request);
     void onSetOption(const Request &request);

@@ -64,6 +64,27 @@ QString newToken()
             .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
+IdentityResult missing(const QString &name)
+{
+    return IdentityResult::failure(IDS_DOES_NOT_EXIST, QStringLiteral("no entry \"%1\"").arg(name));
+}
+
+IdentityResult tooLarge()
+{
+    return IdentityResult::failure(
+        IDS_VALUE_TOO_LARGE,
+        QStringLiteral("value larger than %1 bytes").arg(protocol::MaxDataValueBytes));
+}
+
+/** A success that changed @p names of @p owner. */
+IdentityResult changes(const QString &owner, const QStringList &names)
+{
+    IdentityResult r;
+    r.owner = owner;
+    r.changed = names;
+    return r;
+}
+
 } // namespace
 
 IdentityResult IdentityResult::failure(int code, const QString &info)
@@ -213,7 +234,8 @@ IdentityResult IdentityState::clearToken(const QString &package, const QString &
 // --- Data.
 
 IdentityResult IdentityState::checkData(const QString &package, int type, int flags,
-                                        int knownFlags, const QString *name, QString *owner) const
+                                        int knownFlags, const QString *name, QString *owner,
+                                        const QByteArray *value) const
 {
     *owner = ownerOf(type, package);
     if (owner->isEmpty())
@@ -231,6 +253,8 @@ IdentityResult IdentityState::checkData(const QString &package, int type, int fl
                 IDS_NAME_TOO_LONG,
                 QStringLiteral("name longer than %1 bytes").arg(protocol::MaxDataNameBytes));
     }
+    if (value && value->size() > protocol::MaxDataValueBytes)
+        return tooLarge();
     return IdentityResult();
 }
 
@@ -243,8 +267,7 @@ IdentityResult IdentityState::getData(const QString &package, int type, int flag
         return checked;
     const auto entries = m_data.data.value(owner);
     if (!entries.contains(name))
-        return IdentityResult::failure(IDS_DOES_NOT_EXIST,
-                                       QStringLiteral("no entry \"%1\"").arg(name));
+        return missing(name);
     const Entry entry = entries.value(name);
     IdentityResult r;
     r.dat.insert(protocol::keyName(), name);
@@ -261,25 +284,18 @@ IdentityResult IdentityState::setData(const QString &package, int type, int flag
                                       const QString &name, const QByteArray &value)
 {
     QString owner;
-    IdentityResult checked = checkData(package, type, flags, protocol::SetCacheData, &name, &owner);
+    IdentityResult checked =
+        checkData(package, type, flags, protocol::SetCacheData, &name, &owner, &value);
     if (!checked.ok())
         return checked;
-    if (value.size() > protocol::MaxDataValueBytes)
-        return IdentityResult::failure(
-            IDS_VALUE_TOO_LARGE,
-            QStringLiteral("value larger than %1 bytes").arg(protocol::MaxDataValueBytes));
     if (!m_data.data.value(owner).contains(name))
-        return IdentityResult::failure(IDS_DOES_NOT_EXIST,
-                                       QStringLiteral("no entry \"%1\"").arg(name));
+        return missing(name);
     Persisted next = m_data;
     Entry &entry = next.data[owner][name];
     entry.value = value;
     if (flags & protocol::SetCacheData)
         entry.cached = true;
-    IdentityResult r;
-    r.owner = owner;
-    r.changed = QStringList{name};
-    return commit(next, r);
+    return commit(next, changes(owner, {name}));
 }
 
 IdentityResult IdentityState::createData(const QString &package, int type, int flags,
@@ -288,13 +304,10 @@ IdentityResult IdentityState::createData(const QString &package, int type, int f
     QString owner;
     IdentityResult checked =
         checkData(package, type, flags,
-                  protocol::CreateEncryptDeviceToDevice | protocol::CreateCacheData, &name, &owner);
+                  protocol::CreateEncryptDeviceToDevice | protocol::CreateCacheData, &name, &owner,
+                  &value);
     if (!checked.ok())
         return checked;
-    if (value.size() > protocol::MaxDataValueBytes)
-        return IdentityResult::failure(
-            IDS_VALUE_TOO_LARGE,
-            QStringLiteral("value larger than %1 bytes").arg(protocol::MaxDataValueBytes));
     const auto entries = m_data.data.value(owner);
     if (entries.contains(name))
         return IdentityResult::failure(IDS_ALREADY_EXISTS,
@@ -309,10 +322,7 @@ IdentityResult IdentityState::createData(const QString &package, int type, int f
     entry.cached = flags & protocol::CreateCacheData;
     entry.encrypted = flags & protocol::CreateEncryptDeviceToDevice;
     next.data[owner].insert(name, entry);
-    IdentityResult r;
-    r.owner = owner;
-    r.changed = QStringList{name};
-    return commit(next, r);
+    return commit(next, changes(owner, {name}));
 }
 
 IdentityResult IdentityState::deleteData(const QString &package, int type, int flags,
@@ -327,24 +337,20 @@ IdentityResult IdentityState::deleteData(const QString &package, int type, int f
         return checked;
     const auto entries = m_data.data.value(owner);
     if (!all && !entries.contains(name))
-        return IdentityResult::failure(IDS_DOES_NOT_EXIST,
-                                       QStringLiteral("no entry \"%1\"").arg(name));
+        return missing(name);
     const QStringList names = all ? entries.keys() : QStringList{name};
     Persisted next = m_data;
-    IdentityResult r;
-    r.owner = owner;
     if (flags & protocol::DeleteCacheOnly) {
         // Only the device's cached copy goes; the entry stays.
         for (const QString &n : names)
             next.data[owner][n].cached = false;
-        return commit(next, r);
+        return commit(next, changes(owner, {}));
     }
     for (const QString &n : names)
         next.data[owner].remove(n);
     if (next.data[owner].isEmpty())
         next.data.remove(owner);
-    r.changed = names;
-    return commit(next, r);
+    return commit(next, changes(owner, names));
 }
 
 IdentityResult IdentityState::listData(const QString &package, int type, int flags) const
@@ -478,30 +484,21 @@ IdentityResult IdentityState::putEntry(const QString &owner, const QString &name
                                        QStringLiteral("a name of 1 to %1 bytes")
                                            .arg(protocol::MaxDataNameBytes));
     if (value.size() > protocol::MaxDataValueBytes)
-        return IdentityResult::failure(
-            IDS_VALUE_TOO_LARGE,
-            QStringLiteral("value larger than %1 bytes").arg(protocol::MaxDataValueBytes));
+        return tooLarge();
     Persisted next = m_data;
     next.data[owner][name].value = value;
-    IdentityResult r;
-    r.owner = owner;
-    r.changed = QStringList{name};
-    return commit(next, r);
+    return commit(next, changes(owner, {name}));
 }
 
 IdentityResult IdentityState::removeEntry(const QString &owner, const QString &name)
 {
     if (!m_data.data.value(owner).contains(name))
-        return IdentityResult::failure(IDS_DOES_NOT_EXIST,
-                                       QStringLiteral("no entry \"%1\"").arg(name));
+        return missing(name);
     Persisted next = m_data;
     next.data[owner].remove(name);
     if (next.data[owner].isEmpty())
         next.data.remove(owner);
-    IdentityResult r;
-    r.owner = owner;
-    r.changed = QStringList{name};
-    return commit(next, r);
+    return commit(next, changes(owner, {name}));
 }
 
 // --- Storage.

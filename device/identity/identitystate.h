@@ -117,9 +117,10 @@ private:
     /** Saves @p next; on success it becomes the state. */
     IdentityResult commit(const Persisted &next, IdentityResult result);
     IdentityResult checkToken(const QString &tokenType, const QString &appliesTo) const;
-    /** The owner and name checks shared by the data operations. */
+    /** The owner, flag, name and value checks shared by the data operations. */
     IdentityResult checkData(const QString &package, int type, int flags, int knownFlags,
-                             const QString *name, QString *owner) const;
+                             const QString *name, QString *owner,
+                             const QByteArray *value = nullptr) const;
     QVariantMap toVariant(const Persisted &data) const;
     void fromVariant(const QVariantMap &stored);
 

@@ -66,6 +66,30 @@ QVariantList comparable(const QVariantList &args)
     return out;
 }
 
+/** Issues the request that goes out as @p msg; its id. */
+int issue(IdentityServiceProvider &provider, const QString &msg)
+{
+    if (msg == proto::msgGetToken())
+        return provider.requestToken("bearer", "urn:demo");
+    if (msg == proto::msgClearToken())
+        return provider.clearToken("bearer", "urn:demo");
+    if (msg == proto::msgGetProperties())
+        return provider.requestProperties(0, {"urn:omid:email"});
+    if (msg == proto::msgGetData())
+        return provider.requestData(1, 0, "n");
+    if (msg == proto::msgSetData())
+        return provider.setData(1, 0, "n", QByteArray("v"));
+    if (msg == proto::msgCreateData())
+        return provider.createData(1, 0, "n", QByteArray("v"));
+    if (msg == proto::msgDeleteData())
+        return provider.deleteData(1, 0, "n");
+    if (msg == proto::msgListData())
+        return provider.listData(1, 0);
+    if (msg == proto::msgChallenge())
+        return provider.challenge(0, 0);
+    return 0;
+}
+
 QVariantMap pair(const QString &name, const QString &value)
 {
     return {{proto::keyName(), name}, {proto::keyValue(), value}};
@@ -229,25 +253,7 @@ void tst_IdentityServiceProvider::successSignals()
     IdentityServiceProviderPrivate *d = provider.findChild<IdentityServiceProviderPrivate *>();
     QVERIFY(d);
 
-    int id = 0;
-    if (msg == proto::msgGetToken())
-        id = provider.requestToken("bearer", "urn:demo");
-    else if (msg == proto::msgClearToken())
-        id = provider.clearToken("bearer", "urn:demo");
-    else if (msg == proto::msgGetProperties())
-        id = provider.requestProperties(0, {"urn:omid:email"});
-    else if (msg == proto::msgGetData())
-        id = provider.requestData(1, 0, "n");
-    else if (msg == proto::msgSetData())
-        id = provider.setData(1, 0, "n", QByteArray("v"));
-    else if (msg == proto::msgCreateData())
-        id = provider.createData(1, 0, "n", QByteArray("v"));
-    else if (msg == proto::msgDeleteData())
-        id = provider.deleteData(1, 0, "n");
-    else if (msg == proto::msgListData())
-        id = provider.listData(1, 0);
-    else if (msg == proto::msgChallenge())
-        id = provider.challenge(0, 0);
+    const int id = issue(provider, msg);
     QVERIFY(id != 0);
     // Nothing is emitted inside the call; the request waits in the table.
     QCOMPARE(log.size(), 0);
@@ -315,25 +321,7 @@ void tst_IdentityServiceProvider::failureSignals()
     IdentityServiceProvider provider(OmbrelProfile::providerName());
     SignalLog log(&provider);
     const int before = provider.error();
-    int id = 0;
-    if (msg == proto::msgGetToken())
-        id = provider.requestToken("bearer", "urn:demo");
-    else if (msg == proto::msgClearToken())
-        id = provider.clearToken("bearer", "urn:demo");
-    else if (msg == proto::msgGetProperties())
-        id = provider.requestProperties(0, {"urn:omid:email"});
-    else if (msg == proto::msgGetData())
-        id = provider.requestData(1, 0, "n");
-    else if (msg == proto::msgSetData())
-        id = provider.setData(1, 0, "n", QByteArray("v"));
-    else if (msg == proto::msgCreateData())
-        id = provider.createData(1, 0, "n", QByteArray("v"));
-    else if (msg == proto::msgDeleteData())
-        id = provider.deleteData(1, 0, "n");
-    else if (msg == proto::msgListData())
-        id = provider.listData(1, 0);
-    else if (msg == proto::msgChallenge())
-        id = provider.challenge(0, 0);
+    const int id = issue(provider, msg);
     QVERIFY(id != 0);
 
     QTRY_COMPARE(log.size(), 2);

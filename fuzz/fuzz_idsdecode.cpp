@@ -13,7 +13,8 @@ namespace proto = om::ids::protocol;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const QByteArray text = QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size));
+    const QByteArray text =
+        QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size));
     proto::Incoming message;
     if (!proto::readIncoming(text, &message))
         return 0;

@@ -108,8 +108,8 @@ public:
         while (answered < count) {
             pollfd p = {m_fd, short(POLLIN | (sent < count ? POLLOUT : 0)), 0};
             ::poll(&p, 1, -1);
-            if ((p.revents & POLLOUT) && sent < count &&
-                ::send(m_fd, m_out.data(), m_out.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0)
+            if ((p.revents & POLLOUT) && sent<count && ::send(m_fd, m_out.data(), m_out.size(),
+                                                              MSG_NOSIGNAL | MSG_DONTWAIT)> 0)
                 ++sent;
             if (p.revents & POLLIN) {
                 while (::recv(m_fd, m_in.data(), m_in.size(), MSG_DONTWAIT) > 0)
@@ -135,7 +135,8 @@ double seconds(const std::function<void()> &operation)
 /** CPU time of process @p pid (0: this one) so far, in seconds. */
 double cpuOf(pid_t pid)
 {
-    QFile file(pid ? QStringLiteral("/proc/%1/schedstat").arg(pid) : QStringLiteral("/proc/self/schedstat"));
+    QFile file(pid ? QStringLiteral("/proc/%1/schedstat").arg(pid)
+                   : QStringLiteral("/proc/self/schedstat"));
     if (!file.open(QIODevice::ReadOnly))
         return 0;
     return file.readAll().split(' ').value(0).toDouble() / 1e9;
@@ -173,7 +174,8 @@ int main(int argc, char *argv[])
 
     omtest::DeviceProcess device;
     if (!device.start({QStringLiteral("--services=identity")})) {
-        std::fprintf(stderr, "bench_identity: omdeviced did not start:\n%s\n", device.output().constData());
+        std::fprintf(stderr, "bench_identity: omdeviced did not start:\n%s\n",
+                     device.output().constData());
         return 1;
     }
     IdentityServiceProvider provider(OmbrelId::providerName());
@@ -182,8 +184,9 @@ int main(int argc, char *argv[])
         return 1;
     }
     int answers = 0;
-    QObject::connect(&provider, qOverload<int, const QMap<QString, QString> &>(
-                                    &IdentityServiceProvider::propertiesRetrieved),
+    QObject::connect(&provider,
+                     qOverload<int, const QMap<QString, QString> &>(
+                         &IdentityServiceProvider::propertiesRetrieved),
                      [&answers](int, const QMap<QString, QString> &) { ++answers; });
     auto waitForAnswers = [&answers](int count) {
         while (answers < count)

@@ -40,10 +40,22 @@ class Fields
 public:
     explicit Fields(const Request &request) : m_dat(request.map()) {}
 
-    bool text(const QString &key, QString *value) { return check(protocol::readText(m_dat, key, value), key); }
-    bool number(const QString &key, int *value) { return check(protocol::readInt(m_dat, key, value), key); }
-    bool bytes(const QString &key, QByteArray *value) { return check(protocol::readBytes(m_dat, key, value), key); }
-    bool texts(const QString &key, QStringList *value) { return check(protocol::readTextList(m_dat, key, value), key); }
+    bool text(const QString &key, QString *value)
+    {
+        return check(protocol::readText(m_dat, key, value), key);
+    }
+    bool number(const QString &key, int *value)
+    {
+        return check(protocol::readInt(m_dat, key, value), key);
+    }
+    bool bytes(const QString &key, QByteArray *value)
+    {
+        return check(protocol::readBytes(m_dat, key, value), key);
+    }
+    bool texts(const QString &key, QStringList *value)
+    {
+        return check(protocol::readTextList(m_dat, key, value), key);
+    }
     bool flag(const QString &key, bool *value)
     {
         return !m_dat.contains(key) || check(protocol::readBool(m_dat, key, value), key);
@@ -65,8 +77,8 @@ private:
 bool isProviderRequest(const QString &msg)
 {
     static const QStringList requests = {
-        protocol::msgGetToken(),  protocol::msgClearToken(),  protocol::msgGetProperties(),
-        protocol::msgGetData(),   protocol::msgSetData(),     protocol::msgCreateData(),
+        protocol::msgGetToken(),   protocol::msgClearToken(), protocol::msgGetProperties(),
+        protocol::msgGetData(),    protocol::msgSetData(),    protocol::msgCreateData(),
         protocol::msgDeleteData(), protocol::msgListData(),   protocol::msgChallenge()};
     return requests.contains(msg);
 }
@@ -102,20 +114,20 @@ WireForm IdentityService::wireForm()
     };
     form.malformed = {IDS_INVALID_REQUEST, QStringLiteral("the request cannot be decoded"), {}};
     form.unknown = [](const Request &request) {
-        return Failure{IDS_INVALID_REQUEST,
-                       QStringLiteral("unknown request \"%1\"").arg(request.msg()), {}};
+        return Failure{
+            IDS_INVALID_REQUEST, QStringLiteral("unknown request \"%1\"").arg(request.msg()), {}};
     };
     form.badShape = [](const Request &request, Shape) {
         return Failure{IDS_NULL_OR_UNKNOWN_PARAMETERS,
-                       QStringLiteral("%1: \"dat\" must be an object").arg(request.msg()), {}};
+                       QStringLiteral("%1: \"dat\" must be an object").arg(request.msg()),
+                       {}};
     };
     form.answerUnknownWithoutId = false;
     return form;
 }
 
 IdentityService::IdentityService(const DeviceContext &context, QObject *parent)
-    : ServiceModule(parent),
-      m_control(new ControlServer(protocol::controlPath(), 0666, this)),
+    : ServiceModule(parent), m_control(new ControlServer(protocol::controlPath(), 0666, this)),
       m_simulator(new ControlServer(protocol::simulatorPath(), 0600, this)),
       m_router(new RequestRouter(m_control, wireForm(), this)),
       m_user(new RequestRouter(m_simulator, WireForm::standard(), this)),
@@ -136,25 +148,34 @@ IdentityService::IdentityService(const DeviceContext &context, QObject *parent)
              return m_state.clearToken(a.package, a.tokenType, a.appliesTo);
          })},
         {protocol::msgGetProperties(), Shape::Map, route(&IdentityService::onGetProperties)},
-        {protocol::msgGetData(), Shape::Map, dataRoute(Named, [this](const Args &a) {
-             return m_state.getData(a.package, a.type, a.flags, a.name);
-         })},
-        {protocol::msgSetData(), Shape::Map, dataRoute(Named | Valued, [this](const Args &a) {
-             return m_state.setData(a.package, a.type, a.flags, a.name, a.value);
-         })},
-        {protocol::msgCreateData(), Shape::Map, dataRoute(Named | Valued, [this](const Args &a) {
-             return m_state.createData(a.package, a.type, a.flags, a.name, a.value);
-         })},
-        {protocol::msgDeleteData(), Shape::Map, dataRoute(Named, [this](const Args &a) {
-             return m_state.deleteData(a.package, a.type, a.flags, a.name);
-         })},
-        {protocol::msgListData(), Shape::Map, dataRoute(0, [this](const Args &a) {
-             return m_state.listData(a.package, a.type, a.flags);
-         })},
+        {protocol::msgGetData(), Shape::Map,
+         dataRoute(Named,
+                   [this](const Args &a) {
+                       return m_state.getData(a.package, a.type, a.flags, a.name);
+                   })},
+        {protocol::msgSetData(), Shape::Map,
+         dataRoute(Named | Valued,
+                   [this](const Args &a) {
+                       return m_state.setData(a.package, a.type, a.flags, a.name, a.value);
+                   })},
+        {protocol::msgCreateData(), Shape::Map,
+         dataRoute(Named | Valued,
+                   [this](const Args &a) {
+                       return m_state.createData(a.package, a.type, a.flags, a.name, a.value);
+                   })},
+        {protocol::msgDeleteData(), Shape::Map,
+         dataRoute(Named,
+                   [this](const Args &a) {
+                       return m_state.deleteData(a.package, a.type, a.flags, a.name);
+                   })},
+        {protocol::msgListData(), Shape::Map,
+         dataRoute(0,
+                   [this](const Args &a) { return m_state.listData(a.package, a.type, a.flags); })},
         {protocol::msgChallenge(), Shape::Map, route(&IdentityService::onChallenge)},
         {protocol::msgRegisterNotifier(), Shape::Map, route(&IdentityService::onRegisterNotifier)},
         {protocol::msgSetOption(), Shape::Map, route(&IdentityService::onSetOption)},
-        {protocol::msgWake(), Shape::Any, [this](const Request &request) { m_router->answer(request); }},
+        {protocol::msgWake(), Shape::Any,
+         [this](const Request &request) { m_router->answer(request); }},
     });
     connect(m_control, &ControlServer::clientClosed, this, &IdentityService::onClientClosed);
     addUserRoutes();
@@ -195,8 +216,7 @@ IdentityService::Options IdentityService::options(const Request &request) const
 void IdentityService::log(const Request &request, const QString &outcome, bool failed) const
 {
     const QString verbosity = options(request).verbosity;
-    if (verbosity == QLatin1String("Silent") ||
-        (!failed && verbosity != QLatin1String("Verbose")))
+    if (verbosity == QLatin1String("Silent") || (!failed && verbosity != QLatin1String("Verbose")))
         return;
     qCInfo(lcIdentity).noquote() << request.package() << request.msg() << outcome;
 }
@@ -319,7 +339,8 @@ void IdentityService::onRegisterNotifier(const Request &request)
         return;
     }
     notifier.owner = IdentityState::ownerOf(notifier.type, request.package());
-    if (notifier.owner.isEmpty() || (flags != protocol::NotifierStart && flags != protocol::NotifierStop) ||
+    if (notifier.owner.isEmpty() ||
+        (flags != protocol::NotifierStart && flags != protocol::NotifierStop) ||
         notifier.name.isEmpty() || notifier.name.toUtf8().size() > protocol::MaxDataNameBytes) {
         fail(request, EINVAL, QStringLiteral("a bad type, flags or name"));
         return;
@@ -341,12 +362,13 @@ void IdentityService::onRegisterNotifier(const Request &request)
 
 void IdentityService::sendNotification(const Notifier &notifier, int notification)
 {
-    m_control->reply(notifier.clientId,
-                     {{protocol::keyMsg(), protocol::msgNotify()},
-                      {protocol::keyDat(), QVariantMap{{protocol::keyType(), notifier.type},
-                                                       {protocol::keyName(), notifier.name},
-                                                       {protocol::keyNotification(), notification},
-                                                       {protocol::keyWatcher(), notifier.watcher}}}});
+    m_control->reply(
+        notifier.clientId,
+        {{protocol::keyMsg(), protocol::msgNotify()},
+         {protocol::keyDat(), QVariantMap{{protocol::keyType(), notifier.type},
+                                          {protocol::keyName(), notifier.name},
+                                          {protocol::keyNotification(), notification},
+                                          {protocol::keyWatcher(), notifier.watcher}}}});
 }
 
 void IdentityService::notifyChanged(const QString &owner, const QStringList &names,
@@ -364,7 +386,8 @@ void IdentityService::onSetOption(const Request &request)
     Fields fields(request);
     int option = -1;
     QString value;
-    if (!fields.number(protocol::keyOption(), &option) || !fields.text(protocol::keyValue(), &value)) {
+    if (!fields.number(protocol::keyOption(), &option) ||
+        !fields.text(protocol::keyValue(), &value)) {
         fail(request, EINVAL, fields.problem());
         return;
     }
@@ -403,14 +426,14 @@ void IdentityService::onSetOption(const Request &request)
 void IdentityService::onClientClosed(int clientId)
 {
     m_connections.remove(clientId);
-    m_notifiers.erase(std::remove_if(m_notifiers.begin(), m_notifiers.end(),
-                                     [clientId](const Notifier &n) { return n.clientId == clientId; }),
-                      m_notifiers.end());
-    m_challenges.erase(std::remove_if(m_challenges.begin(), m_challenges.end(),
-                                      [clientId](const Challenge &c) {
-                                          return c.request.clientId() == clientId;
-                                      }),
-                       m_challenges.end());
+    m_notifiers.erase(
+        std::remove_if(m_notifiers.begin(), m_notifiers.end(),
+                       [clientId](const Notifier &n) { return n.clientId == clientId; }),
+        m_notifiers.end());
+    m_challenges.erase(
+        std::remove_if(m_challenges.begin(), m_challenges.end(),
+                       [clientId](const Challenge &c) { return c.request.clientId() == clientId; }),
+        m_challenges.end());
 }
 
 // --- "ids:omb:omid".
@@ -436,7 +459,8 @@ void IdentityService::onChallenge(const Request &request)
     Fields fields(request);
     int type = 0;
     int flags = 0;
-    if (!fields.number(protocol::keyType(), &type) || !fields.number(protocol::keyFlags(), &flags)) {
+    if (!fields.number(protocol::keyType(), &type) ||
+        !fields.number(protocol::keyFlags(), &flags)) {
         fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
         return;
     }
@@ -452,8 +476,8 @@ void IdentityService::onChallenge(const Request &request)
     challenge.type = type;
     challenge.since = QDateTime::currentSecsSinceEpoch();
     const QString policy = m_state.challengePolicy();
-    const int level = m_state.isOffline() ? protocol::AuthenticatedOffline
-                                          : protocol::AuthenticatedOnline;
+    const int level =
+        m_state.isOffline() ? protocol::AuthenticatedOffline : protocol::AuthenticatedOnline;
     if (policy == protocol::policyApprove()) {
         answerChallenge(challenge, true, level);
     } else if (policy == protocol::policyRefuse()) {
@@ -537,8 +561,9 @@ void IdentityService::addUserRoutes()
         {protocol::simAppliesTo(), Shape::OptionalMap,
          [this, reply](const Request &request) {
              const QVariantMap dat = request.map();
-             reply(request, m_state.changeAppliesTo(dat.value(protocol::simKeyAdd()).toStringList(),
-                                                    dat.value(protocol::simKeyRemove()).toStringList()));
+             reply(request,
+                   m_state.changeAppliesTo(dat.value(protocol::simKeyAdd()).toStringList(),
+                                           dat.value(protocol::simKeyRemove()).toStringList()));
          }},
         {protocol::simListData(), Shape::Map,
          [this, ownerOf, needPackage](const Request &request) {
@@ -562,7 +587,8 @@ void IdentityService::addUserRoutes()
              const QString name = request.map().value(protocol::keyName()).toString();
              const auto all = m_state.entries(ownerOf(request.map()));
              if (!all.contains(name)) {
-                 m_user->fail(request, IDS_DOES_NOT_EXIST, QStringLiteral("no entry \"%1\"").arg(name));
+                 m_user->fail(request, IDS_DOES_NOT_EXIST,
+                              QStringLiteral("no entry \"%1\"").arg(name));
                  return;
              }
              const IdentityState::Entry entry = all.value(name);
@@ -581,25 +607,27 @@ void IdentityService::addUserRoutes()
                  m_user->fail(request, 0, QStringLiteral("\"value\" is not base64"));
                  return;
              }
-             reply(request, m_state.putEntry(ownerOf(request.map()),
-                                             request.map().value(protocol::keyName()).toString(),
-                                             value));
+             reply(request,
+                   m_state.putEntry(ownerOf(request.map()),
+                                    request.map().value(protocol::keyName()).toString(), value));
          }},
         {protocol::simDeleteData(), Shape::Map,
          [this, reply, ownerOf, needPackage](const Request &request) {
              if (!needPackage(request))
                  return;
-             reply(request, m_state.removeEntry(ownerOf(request.map()),
-                                                request.map().value(protocol::keyName()).toString()));
+             reply(request,
+                   m_state.removeEntry(ownerOf(request.map()),
+                                       request.map().value(protocol::keyName()).toString()));
          }},
         {protocol::simSetOffline(), Shape::Map,
          [this, reply](const Request &request) {
-             reply(request, m_state.setOffline(request.map().value(protocol::simKeyOffline()).toBool()));
+             reply(request,
+                   m_state.setOffline(request.map().value(protocol::simKeyOffline()).toBool()));
          }},
         {protocol::simSetPolicy(), Shape::Map,
          [this, reply](const Request &request) {
-             reply(request,
-                   m_state.setChallengePolicy(request.map().value(protocol::simKeyPolicy()).toString()));
+             reply(request, m_state.setChallengePolicy(
+                                request.map().value(protocol::simKeyPolicy()).toString()));
          }},
         {protocol::simFailNext(), Shape::Map,
          [this](const Request &request) {
@@ -609,8 +637,10 @@ void IdentityService::addUserRoutes()
              forced.package = dat.value(protocol::simKeyPackage()).toString();
              forced.info = dat.value(protocol::keyInfo()).toString();
              if (!isProviderRequest(forced.msg) ||
-                 !protocol::readInt(dat, protocol::simKeyCode(), &forced.code) || forced.code == 0) {
-                 m_user->fail(request, 0, QStringLiteral("a request of a provider and a code other than 0"));
+                 !protocol::readInt(dat, protocol::simKeyCode(), &forced.code) ||
+                 forced.code == 0) {
+                 m_user->fail(request, 0,
+                              QStringLiteral("a request of a provider and a code other than 0"));
                  return;
              }
              m_forced.append(forced);

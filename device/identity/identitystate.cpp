@@ -46,9 +46,12 @@ int utf8Length(const QString &text)
 QVariantMap defaultAccount()
 {
     const QStringList keys = IdentityState::propertyKeys();
-    const QStringList values = {QStringLiteral("alex@example.org"), QStringLiteral("alex"),
-                                QStringLiteral("Alex"), QStringLiteral("Example"),
-                                QStringLiteral("1000001"), QStringLiteral("alex@example.org")};
+    const QStringList values = {QStringLiteral("alex@example.org"),
+                                QStringLiteral("alex"),
+                                QStringLiteral("Alex"),
+                                QStringLiteral("Example"),
+                                QStringLiteral("1000001"),
+                                QStringLiteral("alex@example.org")};
     QVariantMap account;
     for (int i = 0; i < keys.size(); ++i)
         account.insert(keys.at(i), values.at(i));
@@ -97,9 +100,9 @@ IdentityResult IdentityResult::failure(int code, const QString &info)
 
 QStringList IdentityState::propertyKeys()
 {
-    return {QStringLiteral("urn:omid:username"), QStringLiteral("urn:omid:screenname"),
+    return {QStringLiteral("urn:omid:username"),  QStringLiteral("urn:omid:screenname"),
             QStringLiteral("urn:omid:firstname"), QStringLiteral("urn:omid:lastname"),
-            QStringLiteral("urn:omid:uid"), QStringLiteral("urn:omid:email")};
+            QStringLiteral("urn:omid:uid"),       QStringLiteral("urn:omid:email")};
 }
 
 QString IdentityState::vendorOf(const QString &package)
@@ -151,9 +154,10 @@ IdentityResult IdentityState::getProperties(int type, const QStringList &names) 
         return IdentityResult::failure(IDS_NULL_OR_UNKNOWN_PARAMETERS,
                                        QStringLiteral("unknown property type %1").arg(type));
     if (names.size() > protocol::MaxPropertyCount)
-        return IdentityResult::failure(
-            IDS_TOO_MANY_NAMES_PASSED,
-            QStringLiteral("%1 names; at most %2").arg(names.size()).arg(protocol::MaxPropertyCount));
+        return IdentityResult::failure(IDS_TOO_MANY_NAMES_PASSED,
+                                       QStringLiteral("%1 names; at most %2")
+                                           .arg(names.size())
+                                           .arg(protocol::MaxPropertyCount));
     for (const QString &name : names) {
         if (utf8Length(name) > protocol::MaxPropertyNameBytes)
             return IdentityResult::failure(IDS_NAME_TOO_LONG,
@@ -233,8 +237,8 @@ IdentityResult IdentityState::clearToken(const QString &package, const QString &
 
 // --- Data.
 
-IdentityResult IdentityState::checkData(const QString &package, int type, int flags,
-                                        int knownFlags, const QString *name, QString *owner,
+IdentityResult IdentityState::checkData(const QString &package, int type, int flags, int knownFlags,
+                                        const QString *name, QString *owner,
                                         const QByteArray *value) const
 {
     *owner = ownerOf(type, package);
@@ -242,8 +246,9 @@ IdentityResult IdentityState::checkData(const QString &package, int type, int fl
         return IdentityResult::failure(IDS_NULL_OR_UNKNOWN_PARAMETERS,
                                        QStringLiteral("unknown data type %1").arg(type));
     if (flags & ~knownFlags)
-        return IdentityResult::failure(IDS_NULL_OR_UNKNOWN_PARAMETERS,
-                                       QStringLiteral("unknown flags 0x%1").arg(flags & ~knownFlags, 0, 16));
+        return IdentityResult::failure(
+            IDS_NULL_OR_UNKNOWN_PARAMETERS,
+            QStringLiteral("unknown flags 0x%1").arg(flags & ~knownFlags, 0, 16));
     if (name) {
         if (name->isEmpty())
             return IdentityResult::failure(IDS_NULL_OR_UNKNOWN_PARAMETERS,
@@ -302,10 +307,9 @@ IdentityResult IdentityState::createData(const QString &package, int type, int f
                                          const QString &name, const QByteArray &value)
 {
     QString owner;
-    IdentityResult checked =
-        checkData(package, type, flags,
-                  protocol::CreateEncryptDeviceToDevice | protocol::CreateCacheData, &name, &owner,
-                  &value);
+    IdentityResult checked = checkData(
+        package, type, flags, protocol::CreateEncryptDeviceToDevice | protocol::CreateCacheData,
+        &name, &owner, &value);
     if (!checked.ok())
         return checked;
     const auto entries = m_data.data.value(owner);
@@ -480,9 +484,9 @@ IdentityResult IdentityState::putEntry(const QString &owner, const QString &name
                                        const QByteArray &value)
 {
     if (name.isEmpty() || utf8Length(name) > protocol::MaxDataNameBytes)
-        return IdentityResult::failure(IDS_NAME_TOO_LONG,
-                                       QStringLiteral("a name of 1 to %1 bytes")
-                                           .arg(protocol::MaxDataNameBytes));
+        return IdentityResult::failure(
+            IDS_NAME_TOO_LONG,
+            QStringLiteral("a name of 1 to %1 bytes").arg(protocol::MaxDataNameBytes));
     if (value.size() > protocol::MaxDataValueBytes)
         return tooLarge();
     Persisted next = m_data;
@@ -509,8 +513,8 @@ QVariantMap IdentityState::toVariant(const Persisted &data) const
     for (auto p = data.tokens.cbegin(); p != data.tokens.cend(); ++p) {
         QVariantMap byKey;
         for (auto t = p.value().cbegin(); t != p.value().cend(); ++t)
-            byKey.insert(t.key(), QVariantMap{{KeyToken, t.value().token},
-                                              {KeyIssued, t.value().issued}});
+            byKey.insert(t.key(),
+                         QVariantMap{{KeyToken, t.value().token}, {KeyIssued, t.value().issued}});
         tokens.insert(p.key(), byKey);
     }
     QVariantMap owners;
@@ -549,8 +553,8 @@ void IdentityState::fromVariant(const QVariantMap &stored)
         const QVariantMap byKey = p.value().toMap();
         for (auto t = byKey.cbegin(); t != byKey.cend(); ++t) {
             const QVariantMap fields = t.value().toMap();
-            m_data.tokens[p.key()].insert(
-                t.key(), Token{fields.value(KeyToken).toString(), fields.value(KeyIssued).toLongLong()});
+            m_data.tokens[p.key()].insert(t.key(), Token{fields.value(KeyToken).toString(),
+                                                         fields.value(KeyIssued).toLongLong()});
         }
     }
     const QVariantMap owners = stored.value(KeyData).toMap();

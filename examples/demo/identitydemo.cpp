@@ -3,8 +3,8 @@
 
 #include "identitydemo.h"
 
-#include <om/platform/identity/identityserviceprovider.h>
 #include <om/platform/identity/identityservicepropertyresult.h>
+#include <om/platform/identity/identityserviceprovider.h>
 #include <om/platform/identity/ombrelid.h>
 #include <om/platform/identity/ombrelidpropertytype.h>
 #include <om/platform/identity/ombrelprofile.h>
@@ -48,7 +48,8 @@ int runIdentityDemo(void (*say)(const QString &line))
 {
     IdentityServiceProvider account(OmbrelId::providerName());
     if (!account.isValid()) {
-        say(QStringLiteral("identity: no identity service (is omdeviced running its identity module?)"));
+        say(QStringLiteral(
+            "identity: no identity service (is omdeviced running its identity module?)"));
         return 1;
     }
 
@@ -59,24 +60,27 @@ int runIdentityDemo(void (*say)(const QString &line))
         failure = QStringLiteral("%1 %2").arg(result).arg(info);
     };
     bool ok = waitForAnswer([&](QObject *context, const std::function<void()> &done) {
-        QObject::connect(&account, qOverload<int, const QMap<QString, QString> &>(
-                                       &IdentityServiceProvider::propertiesRetrieved),
+        QObject::connect(&account,
+                         qOverload<int, const QMap<QString, QString> &>(
+                             &IdentityServiceProvider::propertiesRetrieved),
                          context, [&, done](int, const QMap<QString, QString> &values) {
                              properties = values;
                              done();
                          });
-        QObject::connect(&account, qOverload<int, int, const QString &>(
-                                       &IdentityServiceProvider::propertyRetrievalFailed),
-                         context, [&, done](int id, int result, const QString &info) {
-                             failed(id, result, info);
-                             done();
-                         });
+        QObject::connect(
+            &account,
+            qOverload<int, int, const QString &>(&IdentityServiceProvider::propertyRetrievalFailed),
+            context, [&, done](int id, int result, const QString &info) {
+                failed(id, result, info);
+                done();
+            });
         account.requestProperties(OmbrelIdPropertyType::Core,
-                                  {OmbrelId::userNamePropertyKey(), OmbrelId::firstNamePropertyKey(),
-                                   OmbrelId::emailPropertyKey()});
+                                  {OmbrelId::userNamePropertyKey(),
+                                   OmbrelId::firstNamePropertyKey(), OmbrelId::emailPropertyKey()});
     });
     if (!ok || properties.isEmpty()) {
-        say(QStringLiteral("identity: no properties: %1").arg(ok ? failure : QStringLiteral("no answer")));
+        say(QStringLiteral("identity: no properties: %1")
+                .arg(ok ? failure : QStringLiteral("no answer")));
         return 1;
     }
     say(QStringLiteral("identity: signed in as %1 (%2, %3)")
@@ -88,18 +92,21 @@ int runIdentityDemo(void (*say)(const QString &line))
     QByteArray token;
     failure.clear();
     ok = waitForAnswer([&](QObject *context, const std::function<void()> &done) {
-        QObject::connect(&account, qOverload<int, const QByteArray &, const QMap<QString, QString> &>(
-                                       &IdentityServiceProvider::tokenRetrieved),
-                         context, [&, done](int, const QByteArray &value, const QMap<QString, QString> &) {
+        QObject::connect(&account,
+                         qOverload<int, const QByteArray &, const QMap<QString, QString> &>(
+                             &IdentityServiceProvider::tokenRetrieved),
+                         context,
+                         [&, done](int, const QByteArray &value, const QMap<QString, QString> &) {
                              token = value;
                              done();
                          });
-        QObject::connect(&account, qOverload<int, int, const QString &>(
-                                       &IdentityServiceProvider::tokenRetrievalFailed),
-                         context, [&, done](int id, int result, const QString &info) {
-                             failed(id, result, info);
-                             done();
-                         });
+        QObject::connect(
+            &account,
+            qOverload<int, int, const QString &>(&IdentityServiceProvider::tokenRetrievalFailed),
+            context, [&, done](int id, int result, const QString &info) {
+                failed(id, result, info);
+                done();
+            });
         account.requestToken(QStringLiteral("bearer"), QStringLiteral("urn:omb:demo"));
     });
     if (!ok || token.isEmpty()) {
@@ -107,7 +114,8 @@ int runIdentityDemo(void (*say)(const QString &line))
                 .arg(ok ? failure : QStringLiteral("no answer")));
         return 1;
     }
-    say(QStringLiteral("identity: token for urn:omb:demo: %1...").arg(QString::fromLatin1(token.left(8))));
+    say(QStringLiteral("identity: token for urn:omb:demo: %1...")
+            .arg(QString::fromLatin1(token.left(8))));
 
     // A data entry of the application, written and read back.
     IdentityServiceProvider profile(OmbrelProfile::providerName());
@@ -125,33 +133,39 @@ int runIdentityDemo(void (*say)(const QString &line))
         };
         QObject::connect(&profile, &IdentityServiceProvider::dataSet, context, readBack);
         QObject::connect(&profile, &IdentityServiceProvider::dataCreated, context, readBack);
-        QObject::connect(&profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataSetFailed),
-                         context, [&, done](int id, int result, const QString &info) {
-                             // The first run makes the entry.
-                             if (result == IdentityServicePropertyResult::DoesNotExist) {
-                                 profile.createData(type, 0, name, stamp);
-                                 return;
-                             }
-                             failed(id, result, info);
-                             done();
-                         });
-        QObject::connect(&profile, qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved),
-                         context, [&, done](int, const QByteArray &value) {
-                             read = value;
-                             done();
-                         });
-        for (auto signal : {qOverload<int, int, const QString &>(&IdentityServiceProvider::dataCreateFailed),
-                            qOverload<int, int, const QString &>(&IdentityServiceProvider::dataRetrievalFailed)})
-            QObject::connect(&profile, signal, context, [&, done](int id, int result, const QString &info) {
+        QObject::connect(
+            &profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataSetFailed),
+            context, [&, done](int id, int result, const QString &info) {
+                // The first run makes the entry.
+                if (result == IdentityServicePropertyResult::DoesNotExist) {
+                    profile.createData(type, 0, name, stamp);
+                    return;
+                }
                 failed(id, result, info);
                 done();
             });
+        QObject::connect(
+            &profile, qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved),
+            context, [&, done](int, const QByteArray &value) {
+                read = value;
+                done();
+            });
+        for (auto signal :
+             {qOverload<int, int, const QString &>(&IdentityServiceProvider::dataCreateFailed),
+              qOverload<int, int, const QString &>(&IdentityServiceProvider::dataRetrievalFailed)})
+            QObject::connect(&profile, signal, context,
+                             [&, done](int id, int result, const QString &info) {
+                                 failed(id, result, info);
+                                 done();
+                             });
         profile.setData(type, 0, name, stamp);
     });
     if (!ok || read != stamp) {
-        say(QStringLiteral("identity: the data entry failed: %1").arg(ok ? failure : QStringLiteral("no answer")));
+        say(QStringLiteral("identity: the data entry failed: %1")
+                .arg(ok ? failure : QStringLiteral("no answer")));
         return 1;
     }
-    say(QStringLiteral("identity: stored \"%1\" = %2 and read it back").arg(name, QString::fromUtf8(read)));
+    say(QStringLiteral("identity: stored \"%1\" = %2 and read it back")
+            .arg(name, QString::fromUtf8(read)));
     return 0;
 }

@@ -82,8 +82,7 @@ int IdentityServiceProvider::setData(int type, int flags, const QString &name,
     return d->setData(type, flags, name, value);
 }
 
-int IdentityServiceProvider::setData(int type, int flags, const QString &name,
-                                     const QString &value)
+int IdentityServiceProvider::setData(int type, int flags, const QString &name, const QString &value)
 {
     return setData(type, flags, name, value.toLatin1());
 }

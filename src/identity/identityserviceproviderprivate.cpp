@@ -136,8 +136,8 @@ int IdentityServiceProviderPrivate::clearToken(const QString &tokenType, const Q
     char *type = copy(tokenType);
     char *target = copy(appliesTo);
     unsigned int requestId = 0;
-    const int result = ids_clear_token(m_provider, type, target, clearTokenSuccessCb,
-                                       idsFailureCb, this, &requestId);
+    const int result = ids_clear_token(m_provider, type, target, clearTokenSuccessCb, idsFailureCb,
+                                       this, &requestId);
     const int id = issued(result, requestId, RequestClearToken);
     ::free(type);
     ::free(target);
@@ -150,10 +150,9 @@ int IdentityServiceProviderPrivate::getProperties(int type, const QStringList &n
     for (const QString &name : names)
         copies.append(copy(name));
     unsigned int requestId = 0;
-    const int result =
-        ids_get_properties(m_provider, type, copies.size(), copies.data(), getPropertiesSuccessCb,
-                           idsFailureCb, const_cast<IdentityServiceProviderPrivate *>(this),
-                           &requestId);
+    const int result = ids_get_properties(
+        m_provider, type, copies.size(), copies.data(), getPropertiesSuccessCb, idsFailureCb,
+        const_cast<IdentityServiceProviderPrivate *>(this), &requestId);
     const int id = issued(result, requestId, RequestGetProperties);
     for (char *name : copies)
         ::free(name);
@@ -164,9 +163,8 @@ int IdentityServiceProviderPrivate::getData(int type, int flags, const QString &
 {
     char *text = copy(name);
     unsigned int requestId = 0;
-    const int result =
-        ids_get_data(m_provider, type, flags, text, getDataSuccessCb, idsFailureCb,
-                     const_cast<IdentityServiceProviderPrivate *>(this), &requestId);
+    const int result = ids_get_data(m_provider, type, flags, text, getDataSuccessCb, idsFailureCb,
+                                    const_cast<IdentityServiceProviderPrivate *>(this), &requestId);
     const int id = issued(result, requestId, RequestGetData);
     ::free(text);
     return id;
@@ -178,8 +176,8 @@ int IdentityServiceProviderPrivate::setData(int type, int flags, const QString &
     char *text = copy(name);
     const ids_data_t data = {text, value.constData(), size_t(value.size())};
     unsigned int requestId = 0;
-    const int result = ids_set_data(m_provider, type, flags, &data, setDataSuccessCb,
-                                    idsFailureCb, this, &requestId);
+    const int result = ids_set_data(m_provider, type, flags, &data, setDataSuccessCb, idsFailureCb,
+                                    this, &requestId);
     const int id = issued(result, requestId, RequestSetData);
     ::free(text);
     return id;
@@ -284,8 +282,7 @@ void IdentityServiceProviderPrivate::clearTokenSuccess(unsigned int requestId)
     removeRequest(requestId);
 }
 
-void IdentityServiceProviderPrivate::getPropertiesSuccess(unsigned int requestId,
-                                                          int propertyCount,
+void IdentityServiceProviderPrivate::getPropertiesSuccess(unsigned int requestId, int propertyCount,
                                                           const ids_property_t *properties)
 {
     Q_Q(IdentityServiceProvider);
@@ -353,26 +350,26 @@ void IdentityServiceProviderPrivate::notify(int type, const char *name, int noti
     emit q->notificationReceived(type, QString::fromLatin1(name), notification);
 }
 
-#define OM_IDENTITY_TOKEN_FAIL(routine, signal)                                                  \
-    void IdentityServiceProviderPrivate::routine(unsigned int requestId, ids_result_t result,    \
-                                                 const char *info)                               \
-    {                                                                                            \
-        Q_Q(IdentityServiceProvider);                                                            \
-        const QString text = QString::fromLatin1(info);                                          \
-        emit q->signal(int(requestId), IdentityServiceTokenResult::Type(result), text);          \
-        emit q->signal(int(requestId), int(result), text);                                       \
-        removeRequest(requestId);                                                                \
+#define OM_IDENTITY_TOKEN_FAIL(routine, signal)                                                    \
+    void IdentityServiceProviderPrivate::routine(unsigned int requestId, ids_result_t result,      \
+                                                 const char *info)                                 \
+    {                                                                                              \
+        Q_Q(IdentityServiceProvider);                                                              \
+        const QString text = QString::fromLatin1(info);                                            \
+        emit q->signal(int(requestId), IdentityServiceTokenResult::Type(result), text);            \
+        emit q->signal(int(requestId), int(result), text);                                         \
+        removeRequest(requestId);                                                                  \
     }
 
-#define OM_IDENTITY_PROPERTY_FAIL(routine, signal)                                               \
-    void IdentityServiceProviderPrivate::routine(unsigned int requestId, ids_result_t result,    \
-                                                 const char *info)                               \
-    {                                                                                            \
-        Q_Q(IdentityServiceProvider);                                                            \
-        const QString text = QString::fromLatin1(info);                                          \
-        emit q->signal(int(requestId), IdentityServicePropertyResult::Type(result), text);       \
-        emit q->signal(int(requestId), int(result), text);                                       \
-        removeRequest(requestId);                                                                \
+#define OM_IDENTITY_PROPERTY_FAIL(routine, signal)                                                 \
+    void IdentityServiceProviderPrivate::routine(unsigned int requestId, ids_result_t result,      \
+                                                 const char *info)                                 \
+    {                                                                                              \
+        Q_Q(IdentityServiceProvider);                                                              \
+        const QString text = QString::fromLatin1(info);                                            \
+        emit q->signal(int(requestId), IdentityServicePropertyResult::Type(result), text);         \
+        emit q->signal(int(requestId), int(result), text);                                         \
+        removeRequest(requestId);                                                                  \
     }
 
 OM_IDENTITY_TOKEN_FAIL(getTokenFail, tokenRetrievalFailed)

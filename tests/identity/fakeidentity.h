@@ -42,11 +42,10 @@ inline QVariantMap idsFailure(const Received &request, int code, const QString &
 inline QVariantMap idsNotification(int type, const QString &name, int notification, int watcher)
 {
     return {{QStringLiteral("msg"), idsproto::msgNotify()},
-            {QStringLiteral("dat"),
-             QVariantMap{{idsproto::keyType(), type},
-                         {idsproto::keyName(), name},
-                         {idsproto::keyNotification(), notification},
-                         {idsproto::keyWatcher(), watcher}}}};
+            {QStringLiteral("dat"), QVariantMap{{idsproto::keyType(), type},
+                                                {idsproto::keyName(), name},
+                                                {idsproto::keyNotification(), notification},
+                                                {idsproto::keyWatcher(), watcher}}}};
 }
 
 /** Registration of the known providers, wake-ups, notifiers and options
@@ -60,7 +59,8 @@ inline void scriptIdentityBasics(FakeServer *server)
             if (provider == idsproto::providerOmid() || provider == idsproto::providerProfile())
                 answers.append({idsAnswer(r), {}, {}, 0});
             else
-                answers.append({idsFailure(r, ECOMM, QStringLiteral("unknown provider")), {}, {}, 0});
+                answers.append(
+                    {idsFailure(r, ECOMM, QStringLiteral("unknown provider")), {}, {}, 0});
         } else if (r.msg() == idsproto::msgWake() || r.msg() == idsproto::msgSetOption()) {
             answers.append({idsAnswer(r), {}, {}, 0});
         }

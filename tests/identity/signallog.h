@@ -30,7 +30,8 @@ public:
             const QMetaMethod method = meta->method(i);
             if (method.methodType() != QMetaMethod::Signal)
                 continue;
-            m_spies[i] = std::make_unique<QSignalSpy>(target, QByteArray("2") + method.methodSignature());
+            m_spies[i] =
+                std::make_unique<QSignalSpy>(target, QByteArray("2") + method.methodSignature());
             connect(target, method, this, record);
         }
     }

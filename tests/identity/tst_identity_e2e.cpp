@@ -157,7 +157,8 @@ void tst_IdentityE2e::challengeAnsweredFromOmctl_data()
     QTest::addColumn<int>("level");
     QTest::addColumn<int>("failure");
 
-    QTest::newRow("approved") << QStringList{"approve"} << int(OmbrelIdAssuranceLevel::AuthenticatedOnline) << 0;
+    QTest::newRow("approved") << QStringList{"approve"}
+                              << int(OmbrelIdAssuranceLevel::AuthenticatedOnline) << 0;
     QTest::newRow("approved as offline") << QStringList{"approve", "--level", "offline"}
                                          << int(OmbrelIdAssuranceLevel::AuthenticatedOffline) << 0;
     QTest::newRow("refused") << QStringList{"refuse"} << -1 << 50004;
@@ -171,7 +172,8 @@ void tst_IdentityE2e::challengeAnsweredFromOmctl()
 
     IdentityServiceProvider account(OmbrelId::providerName());
     QSignalSpy complete(&account, &IdentityServiceProvider::challengeComplete);
-    QSignalSpy failed(&account, qOverload<int, int, const QString &>(&IdentityServiceProvider::challengeFailed));
+    QSignalSpy failed(
+        &account, qOverload<int, int, const QString &>(&IdentityServiceProvider::challengeFailed));
     const int id = account.challenge(0, 0);
     QVERIFY(id != 0);
     const QString pending = pendingChallenge();
@@ -192,12 +194,17 @@ void tst_IdentityE2e::dataLifecycle()
     QSignalSpy created(&profile, &IdentityServiceProvider::dataCreated);
     QSignalSpy set(&profile, &IdentityServiceProvider::dataSet);
     QSignalSpy deleted(&profile, &IdentityServiceProvider::dataDeleted);
-    QSignalSpy read(&profile, qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved));
+    QSignalSpy read(&profile,
+                    qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved));
     QSignalSpy listed(&profile, &IdentityServiceProvider::dataListRetrieved);
-    QSignalSpy readFailed(&profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataRetrievalFailed));
-    QSignalSpy createFailed(&profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataCreateFailed));
-    QSignalSpy setFailed(&profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataSetFailed));
-    QSignalSpy deleteFailed(&profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataDeleteFailed));
+    QSignalSpy readFailed(&profile, qOverload<int, int, const QString &>(
+                                        &IdentityServiceProvider::dataRetrievalFailed));
+    QSignalSpy createFailed(
+        &profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataCreateFailed));
+    QSignalSpy setFailed(
+        &profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataSetFailed));
+    QSignalSpy deleteFailed(
+        &profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataDeleteFailed));
 
     const QByteArray value("bin\0\xff\xfe", 6);
     profile.createData(App, 0, "k", value);
@@ -218,7 +225,8 @@ void tst_IdentityE2e::dataLifecycle()
     QCOMPARE(failureOf(setFailed, profile.setData(App, 0, "k", QByteArray("x"))), 50007);
     QCOMPARE(failureOf(deleteFailed, profile.deleteData(App, 0, "k")), 50007);
     QCOMPARE(failureOf(readFailed, profile.requestData(App, 0, QString(129, 'n'))), 50002);
-    QCOMPARE(failureOf(createFailed, profile.createData(App, 0, "big", QByteArray(40000, 'b'))), 50107);
+    QCOMPARE(failureOf(createFailed, profile.createData(App, 0, "big", QByteArray(40000, 'b'))),
+             50107);
     QCOMPARE(failureOf(createFailed, profile.createData(App, 0, "", QByteArray("v"))), 50015);
 
     // DeleteAll empties the application's data and nothing else.
@@ -228,13 +236,15 @@ void tst_IdentityE2e::dataLifecycle()
     profile.deleteData(App, OmbrelProfileDeleteDataFlag::DeleteAll, QString());
     QTRY_COMPARE(deleted.size(), 2);
     QVERIFY(identity({"data", "list", "--package", Package}).out.isEmpty());
-    QVERIFY(identity({"data", "list", "--package", Package, "--vendor"}).out.startsWith("v (1 bytes)"));
+    QVERIFY(
+        identity({"data", "list", "--package", Package, "--vendor"}).out.startsWith("v (1 bytes)"));
 }
 
 void tst_IdentityE2e::nextFailureFromOmctl()
 {
     IdentityServiceProvider profile(OmbrelProfile::providerName());
-    QSignalSpy failed(&profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataListFailed));
+    QSignalSpy failed(
+        &profile, qOverload<int, int, const QString &>(&IdentityServiceProvider::dataListFailed));
     QSignalSpy listed(&profile, &IdentityServiceProvider::dataListRetrieved);
     QCOMPARE(identity({"fail", "listData", "50010", "no room"}).exitCode, 0);
     const int id = profile.listData(App, 0);
@@ -260,9 +270,11 @@ void tst_IdentityE2e::notificationFromOmctl()
     QVERIFY(created.wait());
     QCOMPARE(profile.setNotification(App, 0, "watched"), 0);
     QVERIFY(notified.wait());
-    QCOMPARE(notified.at(0), (QVariantList{App, QStringLiteral("watched"), int(OmbrelProfileNotification::Started)}));
+    QCOMPARE(notified.at(0), (QVariantList{App, QStringLiteral("watched"),
+                                           int(OmbrelProfileNotification::Started)}));
 
-    QCOMPARE(identity({"data", "set", "watched", "from the user", "--package", Package}).exitCode, 0);
+    QCOMPARE(identity({"data", "set", "watched", "from the user", "--package", Package}).exitCode,
+             0);
     QVERIFY(notified.wait());
     QCOMPARE(notified.at(1).at(2).toInt(), int(OmbrelProfileNotification::Changed));
     const auto shown = identity({"data", "show", "watched", "--package", Package});
@@ -286,7 +298,9 @@ void tst_IdentityE2e::applicationsKeptApart()
     QCOMPARE(identity({"data", "show", "private", "--package", "com.example.other"}).exitCode, 1);
     QCOMPARE(identity({"data", "show", "shared", "--package", "com.example.other", "--vendor"}).out,
              QByteArray("ours\n"));
-    QCOMPARE(identity({"data", "show", "shared", "--package", "org.elsewhere.app", "--vendor"}).exitCode, 1);
+    QCOMPARE(
+        identity({"data", "show", "shared", "--package", "org.elsewhere.app", "--vendor"}).exitCode,
+        1);
     QCOMPARE(identity({"data", "show", "private", "--package", Package}).out, QByteArray("mine\n"));
 }
 
@@ -296,7 +310,8 @@ void tst_IdentityE2e::deviceRestart()
     IdentityServiceProvider account(OmbrelId::providerName());
     QSignalSpy created(&profile, &IdentityServiceProvider::dataCreated);
     QSignalSpy notified(&profile, &IdentityServiceProvider::notificationReceived);
-    QSignalSpy challengeFailed(&account, qOverload<int, int, const QString &>(&IdentityServiceProvider::challengeFailed));
+    QSignalSpy challengeFailed(
+        &account, qOverload<int, int, const QString &>(&IdentityServiceProvider::challengeFailed));
     profile.createData(App, 16, "kept", QByteArray("\0survives", 9));
     QVERIFY(created.wait());
     QCOMPARE(profile.setNotification(App, 0, "kept"), 0);
@@ -315,7 +330,8 @@ void tst_IdentityE2e::deviceRestart()
 
     // Back: the entry is there, and the notifier follows it again.
     QVERIFY2(m_device->start({"--services=identity"}), m_device->output().constData());
-    QSignalSpy read(&profile, qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved));
+    QSignalSpy read(&profile,
+                    qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved));
     QVERIFY(profile.requestData(App, 0, "kept") != 0);
     QVERIFY(read.wait());
     QCOMPARE(read.at(0).at(1).toByteArray(), QByteArray("\0survives", 9));

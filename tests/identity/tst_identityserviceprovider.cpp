@@ -11,8 +11,8 @@
 #include "identity/identityserviceprovider_p.h"
 
 #include <om/platform/identity/identityservice.h>
-#include <om/platform/identity/identityserviceprovider.h>
 #include <om/platform/identity/identityservicepropertyresult.h>
+#include <om/platform/identity/identityserviceprovider.h>
 #include <om/platform/identity/identityservicetokenresult.h>
 #include <om/platform/identity/ombrelid.h>
 #include <om/platform/identity/ombrelprofile.h>
@@ -220,15 +220,15 @@ void tst_IdentityServiceProvider::successSignals_data()
                        {"value", QString::fromLatin1(QByteArray("ab\0cd", 5).toBase64())}}
         << QList<QByteArray>{"dataRetrieved(int,QByteArray)", "dataRetrieved(int,QString)"}
         << QVariantList{QByteArray("ab\0cd", 5)} << QVariantList{QStringLiteral("ab")};
-    QTest::newRow("setData: twice") << proto::msgSetData() << QVariantMap()
-                                    << QList<QByteArray>{"dataSet(int)", "dataSet(int)"}
-                                    << QVariantList() << QVariantList();
-    QTest::newRow("createData: once") << proto::msgCreateData() << QVariantMap()
-                                      << QList<QByteArray>{"dataCreated(int)"} << QVariantList()
-                                      << QVariantList();
-    QTest::newRow("deleteData: once") << proto::msgDeleteData() << QVariantMap()
-                                      << QList<QByteArray>{"dataDeleted(int)"} << QVariantList()
-                                      << QVariantList();
+    QTest::newRow("setData: twice")
+        << proto::msgSetData() << QVariantMap() << QList<QByteArray>{"dataSet(int)", "dataSet(int)"}
+        << QVariantList() << QVariantList();
+    QTest::newRow("createData: once")
+        << proto::msgCreateData() << QVariantMap() << QList<QByteArray>{"dataCreated(int)"}
+        << QVariantList() << QVariantList();
+    QTest::newRow("deleteData: once")
+        << proto::msgDeleteData() << QVariantMap() << QList<QByteArray>{"dataDeleted(int)"}
+        << QVariantList() << QVariantList();
     QTest::newRow("listData: in the given order")
         << proto::msgListData() << QVariantMap{{"names", QVariantList{"z", "a"}}}
         << QList<QByteArray>{"dataListRetrieved(int,QStringList)"}
@@ -277,15 +277,16 @@ void tst_IdentityServiceProvider::failureSignals_data()
     QTest::addColumn<QByteArray>("enumSignature");
     QTest::addColumn<QByteArray>("intSignature");
 
-    const QByteArray token = "(int,om::platform::identity::IdentityServiceTokenResult::Type,QString)";
+    const QByteArray token =
+        "(int,om::platform::identity::IdentityServiceTokenResult::Type,QString)";
     const QByteArray property =
         "(int,om::platform::identity::IdentityServicePropertyResult::Type,QString)";
     QTest::newRow("getToken") << proto::msgGetToken() << 50011 << "offline"
                               << "tokenRetrievalFailed" + token
                               << QByteArray("tokenRetrievalFailed(int,int,QString)");
-    QTest::newRow("clearToken, no text") << proto::msgClearToken() << 50009 << QString()
-                                         << "tokenClearFailed" + token
-                                         << QByteArray("tokenClearFailed(int,int,QString)");
+    QTest::newRow("clearToken, no text")
+        << proto::msgClearToken() << 50009 << QString() << "tokenClearFailed" + token
+        << QByteArray("tokenClearFailed(int,int,QString)");
     QTest::newRow("getProperties") << proto::msgGetProperties() << 50005 << "too many"
                                    << "propertyRetrievalFailed" + property
                                    << QByteArray("propertyRetrievalFailed(int,int,QString)");
@@ -301,9 +302,9 @@ void tst_IdentityServiceProvider::failureSignals_data()
     QTest::newRow("deleteData") << proto::msgDeleteData() << 50007 << "gone"
                                 << "dataDeleteFailed" + property
                                 << QByteArray("dataDeleteFailed(int,int,QString)");
-    QTest::newRow("listData, a code of no list") << proto::msgListData() << 4242 << "odd"
-                                                 << "dataListFailed" + property
-                                                 << QByteArray("dataListFailed(int,int,QString)");
+    QTest::newRow("listData, a code of no list")
+        << proto::msgListData() << 4242 << "odd"
+        << "dataListFailed" + property << QByteArray("dataListFailed(int,int,QString)");
     QTest::newRow("challenge") << proto::msgChallenge() << 50004 << "refused"
                                << "challengeFailed" + property
                                << QByteArray("challengeFailed(int,int,QString)");
@@ -350,7 +351,8 @@ void tst_IdentityServiceProvider::theTableDecidesFailuresNotSuccesses()
     const QList<Received> lists = receivedNamed(*m_server, proto::msgListData());
     QCOMPARE(lists.size(), 2);
     QVERIFY(m_server->reply(lists.at(0).clientId, idsFailure(lists.at(0), 50007, "x")));
-    QVERIFY(m_server->reply(lists.at(1).clientId, idsAnswer(lists.at(1), {{"names", QVariantList{"a"}}})));
+    QVERIFY(m_server->reply(lists.at(1).clientId,
+                            idsAnswer(lists.at(1), {{"names", QVariantList{"a"}}})));
     QTRY_COMPARE(log.size(), 1);
     QCOMPARE(log.signatures().at(0), QByteArray("dataListRetrieved(int,QStringList)"));
     QCOMPARE(log.entries().at(0).second.at(0).toInt(), succeeding);
@@ -400,13 +402,14 @@ void tst_IdentityServiceProvider::textFormsOfData()
     QVERIFY(proto::readBytes(receivedNamed(*m_server, proto::msgSetData()).at(0).dat(), "value",
                              &value));
     QCOMPARE(value, QByteArray("caf\xe9"));
-    QVERIFY(proto::readBytes(receivedNamed(*m_server, proto::msgCreateData()).at(0).dat(),
-                             "value", &value));
+    QVERIFY(proto::readBytes(receivedNamed(*m_server, proto::msgCreateData()).at(0).dat(), "value",
+                             &value));
     QCOMPARE(value, QByteArray("\xfc"));
 
     answerWith(proto::msgGetData(),
                {{"name", "t"}, {"value", QString::fromLatin1(QByteArray("caf\xe9").toBase64())}});
-    QSignalSpy text(&provider, qOverload<int, const QString &>(&IdentityServiceProvider::dataRetrieved));
+    QSignalSpy text(&provider,
+                    qOverload<int, const QString &>(&IdentityServiceProvider::dataRetrieved));
     provider.requestData(1, 0, "t");
     QVERIFY(text.wait());
     QVERIFY(text.at(0).at(1).toString() != QStringLiteral("caf\u00e9"));
@@ -494,14 +497,17 @@ void tst_IdentityServiceProvider::notifications()
         answers.append({idsAnswer(request), {}, {}, 0});
         answers.append({idsNotification(dat.value("type").toInt(), dat.value("name").toString(),
                                         dat.value("flags").toInt(), dat.value("watcher").toInt()),
-                        {}, {}, 0});
+                        {},
+                        {},
+                        0});
         return answers;
     });
     IdentityServiceProvider provider(OmbrelProfile::providerName());
     QSignalSpy received(&provider, &IdentityServiceProvider::notificationReceived);
     QCOMPARE(provider.setNotification(1, 0, "score"), 0);
     QVERIFY(received.wait());
-    QCOMPARE(received.at(0), (QVariantList{1, QStringLiteral("score"), int(OmbrelProfileNotification::Started)}));
+    QCOMPARE(received.at(0),
+             (QVariantList{1, QStringLiteral("score"), int(OmbrelProfileNotification::Started)}));
 
     const Received start = receivedNamed(*m_server, proto::msgRegisterNotifier()).at(0);
     QVERIFY(m_server->reply(start.clientId,
@@ -542,7 +548,8 @@ void tst_IdentityServiceProvider::options()
     m_server->clearScript();
     m_server->respond([](const Received &request) {
         QList<Answer> answers;
-        const bool bad = request.dat().value("value").toString() == QLatin1String("InvalidVerbosity");
+        const bool bad =
+            request.dat().value("value").toString() == QLatin1String("InvalidVerbosity");
         answers.append({bad ? idsFailure(request, EINVAL) : idsAnswer(request), {}, {}, 0});
         return answers;
     });

@@ -53,14 +53,16 @@ QVariantList pairsOf(int count, const ids_token_param_t *params)
 {
     QVariantList list;
     for (int i = 0; i < count; ++i)
-        list.append(QVariant(QVariantList{QByteArray(params[i].name), QByteArray(params[i].value)}));
+        list.append(
+            QVariant(QVariantList{QByteArray(params[i].name), QByteArray(params[i].value)}));
     return list;
 }
 
 void tokenCb(unsigned int id, const char *token, int count, const ids_token_param_t *params,
              void *data)
 {
-    rec(data)->calls.append({QStringLiteral("token"), id, {QByteArray(token), pairsOf(count, params)}});
+    rec(data)->calls.append(
+        {QStringLiteral("token"), id, {QByteArray(token), pairsOf(count, params)}});
 }
 
 void clearCb(unsigned int id, bool cleared, void *data)
@@ -72,8 +74,8 @@ void propertiesCb(unsigned int id, int count, const ids_property_t *properties, 
 {
     QVariantList list;
     for (int i = 0; i < count; ++i)
-        list.append(
-            QVariant(QVariantList{QByteArray(properties[i].name), QByteArray(properties[i].value)}));
+        list.append(QVariant(
+            QVariantList{QByteArray(properties[i].name), QByteArray(properties[i].value)}));
     rec(data)->calls.append({QStringLiteral("properties"), id, {list}});
 }
 
@@ -331,15 +333,16 @@ void tst_Ids::requestsOnTheWire_data()
                                 << QVariantMap{{"tokenType", "bearer"}, {"appliesTo", "urn:demo"}};
     QTest::newRow("getProperties")
         << Op::Properties << proto::msgGetProperties()
-        << QVariantMap{{"type", 0},
-                       {"names", QVariantList{"urn:omid:username", "urn:omid:email"}}};
+        << QVariantMap{{"type", 0}, {"names", QVariantList{"urn:omid:username", "urn:omid:email"}}};
     QTest::newRow("getData") << Op::Get << proto::msgGetData()
                              << QVariantMap{{"type", 1}, {"flags", 1}, {"name", "blob"}};
     QTest::newRow("setData: NUL and 0xff")
         << Op::Set << proto::msgSetData()
         << QVariantMap{{"type", 1}, {"flags", 1}, {"name", "blob"}, {"value", blob}};
     QTest::newRow("createData") << Op::Create << proto::msgCreateData()
-                                << QVariantMap{{"type", 2}, {"flags", 17}, {"name", "blob"},
+                                << QVariantMap{{"type", 2},
+                                               {"flags", 17},
+                                               {"name", "blob"},
                                                {"value", blob}};
     QTest::newRow("deleteData") << Op::Delete << proto::msgDeleteData()
                                 << QVariantMap{{"type", 1}, {"flags", 2}, {"name", "blob"}};
@@ -396,9 +399,9 @@ void tst_Ids::answersReachTheCallbacks_data()
                        {"params", QVariantList{pair("expires", "3600"), pair("scope", "a"),
                                                pair("scope", "b")}}}
         << "token"
-        << QVariantList{QByteArray("tok-1"),
-                        QVariantList{bytes("expires", "3600"), bytes("scope", "a"),
-                                     bytes("scope", "b")}};
+        << QVariantList{
+               QByteArray("tok-1"),
+               QVariantList{bytes("expires", "3600"), bytes("scope", "a"), bytes("scope", "b")}};
     QTest::newRow("token without parameters")
         << Op::Token << QVariantMap{{"token", "tok-2"}} << "token"
         << QVariantList{QByteArray("tok-2"), QVariantList()};
@@ -413,15 +416,15 @@ void tst_Ids::answersReachTheCallbacks_data()
         << QVariantMap{{"name", "blob"},
                        {"value", QString::fromLatin1(QByteArray("x\0\xff", 3).toBase64())}}
         << "data" << QVariantList{QByteArray("blob"), QByteArray("x\0\xff", 3)};
-    QTest::newRow("empty data") << Op::Get << QVariantMap{{"name", "blob"}, {"value", ""}}
-                                << "data" << QVariantList{QByteArray("blob"), QByteArray("")};
+    QTest::newRow("empty data") << Op::Get << QVariantMap{{"name", "blob"}, {"value", ""}} << "data"
+                                << QVariantList{QByteArray("blob"), QByteArray("")};
     QTest::newRow("set") << Op::Set << QVariantMap() << "done" << QVariantList();
     QTest::newRow("create") << Op::Create << QVariantMap() << "done" << QVariantList();
     QTest::newRow("delete") << Op::Delete << QVariantMap() << "done" << QVariantList();
     QTest::newRow("list") << Op::List << QVariantMap{{"names", QVariantList{"b", "a", "a"}}}
                           << "list"
-                          << QVariantList{QVariantList{QByteArray("b"), QByteArray("a"),
-                                                       QByteArray("a")}};
+                          << QVariantList{
+                                 QVariantList{QByteArray("b"), QByteArray("a"), QByteArray("a")}};
     QTest::newRow("empty list") << Op::List << QVariantMap{{"names", QVariantList()}} << "list"
                                 << QVariantList{QVariantList()};
     QTest::newRow("challenge") << Op::Challenge << QVariantMap{{"level", 1}} << "challenge"
@@ -518,12 +521,14 @@ void tst_Ids::badAnswersRunNoCallbackWithGarbage()
     // Undecodable text, an answer for an id never issued, a notification
     // of no notifier, an answer whose "dat" is of the wrong shape.
     QVERIFY(m_server->replyRaw(client, QByteArray("dat:json:{\"broken\n")));
-    QVERIFY(m_server->reply(client, {{"res", "getToken"}, {"id", "999999"}, {"dat", QVariantMap{{"token", "x"}}}}));
+    QVERIFY(m_server->reply(
+        client, {{"res", "getToken"}, {"id", "999999"}, {"dat", QVariantMap{{"token", "x"}}}}));
     QVERIFY(m_server->reply(client, {{"res", "getToken"}, {"id", "zero"}}));
     QVERIFY(m_server->reply(client, idsNotification(1, "nobody", 2, 77)));
     QVERIFY(m_server->reply(client, idsAnswer(list, {{"names", QVariantList{1, 2}}})));
     QVERIFY(m_server->reply(client, idsAnswer(token, {{"token", "good"}})));
-    QVERIFY(pumpUntil(fd, [&] { return r.calls.size() == 2; }, &results));
+    QVERIFY(pumpUntil(
+        fd, [&] { return r.calls.size() == 2; }, &results));
     QCOMPARE(r.calls.at(0).what, QStringLiteral("failure"));
     QCOMPARE(r.calls.at(0).id, listId);
     QCOMPARE(r.calls.at(0).args.at(0).toInt(), int(IDS_INTERNAL_ERROR));
@@ -567,8 +572,8 @@ void tst_Ids::refusedRequests()
         result = ids_get_data(nullptr, 1, 0, "x", dataCb, failureCb, &r, &id);
         break;
     case 1:
-        result = ids_get_data(reinterpret_cast<ids_provider_t *>(&r), 1, 0, "x", dataCb,
-                              failureCb, &r, &id);
+        result = ids_get_data(reinterpret_cast<ids_provider_t *>(&r), 1, 0, "x", dataCb, failureCb,
+                              &r, &id);
         break;
     case 2:
         result = ids_get_data(provider, 1, 0, "\xc3(", dataCb, failureCb, &r, &id);
@@ -631,10 +636,12 @@ void tst_Ids::notifiers()
             return answers;
         }
         answers.append({idsAnswer(request), {}, {}, 0});
-        answers.append({idsNotification(dat.value("type").toInt(), dat.value("name").toString(),
-                                        dat.value("flags").toInt() == 0 ? 0 : 1,
-                                        dat.value("watcher").toInt()),
-                        {}, {}, 0});
+        answers.append(
+            {idsNotification(dat.value("type").toInt(), dat.value("name").toString(),
+                             dat.value("flags").toInt() == 0 ? 0 : 1, dat.value("watcher").toInt()),
+             {},
+             {},
+             0});
         return answers;
     });
     ids_provider_t *provider = nullptr;
@@ -773,8 +780,8 @@ void tst_Ids::options_data()
     QTest::addColumn<int>("expectedErrno");
 
     QTest::newRow("taken") << int(IDS_OPT_VERBOSITY) << QByteArray("Verbose") << 0 << 0;
-    QTest::newRow("refused by the service") << int(IDS_OPT_VERBOSITY)
-                                            << QByteArray("InvalidVerbosity") << EINVAL << EINVAL;
+    QTest::newRow("refused by the service")
+        << int(IDS_OPT_VERBOSITY) << QByteArray("InvalidVerbosity") << EINVAL << EINVAL;
     QTest::newRow("unknown option") << 7 << QByteArray("x") << 0 << EINVAL;
     QTest::newRow("no answer") << int(IDS_OPT_GUI_ALLOWED) << QByteArray("true") << -1 << ECOMM;
 }
@@ -790,8 +797,8 @@ void tst_Ids::options()
     if (serviceCode >= 0) {
         m_server->respond([serviceCode](const Received &request) {
             QList<Answer> answers;
-            answers.append({serviceCode ? idsFailure(request, serviceCode) : idsAnswer(request),
-                            {}, {}, 0});
+            answers.append(
+                {serviceCode ? idsFailure(request, serviceCode) : idsAnswer(request), {}, {}, 0});
             return answers;
         });
     }
@@ -824,7 +831,8 @@ void tst_Ids::endOfConnection()
     m_server->stop();
     m_broker->stop();
     QList<int> results;
-    QVERIFY(pumpUntil(fd, [&] { return !r.calls.isEmpty(); }, &results));
+    QVERIFY(pumpUntil(
+        fd, [&] { return !r.calls.isEmpty(); }, &results));
     QCOMPARE(results.last(), 0); // the descriptor changed
     QCOMPARE(r.calls.at(0).what, QStringLiteral("failure"));
     QCOMPARE(r.calls.at(0).id, id);
@@ -877,7 +885,8 @@ void tst_Ids::backAfterTheServiceReturns()
     m_server.reset();
     m_broker->stop();
     QList<int> results;
-    QVERIFY(pumpUntil(fd, [&] { return results.contains(0); }, &results));
+    QVERIFY(pumpUntil(
+        fd, [&] { return results.contains(0); }, &results));
 
     // The bus and the service come back.
     m_broker.reset();
@@ -895,7 +904,8 @@ void tst_Ids::backAfterTheServiceReturns()
     // The watcher's timer connects again by itself, registering the
     // provider and resuming the notifier without a "Started".
     results.clear();
-    QVERIFY(pumpUntil(fd, [&] { return results.contains(0); }, &results, 15000));
+    QVERIFY(pumpUntil(
+        fd, [&] { return results.contains(0); }, &results, 15000));
     const Received resumed = waitFor(proto::msgRegisterNotifier());
     QCOMPARE(resumed.dat().value("resume").toBool(), true);
     QCOMPARE(resumed.dat().value("name").toString(), QStringLiteral("entry"));

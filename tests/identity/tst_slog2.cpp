@@ -46,10 +46,12 @@ void tst_Slog2::writesWithTheBufferName()
 
     QFile log(file);
     QVERIFY(log.open(QIODevice::ReadOnly));
-    const QString head = QStringLiteral("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} tst_slog2\\[%1\\] ")
-                             .arg(::getpid());
-    const QRegularExpression expected(QLatin1Char('^') + head + QStringLiteral("First 0 5 at the level\n")
-                                      + head + QStringLiteral("Second 42 2 two lines\n$"));
+    const QString head =
+        QStringLiteral("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} tst_slog2\\[%1\\] ")
+            .arg(::getpid());
+    const QRegularExpression expected(QLatin1Char('^') + head +
+                                      QStringLiteral("First 0 5 at the level\n") + head +
+                                      QStringLiteral("Second 42 2 two lines\n$"));
     const QString written = QString::fromLatin1(log.readAll());
     QVERIFY2(expected.match(written).hasMatch(), qPrintable(written));
 }

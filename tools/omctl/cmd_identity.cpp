@@ -24,9 +24,9 @@ bool call(const QString &msg, const QVariantMap &dat, QVariantMap *result, int *
     QVariantMap answer;
     QString error;
     if (!request(protocol::simulatorPath(), msg, dat, &answer, &error)) {
-        *exitCode = fail(subject, error == reason(ENOENT)
-                                      ? QStringLiteral("no identity service on the bus")
-                                      : error);
+        *exitCode =
+            fail(subject, error == reason(ENOENT) ? QStringLiteral("no identity service on the bus")
+                                                  : error);
         return false;
     }
     if (answer.contains(QStringLiteral("err"))) {
@@ -38,8 +38,8 @@ bool call(const QString &msg, const QVariantMap &dat, QVariantMap *result, int *
 }
 
 /** Parses @p args of "identity <action>"; false with the exit code set. */
-bool parse(QCommandLineParser *parser, const QString &action, const QStringList &args,
-           int minimum, int maximum, int *exitCode)
+bool parse(QCommandLineParser *parser, const QString &action, const QStringList &args, int minimum,
+           int maximum, int *exitCode)
 {
     parser->setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     if (!parser->parse(QStringList{QStringLiteral("omctl identity ") + action} + args)) {
@@ -81,14 +81,16 @@ int show(const QStringList &args)
     if (!call(protocol::simState(), QVariantMap(), &dat, &code))
         return code;
     printAccount(dat.value(protocol::simKeyAccount()).toMap());
-    out(QStringLiteral("offline: %1").arg(dat.value(protocol::simKeyOffline()).toBool()
-                                              ? QStringLiteral("yes")
-                                              : QStringLiteral("no")));
+    out(QStringLiteral("offline: %1")
+            .arg(dat.value(protocol::simKeyOffline()).toBool() ? QStringLiteral("yes")
+                                                               : QStringLiteral("no")));
     out(QStringLiteral("challenges: %1, %2 pending")
             .arg(dat.value(protocol::simKeyPolicy()).toString())
             .arg(dat.value(protocol::simKeyPending()).toInt()));
-    out(QStringLiteral("token types: %1").arg(dat.value(protocol::simKeyTokenTypes()).toStringList().join(QLatin1Char(' '))));
-    out(QStringLiteral("applies to: %1").arg(dat.value(protocol::keyAppliesTo()).toStringList().join(QLatin1Char(' '))));
+    out(QStringLiteral("token types: %1")
+            .arg(dat.value(protocol::simKeyTokenTypes()).toStringList().join(QLatin1Char(' '))));
+    out(QStringLiteral("applies to: %1")
+            .arg(dat.value(protocol::keyAppliesTo()).toStringList().join(QLatin1Char(' '))));
     out(QStringLiteral("tokens: %1").arg(dat.value(protocol::simKeyTokens()).toInt()));
     return Success;
 }
@@ -107,12 +109,14 @@ int account(const QStringList &args)
     if (changes.isEmpty()) {
         if (!call(protocol::simState(), QVariantMap(), &dat, &code))
             return code;
-    } else if (!call(protocol::simSetAccount(), {{protocol::simKeyAccount(), changes}}, &dat, &code)) {
+    } else if (!call(protocol::simSetAccount(), {{protocol::simKeyAccount(), changes}}, &dat,
+                     &code)) {
         return code;
     }
     printAccount(dat.value(protocol::simKeyAccount()).toMap());
     if (dat.contains(protocol::simKeyRevoked()))
-        out(QStringLiteral("another account: %1 tokens revoked").arg(dat.value(protocol::simKeyRevoked()).toInt()));
+        out(QStringLiteral("another account: %1 tokens revoked")
+                .arg(dat.value(protocol::simKeyRevoked()).toInt()));
     return Success;
 }
 
@@ -138,8 +142,10 @@ int tokens(const QStringList &args)
 int revoke(const QStringList &args)
 {
     QCommandLineParser parser;
-    const QCommandLineOption type(QStringLiteral("type"), QStringLiteral("Token type."), QStringLiteral("type"));
-    const QCommandLineOption target(QStringLiteral("applies-to"), QStringLiteral("Applies-to."), QStringLiteral("target"));
+    const QCommandLineOption type(QStringLiteral("type"), QStringLiteral("Token type."),
+                                  QStringLiteral("type"));
+    const QCommandLineOption target(QStringLiteral("applies-to"), QStringLiteral("Applies-to."),
+                                    QStringLiteral("target"));
     parser.addOptions({packageOption, type, target});
     int code = Success;
     if (!parse(&parser, QStringLiteral("revoke"), args, 0, 0, &code))
@@ -158,15 +164,18 @@ int revoke(const QStringList &args)
 int appliesTo(const QStringList &args)
 {
     QCommandLineParser parser;
-    const QCommandLineOption add(QStringLiteral("add"), QStringLiteral("Add a target."), QStringLiteral("target"));
-    const QCommandLineOption remove(QStringLiteral("remove"), QStringLiteral("Remove a target."), QStringLiteral("target"));
+    const QCommandLineOption add(QStringLiteral("add"), QStringLiteral("Add a target."),
+                                 QStringLiteral("target"));
+    const QCommandLineOption remove(QStringLiteral("remove"), QStringLiteral("Remove a target."),
+                                    QStringLiteral("target"));
     parser.addOptions({add, remove});
     int code = Success;
     if (!parse(&parser, QStringLiteral("applies-to"), args, 0, 0, &code))
         return code;
     QVariantMap dat;
     if (!call(protocol::simAppliesTo(),
-              {{protocol::simKeyAdd(), parser.values(add)}, {protocol::simKeyRemove(), parser.values(remove)}},
+              {{protocol::simKeyAdd(), parser.values(add)},
+               {protocol::simKeyRemove(), parser.values(remove)}},
               &dat, &code))
         return code;
     for (const QString &t : dat.value(protocol::keyAppliesTo()).toStringList())
@@ -233,7 +242,8 @@ int data(const QStringList &args)
     if (action == QLatin1String("set")) {
         QByteArray value = positional.at(1).toUtf8();
         if (parser.isSet(base64)) {
-            const auto decoded = QByteArray::fromBase64Encoding(value, QByteArray::AbortOnBase64DecodingErrors);
+            const auto decoded =
+                QByteArray::fromBase64Encoding(value, QByteArray::AbortOnBase64DecodingErrors);
             if (!decoded)
                 return usage(QStringLiteral("identity data set: the value is not base64"));
             value = *decoded;
@@ -251,9 +261,11 @@ int offline(const QStringList &args)
         return usage(QStringLiteral("identity offline takes on or off"));
     QVariantMap dat;
     int code = Success;
-    if (!call(protocol::simSetOffline(), {{protocol::simKeyOffline(), value == QLatin1String("on")}}, &dat, &code))
+    if (!call(protocol::simSetOffline(),
+              {{protocol::simKeyOffline(), value == QLatin1String("on")}}, &dat, &code))
         return code;
-    out(QStringLiteral("offline: %1").arg(dat.value(protocol::simKeyOffline()).toBool() ? "yes" : "no"));
+    out(QStringLiteral("offline: %1")
+            .arg(dat.value(protocol::simKeyOffline()).toBool() ? "yes" : "no"));
     return Success;
 }
 
@@ -295,8 +307,9 @@ int challenges(const QStringList &args)
         QString line = QStringLiteral("%1 %2 %3")
                            .arg(challenge.value(protocol::keyId()).toInt())
                            .arg(challenge.value(protocol::simKeyPackage()).toString(),
-                                type == protocol::ChallengeAuthenticate ? QStringLiteral("authenticate")
-                                                                        : QStringLiteral("email-confirmation"));
+                                type == protocol::ChallengeAuthenticate
+                                    ? QStringLiteral("authenticate")
+                                    : QStringLiteral("email-confirmation"));
         const QString group = challenge.value(protocol::simKeyGroupId()).toString();
         if (!group.isEmpty())
             line += QStringLiteral(" window-group=") + group;
@@ -325,7 +338,8 @@ int answer(const QStringList &args, bool approve)
         bool ok = false;
         const int id = which.toInt(&ok);
         if (!ok)
-            return usage(QStringLiteral("identity %1 takes a challenge number or 'all'").arg(action));
+            return usage(
+                QStringLiteral("identity %1 takes a challenge number or 'all'").arg(action));
         request.insert(protocol::keyId(), id);
     }
     if (parser.isSet(level)) {

@@ -72,18 +72,21 @@ typedef enum {
 typedef struct ids_provider_s ids_provider_t;
 
 /* A named data entry. value holds length bytes of any kind, NUL included. */
-typedef struct ids_data_s {
+typedef struct ids_data_s
+{
     const char *name;
     const void *value;
     size_t length;
 } ids_data_t;
 
-typedef struct ids_property_s {
+typedef struct ids_property_s
+{
     const char *name;
     const char *value;
 } ids_property_t;
 
-typedef struct ids_token_param_s {
+typedef struct ids_token_param_s
+{
     const char *name;
     const char *value;
 } ids_token_param_t;
@@ -149,16 +152,15 @@ OMSYS_EXPORT int ids_get_properties(ids_provider_t *provider, int type, int name
 OMSYS_EXPORT int ids_get_data(ids_provider_t *provider, int type, int flags, const char *name,
                               ids_get_data_cb success, ids_failure_cb failure, void *cb_data,
                               unsigned int *request_id);
-OMSYS_EXPORT int ids_set_data(ids_provider_t *provider, int type, int flags,
-                              const ids_data_t *data, ids_set_data_cb success,
-                              ids_failure_cb failure, void *cb_data, unsigned int *request_id);
+OMSYS_EXPORT int ids_set_data(ids_provider_t *provider, int type, int flags, const ids_data_t *data,
+                              ids_set_data_cb success, ids_failure_cb failure, void *cb_data,
+                              unsigned int *request_id);
 OMSYS_EXPORT int ids_create_data(ids_provider_t *provider, int type, int flags,
                                  const ids_data_t *data, ids_create_data_cb success,
-                                 ids_failure_cb failure, void *cb_data,
-                                 unsigned int *request_id);
+                                 ids_failure_cb failure, void *cb_data, unsigned int *request_id);
 OMSYS_EXPORT int ids_delete_data(ids_provider_t *provider, int type, int flags, const char *name,
-                                 ids_delete_data_cb success, ids_failure_cb failure,
-                                 void *cb_data, unsigned int *request_id);
+                                 ids_delete_data_cb success, ids_failure_cb failure, void *cb_data,
+                                 unsigned int *request_id);
 OMSYS_EXPORT int ids_list_data(ids_provider_t *provider, int type, int flags,
                                ids_list_data_cb success, ids_failure_cb failure, void *cb_data,
                                unsigned int *request_id);

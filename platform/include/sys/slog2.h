@@ -25,12 +25,14 @@ extern "C" {
 /* One buffer of a registered set; valid for the life of the process. */
 typedef struct slog2_buffer_s *slog2_buffer_t;
 
-typedef struct {
+typedef struct
+{
     const char *buffer_name;
     int num_pages; /* kept for the record: the log is not held in memory */
 } slog2_buffer_config_t;
 
-typedef struct {
+typedef struct
+{
     int num_buffers; /* 1 to SLOG2_MAX_BUFFERS */
     const char *buffer_set_name;
     uint8_t verbosity_level; /* messages of a greater severity number are dropped */
@@ -55,8 +57,7 @@ OMSYS_EXPORT int slog2_register(const slog2_buffer_set_config_t *config, slog2_b
  * Returns 0 (also for a message dropped by the verbosity level), or -1 with
  * errno set: EINVAL for a null buffer or text, or the file's error.
  */
-OMSYS_EXPORT int slog2c(slog2_buffer_t buffer, uint16_t code, uint8_t severity,
-                        const char *data);
+OMSYS_EXPORT int slog2c(slog2_buffer_t buffer, uint16_t code, uint8_t severity, const char *data);
 
 #ifdef __cplusplus
 }

@@ -308,8 +308,7 @@ int connectProvider(Client &c, const QByteArray &provider)
     const unsigned int id = nextRequestId(c);
     bool ok = false;
     const QByteArray text = encodeRequest(
-        protocol::msgRegister(), id,
-        {{protocol::keyProvider(), QString::fromUtf8(provider)}}, &ok);
+        protocol::msgRegister(), id, {{protocol::keyProvider(), QString::fromUtf8(provider)}}, &ok);
     Incoming answer;
     int error = 0;
     if (!ok || !exchange(c, fd, text, id, nullptr, &answer, &error)) {
@@ -462,8 +461,7 @@ void deliver(Client &c, std::unique_lock<std::mutex> &lock, std::vector<Delivery
     c.delivering.erase(std::find(c.delivering.begin(), c.delivering.end(), &deliveries));
 }
 
-template <typename Callback>
-Callback as(AnyCallback callback)
+template <typename Callback> Callback as(AnyCallback callback)
 {
     return reinterpret_cast<Callback>(callback);
 }
@@ -503,8 +501,7 @@ std::function<void()> successCall(unsigned int id, const Pending &p, const Incom
             std::vector<ids_property_t> properties;
             for (const auto &pair : pairs)
                 properties.push_back({pair.first.constData(), pair.second.constData()});
-            cb(id, int(properties.size()), properties.empty() ? nullptr : properties.data(),
-               data);
+            cb(id, int(properties.size()), properties.empty() ? nullptr : properties.data(), data);
         };
     }
     case Kind::GetData: {
@@ -610,8 +607,7 @@ void handle(Registration *r, const QByteArray &text, std::vector<Delivery> *out)
     const bool hasInfo = m.hasInfo;
     const QByteArray info = m.info;
     out->push_back({data, false, [failure, id, code, hasInfo, info, data] {
-                        failure(id, ids_result_t(code), hasInfo ? info.constData() : nullptr,
-                                data);
+                        failure(id, ids_result_t(code), hasInfo ? info.constData() : nullptr, data);
                     }});
 }
 
@@ -652,8 +648,8 @@ bool readName(const char *name, QString *out)
 }
 
 int dataRequest(ids_provider_t *provider, Kind kind, const QString &msg, int type, int flags,
-                const ids_data_t *data, AnyCallback success, ids_failure_cb failure,
-                void *cbData, unsigned int *requestId)
+                const ids_data_t *data, AnyCallback success, ids_failure_cb failure, void *cbData,
+                unsigned int *requestId)
 {
     QString name;
     if (!data || !readName(data->name, &name) || (data->length > 0 && !data->value))
@@ -677,16 +673,15 @@ int namedRequest(ids_provider_t *provider, Kind kind, const QString &msg, int ty
     QString text;
     if (!readName(name, &text))
         return fail(EINVAL);
-    return issue(provider, kind, msg,
-                 {{protocol::keyType(), type},
-                  {protocol::keyFlags(), flags},
-                  {protocol::keyName(), text}},
-                 success, failure, cbData, requestId);
+    return issue(
+        provider, kind, msg,
+        {{protocol::keyType(), type}, {protocol::keyFlags(), flags}, {protocol::keyName(), text}},
+        success, failure, cbData, requestId);
 }
 
 int tokenRequest(ids_provider_t *provider, Kind kind, const QString &msg, const char *tokenType,
-                 const char *appliesTo, AnyCallback success, ids_failure_cb failure,
-                 void *cbData, unsigned int *requestId)
+                 const char *appliesTo, AnyCallback success, ids_failure_cb failure, void *cbData,
+                 unsigned int *requestId)
 {
     QString type;
     QString target;
@@ -697,8 +692,7 @@ int tokenRequest(ids_provider_t *provider, Kind kind, const QString &msg, const 
                  failure, cbData, requestId);
 }
 
-template <typename Callback>
-AnyCallback any(Callback callback)
+template <typename Callback> AnyCallback any(Callback callback)
 {
     return reinterpret_cast<AnyCallback>(callback);
 }
@@ -827,9 +821,9 @@ int ids_clear_token(ids_provider_t *provider, const char *token_type, const char
                         applies_to, any(success), failure, cb_data, request_id);
 }
 
-int ids_get_properties(ids_provider_t *provider, int type, int name_count,
-                       const char *const *names, ids_get_properties_cb success,
-                       ids_failure_cb failure, void *cb_data, unsigned int *request_id)
+int ids_get_properties(ids_provider_t *provider, int type, int name_count, const char *const *names,
+                       ids_get_properties_cb success, ids_failure_cb failure, void *cb_data,
+                       unsigned int *request_id)
 {
     if (name_count < 0 || (name_count > 0 && !names))
         return fail(EINVAL);
@@ -842,8 +836,8 @@ int ids_get_properties(ids_provider_t *provider, int type, int name_count,
         list.append(name);
     }
     return issue(provider, Kind::GetProperties, protocol::msgGetProperties(),
-                 {{protocol::keyType(), type}, {protocol::keyNames(), list}}, any(success),
-                 failure, cb_data, request_id);
+                 {{protocol::keyType(), type}, {protocol::keyNames(), list}}, any(success), failure,
+                 cb_data, request_id);
 }
 
 int ids_get_data(ids_provider_t *provider, int type, int flags, const char *name,
@@ -962,14 +956,13 @@ int ids_set_option(ids_option_t option, const char *value)
     std::lock_guard<std::mutex> lock(c.mutex);
     const unsigned int id = nextRequestId(c);
     bool ok = false;
-    const QByteArray request = encodeRequest(
-        protocol::msgSetOption(), id,
-        {{protocol::keyOption(), int(option)}, {protocol::keyValue(), text}}, &ok);
+    const QByteArray request =
+        encodeRequest(protocol::msgSetOption(), id,
+                      {{protocol::keyOption(), int(option)}, {protocol::keyValue(), text}}, &ok);
     Incoming answer;
     int error = 0;
-    const bool answered =
-        ok && request.size() <= om::PpsObject::MaxMessageSize &&
-        exchange(c, fd, request, id, nullptr, &answer, &error);
+    const bool answered = ok && request.size() <= om::PpsObject::MaxMessageSize &&
+                          exchange(c, fd, request, id, nullptr, &answer, &error);
     ::close(fd);
     if (!ok || request.size() > om::PpsObject::MaxMessageSize)
         return fail(ok ? E2BIG : EINVAL);

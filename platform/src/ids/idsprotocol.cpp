@@ -69,8 +69,8 @@ bool readBytes(const QVariantMap &map, const QString &key, QByteArray *value)
     QString text;
     if (!readText(map, key, &text))
         return false;
-    const auto decoded = QByteArray::fromBase64Encoding(text.toLatin1(),
-                                                        QByteArray::AbortOnBase64DecodingErrors);
+    const auto decoded =
+        QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
     // toLatin1() turns what is not Latin-1 into '?', which base64 refuses.
     if (!decoded)
         return false;

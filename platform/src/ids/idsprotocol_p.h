@@ -64,56 +64,179 @@ namespace om {
 namespace ids {
 namespace protocol {
 
-inline QString controlPath() { return QStringLiteral("/pps/services/identity/control"); }
+inline QString controlPath()
+{
+    return QStringLiteral("/pps/services/identity/control");
+}
 /** The user's side of the device's service, for omctl. */
-inline QString simulatorPath() { return QStringLiteral("/pps/simulator/identity"); }
+inline QString simulatorPath()
+{
+    return QStringLiteral("/pps/simulator/identity");
+}
 
-inline QString providerOmid() { return QStringLiteral("ids:omb:omid"); }
-inline QString providerProfile() { return QStringLiteral("ids:omb:profile"); }
+inline QString providerOmid()
+{
+    return QStringLiteral("ids:omb:omid");
+}
+inline QString providerProfile()
+{
+    return QStringLiteral("ids:omb:profile");
+}
 
 // --- Messages of a client.
-inline QString msgRegister() { return QStringLiteral("register"); }
-inline QString msgGetToken() { return QStringLiteral("getToken"); }
-inline QString msgClearToken() { return QStringLiteral("clearToken"); }
-inline QString msgGetProperties() { return QStringLiteral("getProperties"); }
-inline QString msgGetData() { return QStringLiteral("getData"); }
-inline QString msgSetData() { return QStringLiteral("setData"); }
-inline QString msgCreateData() { return QStringLiteral("createData"); }
-inline QString msgDeleteData() { return QStringLiteral("deleteData"); }
-inline QString msgListData() { return QStringLiteral("listData"); }
-inline QString msgChallenge() { return QStringLiteral("challenge"); }
-inline QString msgRegisterNotifier() { return QStringLiteral("registerNotifier"); }
-inline QString msgWake() { return QStringLiteral("wake"); }
-inline QString msgSetOption() { return QStringLiteral("setOption"); }
+inline QString msgRegister()
+{
+    return QStringLiteral("register");
+}
+inline QString msgGetToken()
+{
+    return QStringLiteral("getToken");
+}
+inline QString msgClearToken()
+{
+    return QStringLiteral("clearToken");
+}
+inline QString msgGetProperties()
+{
+    return QStringLiteral("getProperties");
+}
+inline QString msgGetData()
+{
+    return QStringLiteral("getData");
+}
+inline QString msgSetData()
+{
+    return QStringLiteral("setData");
+}
+inline QString msgCreateData()
+{
+    return QStringLiteral("createData");
+}
+inline QString msgDeleteData()
+{
+    return QStringLiteral("deleteData");
+}
+inline QString msgListData()
+{
+    return QStringLiteral("listData");
+}
+inline QString msgChallenge()
+{
+    return QStringLiteral("challenge");
+}
+inline QString msgRegisterNotifier()
+{
+    return QStringLiteral("registerNotifier");
+}
+inline QString msgWake()
+{
+    return QStringLiteral("wake");
+}
+inline QString msgSetOption()
+{
+    return QStringLiteral("setOption");
+}
 /** The service's notification to a notifier. */
-inline QString msgNotify() { return QStringLiteral("notify"); }
+inline QString msgNotify()
+{
+    return QStringLiteral("notify");
+}
 
 // --- Envelope.
-inline QString keyMsg() { return QStringLiteral("msg"); }
-inline QString keyRes() { return QStringLiteral("res"); }
-inline QString keyId() { return QStringLiteral("id"); }
-inline QString keyDat() { return QStringLiteral("dat"); }
-inline QString keyErr() { return QStringLiteral("err"); }
-inline QString keyInfo() { return QStringLiteral("info"); }
+inline QString keyMsg()
+{
+    return QStringLiteral("msg");
+}
+inline QString keyRes()
+{
+    return QStringLiteral("res");
+}
+inline QString keyId()
+{
+    return QStringLiteral("id");
+}
+inline QString keyDat()
+{
+    return QStringLiteral("dat");
+}
+inline QString keyErr()
+{
+    return QStringLiteral("err");
+}
+inline QString keyInfo()
+{
+    return QStringLiteral("info");
+}
 
 // --- Fields of "dat".
-inline QString keyProvider() { return QStringLiteral("provider"); }
-inline QString keyTokenType() { return QStringLiteral("tokenType"); }
-inline QString keyAppliesTo() { return QStringLiteral("appliesTo"); }
-inline QString keyType() { return QStringLiteral("type"); }
-inline QString keyFlags() { return QStringLiteral("flags"); }
-inline QString keyName() { return QStringLiteral("name"); }
-inline QString keyNames() { return QStringLiteral("names"); }
-inline QString keyValue() { return QStringLiteral("value"); }
-inline QString keyToken() { return QStringLiteral("token"); }
-inline QString keyParams() { return QStringLiteral("params"); }
-inline QString keyProperties() { return QStringLiteral("properties"); }
-inline QString keyCleared() { return QStringLiteral("cleared"); }
-inline QString keyLevel() { return QStringLiteral("level"); }
-inline QString keyNotification() { return QStringLiteral("notification"); }
-inline QString keyResume() { return QStringLiteral("resume"); }
-inline QString keyWatcher() { return QStringLiteral("watcher"); }
-inline QString keyOption() { return QStringLiteral("option"); }
+inline QString keyProvider()
+{
+    return QStringLiteral("provider");
+}
+inline QString keyTokenType()
+{
+    return QStringLiteral("tokenType");
+}
+inline QString keyAppliesTo()
+{
+    return QStringLiteral("appliesTo");
+}
+inline QString keyType()
+{
+    return QStringLiteral("type");
+}
+inline QString keyFlags()
+{
+    return QStringLiteral("flags");
+}
+inline QString keyName()
+{
+    return QStringLiteral("name");
+}
+inline QString keyNames()
+{
+    return QStringLiteral("names");
+}
+inline QString keyValue()
+{
+    return QStringLiteral("value");
+}
+inline QString keyToken()
+{
+    return QStringLiteral("token");
+}
+inline QString keyParams()
+{
+    return QStringLiteral("params");
+}
+inline QString keyProperties()
+{
+    return QStringLiteral("properties");
+}
+inline QString keyCleared()
+{
+    return QStringLiteral("cleared");
+}
+inline QString keyLevel()
+{
+    return QStringLiteral("level");
+}
+inline QString keyNotification()
+{
+    return QStringLiteral("notification");
+}
+inline QString keyResume()
+{
+    return QStringLiteral("resume");
+}
+inline QString keyWatcher()
+{
+    return QStringLiteral("watcher");
+}
+inline QString keyOption()
+{
+    return QStringLiteral("option");
+}
 
 // --- Values of the providers' arguments, as the service reads them.
 enum PropertyType { PropertyCore = 0 };
@@ -199,49 +322,169 @@ OMSYS_EXPORT bool readClearAnswer(const QVariantMap &dat, bool *cleared);
 // --- The user's side: "/pps/simulator/identity", for omctl. Requests and
 //     answers in the standard form ("res", "id", "dat" or "err" with a text).
 
-inline QString simState() { return QStringLiteral("state"); }
-inline QString simSetAccount() { return QStringLiteral("setAccount"); }
-inline QString simTokens() { return QStringLiteral("tokens"); }
-inline QString simRevoke() { return QStringLiteral("revoke"); }
-inline QString simListData() { return QStringLiteral("listData"); }
-inline QString simGetData() { return QStringLiteral("getData"); }
-inline QString simSetData() { return QStringLiteral("setData"); }
-inline QString simDeleteData() { return QStringLiteral("deleteData"); }
-inline QString simSetOffline() { return QStringLiteral("setOffline"); }
-inline QString simFailNext() { return QStringLiteral("failNext"); }
-inline QString simChallenges() { return QStringLiteral("challenges"); }
-inline QString simAnswerChallenge() { return QStringLiteral("answerChallenge"); }
-inline QString simSetPolicy() { return QStringLiteral("setChallengePolicy"); }
-inline QString simAppliesTo() { return QStringLiteral("appliesTo"); }
+inline QString simState()
+{
+    return QStringLiteral("state");
+}
+inline QString simSetAccount()
+{
+    return QStringLiteral("setAccount");
+}
+inline QString simTokens()
+{
+    return QStringLiteral("tokens");
+}
+inline QString simRevoke()
+{
+    return QStringLiteral("revoke");
+}
+inline QString simListData()
+{
+    return QStringLiteral("listData");
+}
+inline QString simGetData()
+{
+    return QStringLiteral("getData");
+}
+inline QString simSetData()
+{
+    return QStringLiteral("setData");
+}
+inline QString simDeleteData()
+{
+    return QStringLiteral("deleteData");
+}
+inline QString simSetOffline()
+{
+    return QStringLiteral("setOffline");
+}
+inline QString simFailNext()
+{
+    return QStringLiteral("failNext");
+}
+inline QString simChallenges()
+{
+    return QStringLiteral("challenges");
+}
+inline QString simAnswerChallenge()
+{
+    return QStringLiteral("answerChallenge");
+}
+inline QString simSetPolicy()
+{
+    return QStringLiteral("setChallengePolicy");
+}
+inline QString simAppliesTo()
+{
+    return QStringLiteral("appliesTo");
+}
 
-inline QString simKeyAccount() { return QStringLiteral("account"); }
-inline QString simKeyOffline() { return QStringLiteral("offline"); }
-inline QString simKeyPolicy() { return QStringLiteral("policy"); }
-inline QString simKeyPackage() { return QStringLiteral("package"); }
-inline QString simKeyVendor() { return QStringLiteral("vendor"); }
-inline QString simKeyOwner() { return QStringLiteral("owner"); }
-inline QString simKeyEntries() { return QStringLiteral("entries"); }
-inline QString simKeyTokens() { return QStringLiteral("tokens"); }
-inline QString simKeyChallenges() { return QStringLiteral("challenges"); }
-inline QString simKeyRequest() { return QStringLiteral("request"); }
-inline QString simKeyCode() { return QStringLiteral("code"); }
-inline QString simKeyAll() { return QStringLiteral("all"); }
-inline QString simKeyApprove() { return QStringLiteral("approve"); }
-inline QString simKeyAnswered() { return QStringLiteral("answered"); }
-inline QString simKeyAdd() { return QStringLiteral("add"); }
-inline QString simKeyRemove() { return QStringLiteral("remove"); }
-inline QString simKeyTokenTypes() { return QStringLiteral("tokenTypes"); }
-inline QString simKeyGroupId() { return QStringLiteral("groupId"); }
-inline QString simKeyCached() { return QStringLiteral("cached"); }
-inline QString simKeyEncrypted() { return QStringLiteral("encrypted"); }
-inline QString simKeySize() { return QStringLiteral("size"); }
-inline QString simKeyPending() { return QStringLiteral("pending"); }
-inline QString simKeyRevoked() { return QStringLiteral("revoked"); }
+inline QString simKeyAccount()
+{
+    return QStringLiteral("account");
+}
+inline QString simKeyOffline()
+{
+    return QStringLiteral("offline");
+}
+inline QString simKeyPolicy()
+{
+    return QStringLiteral("policy");
+}
+inline QString simKeyPackage()
+{
+    return QStringLiteral("package");
+}
+inline QString simKeyVendor()
+{
+    return QStringLiteral("vendor");
+}
+inline QString simKeyOwner()
+{
+    return QStringLiteral("owner");
+}
+inline QString simKeyEntries()
+{
+    return QStringLiteral("entries");
+}
+inline QString simKeyTokens()
+{
+    return QStringLiteral("tokens");
+}
+inline QString simKeyChallenges()
+{
+    return QStringLiteral("challenges");
+}
+inline QString simKeyRequest()
+{
+    return QStringLiteral("request");
+}
+inline QString simKeyCode()
+{
+    return QStringLiteral("code");
+}
+inline QString simKeyAll()
+{
+    return QStringLiteral("all");
+}
+inline QString simKeyApprove()
+{
+    return QStringLiteral("approve");
+}
+inline QString simKeyAnswered()
+{
+    return QStringLiteral("answered");
+}
+inline QString simKeyAdd()
+{
+    return QStringLiteral("add");
+}
+inline QString simKeyRemove()
+{
+    return QStringLiteral("remove");
+}
+inline QString simKeyTokenTypes()
+{
+    return QStringLiteral("tokenTypes");
+}
+inline QString simKeyGroupId()
+{
+    return QStringLiteral("groupId");
+}
+inline QString simKeyCached()
+{
+    return QStringLiteral("cached");
+}
+inline QString simKeyEncrypted()
+{
+    return QStringLiteral("encrypted");
+}
+inline QString simKeySize()
+{
+    return QStringLiteral("size");
+}
+inline QString simKeyPending()
+{
+    return QStringLiteral("pending");
+}
+inline QString simKeyRevoked()
+{
+    return QStringLiteral("revoked");
+}
 
 /** The challenge policies: the user is asked, or the service answers. */
-inline QString policyAsk() { return QStringLiteral("ask"); }
-inline QString policyApprove() { return QStringLiteral("approve"); }
-inline QString policyRefuse() { return QStringLiteral("refuse"); }
+inline QString policyAsk()
+{
+    return QStringLiteral("ask");
+}
+inline QString policyApprove()
+{
+    return QStringLiteral("approve");
+}
+inline QString policyRefuse()
+{
+    return QStringLiteral("refuse");
+}
 
 } // namespace protocol
 } // namespace ids

@@ -56,9 +56,8 @@ QByteArray format(const char *fmt, va_list args)
 int appendLine(const QByteArray &fileName, const QByteArray &source, int severity, QByteArray text)
 {
     text.replace('\n', ' ');
-    QByteArray line = QDateTime::currentDateTime()
-                          .toString(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz"))
-                          .toLatin1();
+    QByteArray line =
+        QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz")).toLatin1();
     line += ' ';
     line += program_invocation_short_name;
     line += '[' + QByteArray::number(qint64(::getpid())) + "] ";

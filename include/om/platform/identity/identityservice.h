@@ -32,8 +32,8 @@ public:
     /** Whether the service may show the user a dialog for this application. */
     Q_INVOKABLE static int setGuiAllowed(bool allowed);
     /** How much the service logs of this application's requests. */
-    Q_INVOKABLE static int setLogVerbosity(
-        om::platform::identity::IdentityServiceLogVerbosity::Type verbosity);
+    Q_INVOKABLE static int
+    setLogVerbosity(om::platform::identity::IdentityServiceLogVerbosity::Type verbosity);
     /** The window group of the application, shown with its challenges. */
     Q_INVOKABLE static int setWindowGroupId(const QString &groupId);
 };

@@ -10,7 +10,8 @@ namespace om {
 namespace platform {
 namespace identity {
 
-/** How much the identity client library logs: the argument of IdentityService::setLogVerbosity(). */
+/** How much the identity client library logs: the argument of IdentityService::setLogVerbosity().
+ */
 class OMPLATFORM_EXPORT IdentityServiceLogVerbosity
 {
     Q_GADGET

@@ -24,7 +24,8 @@ public:
         InsufficientMemory = 12,              ///< No memory.
         InvalidParameter = 22,                ///< A bad argument, or no provider registered.
         UnableToCommunicateWithProvider = 70, ///< No identity service, or an unknown provider.
-        InternalError = 49999,                ///< Nothing has failed yet: the initial value of IdentityServiceProvider::error().
+        InternalError = 49999,                ///< Nothing has failed yet: the initial value of
+                                              ///< IdentityServiceProvider::error().
     };
     Q_ENUM(Type)
 

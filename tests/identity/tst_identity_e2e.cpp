@@ -11,6 +11,7 @@
 #include <om/platform/identity/ombrelprofilenotification.h>
 #include <om/platform/identity/ombrelprofilepropertytype.h>
 
+#include <QProcess>
 #include <QtTest>
 
 #include <ctime>
@@ -41,6 +42,19 @@ QString pendingChallenge()
         QTest::qWait(50);
     }
     return QString();
+}
+
+/** One data operation of another application, @p package: its output line. */
+QByteArray peer(const QString &package, const QStringList &args)
+{
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("OM_PACKAGE_NAME"), package);
+    process.setProcessEnvironment(env);
+    process.start(QStringLiteral(IDENTITYPEER_PATH), args);
+    if (!process.waitForFinished(15000))
+        return "no end";
+    return process.readAllStandardOutput().trimmed();
 }
 
 double cpuSeconds()
@@ -293,9 +307,21 @@ void tst_IdentityE2e::applicationsKeptApart()
     profile.createData(Vendor, 0, "shared", QByteArray("ours"));
     QTRY_COMPARE(created.size(), 2);
 
-    // Another application of the vendor sees the vendor's entry, not ours;
-    // an application of another vendor sees neither.
-    QCOMPARE(identity({"data", "show", "private", "--package", "com.example.other"}).exitCode, 1);
+    // Another application of the vendor sees the vendor's entry, not ours,
+    // and its own entry of the same name is its own; an application of
+    // another vendor sees neither.
+    const QString other = QStringLiteral("com.example.other");
+    QCOMPARE(peer(other, {"read", QString::number(App), "private"}), QByteArray("failed 50007"));
+    QCOMPARE(peer(other, {"read", QString::number(Vendor), "shared"}), QByteArray("ok ours"));
+    QCOMPARE(peer(other, {"create", QString::number(App), "private", "theirs"}), QByteArray("ok"));
+    QCOMPARE(peer("org.elsewhere.app", {"read", QString::number(Vendor), "shared"}),
+             QByteArray("failed 50007"));
+    QSignalSpy read(&profile,
+                    qOverload<int, const QByteArray &>(&IdentityServiceProvider::dataRetrieved));
+    profile.requestData(App, 0, "private");
+    QVERIFY(read.wait());
+    QCOMPARE(read.at(0).at(1).toByteArray(), QByteArray("mine"));
+    QCOMPARE(identity({"data", "show", "private", "--package", other}).out, QByteArray("theirs\n"));
     QCOMPARE(identity({"data", "show", "shared", "--package", "com.example.other", "--vendor"}).out,
              QByteArray("ours\n"));
     QCOMPARE(

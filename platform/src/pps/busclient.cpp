@@ -1,5 +1,7 @@
 #include "busprotocol_p.h"
 
+#include "bussocket_p.h"
+
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
@@ -7,8 +9,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace om {
@@ -59,31 +62,29 @@ ssize_t receive(int fd, int flags, QByteArray *data)
     return n;
 }
 
-// Connects to the broker and sends one request. Returns the descriptor, or
-// -1 with *error set.
 int connectAndSend(const QByteArray &message, int *error)
 {
-    const QByteArray socketPath =
-        QFile::encodeName(rootDirectory() + QLatin1Char('/') + QLatin1String(socketName()));
-    sockaddr_un addr;
-    std::memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    if (socketPath.size() >= int(sizeof addr.sun_path)) {
-        *error = ENAMETOOLONG;
+    const SocketAddress address(
+        QFile::encodeName(rootDirectory() + QLatin1Char('/') + QLatin1String(socketName())));
+    if (address.error() != 0) {
+        // No root directory: no broker.
+        *error = address.error() == ENOENT ? ECONNREFUSED : address.error();
         return -1;
     }
-    std::memcpy(addr.sun_path, socketPath.constData(), size_t(socketPath.size()));
-
     const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (fd < 0) {
         *error = errno;
         return -1;
     }
-    if (::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) < 0) {
+    if (::connect(fd, address.address(), address.length()) < 0) {
         // A missing socket and a dead one both mean: no broker.
         *error = (errno == ENOENT || errno == ECONNREFUSED) ? ECONNREFUSED : errno;
         ::close(fd);
         return -1;
+    }
+    if (message.isEmpty()) {
+        *error = 0;
+        return fd;
     }
     ssize_t n;
     do {
@@ -98,12 +99,20 @@ int connectAndSend(const QByteArray &message, int *error)
     return fd;
 }
 
-// Reads the broker's answer: true with the body after the errno line, or
-// false with *error set (the broker's errno, or why nothing could be read).
-bool receiveAnswer(int fd, QByteArray *body, int *error)
+bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptor)
 {
     QByteArray buf;
-    const ssize_t n = receive(fd, 0, &buf);
+    ssize_t n;
+    if (descriptor) {
+        thread_local char buffer[MaxDatagram];
+        do {
+            n = receiveWithDescriptor(fd, buffer, sizeof buffer, descriptor, 0);
+        } while (n < 0 && errno == EINTR);
+        if (n > 0)
+            buf = QByteArray(buffer, int(n));
+    } else {
+        n = receive(fd, 0, &buf);
+    }
     if (n <= 0) {
         *error = n == 0 ? ECONNRESET : errno;
         return false;
@@ -111,17 +120,94 @@ bool receiveAnswer(int fd, QByteArray *body, int *error)
     const int nl = buf.indexOf('\n');
     bool numberOk = false;
     const int code = (nl < 0 ? buf : buf.left(nl)).toInt(&numberOk);
-    if (!numberOk || code < 0) {
+    if (!numberOk || code < 0)
         *error = EPROTO;
-        return false;
-    }
-    if (code != 0) {
+    else
         *error = code;
+    if (*error != 0) {
+        if (descriptor && *descriptor >= 0) {
+            ::close(*descriptor);
+            *descriptor = -1;
+        }
         return false;
     }
     *body = nl < 0 ? QByteArray() : buf.mid(nl + 1);
-    *error = 0;
     return true;
+}
+
+int connectToServer(const QString &objectPath, const QByteArray &preface, int *error,
+                    bool *notServed)
+{
+    *notServed = false;
+    const QByteArray path = mirrorPath(rootDirectory(), objectPath);
+    const SocketAddress address(path);
+    if (address.error() != 0) {
+        *error = address.error();
+        *notServed = *error == ENOENT || *error == ENOTDIR;
+        return -1;
+    }
+    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        *error = errno;
+        return -1;
+    }
+    // A blocking connect: with the server's backlog full it waits until the
+    // server takes a connection, and fails at once if the server goes.
+    int result;
+    do {
+        result = ::connect(fd, address.address(), address.length());
+    } while (result < 0 && errno == EINTR);
+    if (result < 0) {
+        const int failure = errno;
+        ::close(fd);
+        struct stat st;
+        switch (failure) {
+        case ENOENT:
+        case ENOTDIR:
+        case ECONNREFUSED: // a socket nobody listens on, or no socket at all
+            *notServed = true;
+            *error = ENOENT;
+            return -1;
+        case EACCES:
+            // The kernel refuses to connect where the caller may not write;
+            // a plain object's file is the broker's to judge.
+            *notServed = ::stat(path.constData(), &st) == 0 && !S_ISSOCK(st.st_mode);
+            break;
+        default:
+            break;
+        }
+        *error = failure;
+        return -1;
+    }
+    ssize_t n;
+    do {
+        n = ::send(fd, preface.constData(), size_t(preface.size()), MSG_NOSIGNAL);
+    } while (n < 0 && errno == EINTR);
+    if (n < 0) {
+        // The server went between the connect and now.
+        ::close(fd);
+        *notServed = true;
+        *error = ENOENT;
+        return -1;
+    }
+    *error = 0;
+    return fd;
+}
+
+bool brokerRunning()
+{
+    int error = 0;
+    const int fd = connectAndSend(QByteArray(), &error);
+    if (fd < 0)
+        return error != ECONNREFUSED;
+    ::close(fd);
+    return true;
+}
+
+bool peerClosed(int fd)
+{
+    pollfd p{fd, POLLRDHUP, 0};
+    return ::poll(&p, 1, 0) > 0 && (p.revents & POLLHUP);
 }
 
 bool request(const QByteArray &message, QByteArray *answer, int *error, int *fdOut, bool keepOpen)

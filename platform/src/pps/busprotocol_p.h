@@ -1,17 +1,28 @@
 #ifndef OM_BUSPROTOCOL_P_H
 #define OM_BUSPROTOCOL_P_H
 
-// The conversation between a bus client and the broker, on one
-// SOCK_SEQPACKET connection per opened object:
+// The conversations of the bus, each on a SOCK_SEQPACKET connection of its
+// own, one datagram a message.
+//
+// A control object's client connects straight to the object's server: the
+// object's file under the root is the server's listening socket. Its first
+// datagram, the preface, is an open request (below); every datagram after
+// it is one message of PPS text, both ways.
+//
+// Everything else goes through the broker, at the root's ".bus" socket:
 //
 //   client -> broker   "OPEN\n<object path>\n<mode flags>\n<options>\n<package>"
 //   broker -> client   "<errno>\n" followed, on success, by the object's
-//                      current content for a subscriber of a plain object
+//                      current content for a subscriber of a plain object;
+//                      for a server's open ("server" among the options) the
+//                      answer carries the listening socket (SCM_RIGHTS),
+//                      and the connection stays as the server's registration
 //
 //   client -> broker   "LIST\n<directory path>"
 //   broker -> client   "<errno>\n" followed by one name a line
 //
-// After a successful OPEN every datagram is one message of PPS text.
+// After a successful OPEN of a plain object every datagram is one message
+// of PPS text.
 
 #include <QByteArray>
 #include <QString>
@@ -32,8 +43,14 @@ constexpr int MaxDatagram = MaxMessage + 4096;
 // raw writes on a pps_open() descriptor fail with EMSGSIZE like PpsObject's.
 constexpr int ClientSendBuffer = (MaxMessage + 32) / 2;
 
-inline const char *socketName() { return ".bus"; }
-inline const char *lockName() { return ".lock"; }
+inline const char *socketName()
+{
+    return ".bus";
+}
+inline const char *lockName()
+{
+    return ".lock";
+}
 
 QString rootDirectory();
 
@@ -64,8 +81,9 @@ inline msghdr messageWithRoomForDescriptor(iovec *iov, char *control, size_t con
 }
 
 // Sends one datagram with @p descriptor passed along (SCM_RIGHTS): how the
-// broker hands a client's connection to a server.
-inline ssize_t sendWithDescriptor(int socket, const char *data, size_t size, int descriptor, int flags)
+// broker gives a server its listening socket.
+inline ssize_t sendWithDescriptor(int socket, const char *data, size_t size, int descriptor,
+                                  int flags)
 {
     iovec iov{const_cast<char *>(data), size};
     char control[CMSG_SPACE(sizeof(int))];
@@ -81,7 +99,8 @@ inline ssize_t sendWithDescriptor(int socket, const char *data, size_t size, int
 
 // Receives one datagram into @p data; *descriptor is the descriptor that came
 // with it, or -1.
-inline ssize_t receiveWithDescriptor(int socket, char *data, size_t size, int *descriptor, int flags)
+inline ssize_t receiveWithDescriptor(int socket, char *data, size_t size, int *descriptor,
+                                     int flags)
 {
     iovec iov{data, size};
     char control[CMSG_SPACE(sizeof(int))];
@@ -97,7 +116,6 @@ inline ssize_t receiveWithDescriptor(int socket, char *data, size_t size, int *d
     return n;
 }
 
-// Splits "/pps/a/b?wait,server" into the object path and its option text.
 // Adds @p fd to the epoll set @p poll, or changes what it is watched for
 // (op EPOLL_CTL_ADD or EPOLL_CTL_MOD); events come back with @p key.
 inline int watchInPoll(int poll, int op, int fd, quint64 key, uint32_t events)
@@ -109,6 +127,7 @@ inline int watchInPoll(int poll, int op, int fd, quint64 key, uint32_t events)
     return ::epoll_ctl(poll, op, fd, &ev);
 }
 
+// Splits "/pps/a/b?wait,server" into the object path and its option text.
 inline void splitPath(const QString &full, QString *object, QString *options)
 {
     const int q = full.indexOf(QLatin1Char('?'));
@@ -122,7 +141,23 @@ int connectAndSend(const QByteArray &message, int *error);
 
 // Reads the broker's answer: true with the body after the errno line, or
 // false with *error set (the broker's errno, or why nothing could be read).
-bool receiveAnswer(int fd, QByteArray *body, int *error);
+// With @p descriptor, takes the descriptor that came with it (else -1).
+bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptor = nullptr);
+
+// Connects to the server of the control object @p objectPath and sends it
+// @p preface. Returns the connected descriptor, or -1 with *error set;
+// *notServed tells that nothing serves the path (no socket file, a socket
+// whose server is gone, or the file of a plain object), so that the broker
+// is the one to ask.
+int connectToServer(const QString &objectPath, const QByteArray &preface, int *error,
+                    bool *notServed);
+
+// Whether a broker serves the root: a connection to it is taken.
+bool brokerRunning();
+
+// Whether the far side of @p fd closed the connection (rather than only
+// stopped writing to it, as a server that shuts a client out does).
+bool peerClosed(int fd);
 
 // Connects to the broker and runs one request; returns the broker's answer
 // body (after the errno line) or sets *error. On success *fd stays open when

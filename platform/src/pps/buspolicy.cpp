@@ -1,0 +1,89 @@
+#include "buspolicy_p.h"
+
+#include <QList>
+
+namespace om {
+namespace bus {
+
+bool parseOptions(const QByteArray &text, OpenOptions *options)
+{
+    const QList<QByteArray> parts = text.split(',');
+    for (QByteArray part : parts) {
+        part = part.trimmed();
+        if (part.isEmpty())
+            continue;
+        if (part == "wait") {
+            options->wait = true;
+        } else if (part == "server") {
+            options->server = true;
+        } else if (part == "create") {
+            options->create = true;
+        } else if (part == "separate") {
+            options->separate = true;
+        } else if (part.startsWith("mode=")) {
+            bool ok = false;
+            const uint mode = part.mid(5).toUInt(&ok, 8);
+            if (!ok || mode > 0777)
+                return false;
+            options->hasMode = true;
+            options->mode = mode_t(mode);
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool validObjectPath(const QByteArray &path)
+{
+    if (!path.startsWith("/pps/") || path.size() > 1024)
+        return false;
+    bool componentStart = true;
+    for (int i = 5; i < path.size(); ++i) {
+        const char c = path.at(i);
+        if (c == '/') {
+            if (componentStart)
+                return false;
+            componentStart = true;
+            continue;
+        }
+        if ((componentStart && c == '.') || c == '?' || c == '\0')
+            return false;
+        componentStart = false;
+    }
+    return !componentStart;
+}
+
+bool validDirectoryPath(const QByteArray &path)
+{
+    return path == "/pps" || path == "/pps/" ||
+           validObjectPath(path.endsWith('/') ? path.chopped(1) : path);
+}
+
+bool parseOpenRequest(const QByteArray &text, OpenRequest *request)
+{
+    const QList<QByteArray> lines = text.split('\n');
+    if (lines.size() < 3 || lines.at(0) != "OPEN")
+        return false;
+    bool ok = false;
+    const int mode = lines.at(2).toInt(&ok);
+    if (!ok)
+        return false;
+    request->path = lines.at(1);
+    request->mode = mode;
+    request->options = lines.value(3);
+    request->package = lines.value(4);
+    return true;
+}
+
+QByteArray lineSafe(QByteArray text)
+{
+    for (char &c : text) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == '\\')
+            c = '?';
+    }
+    return text;
+}
+
+} // namespace bus
+} // namespace om

@@ -1,0 +1,54 @@
+#include "bussocket_p.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace om {
+namespace bus {
+
+Q_LOGGING_CATEGORY(lcBus, "om.bus", QtWarningMsg)
+
+QByteArray mirrorPath(const QString &root, const QString &objectPath)
+{
+    return QFile::encodeName(root + objectPath.mid(4));
+}
+
+SocketAddress::SocketAddress(const QByteArray &path)
+{
+    std::memset(&m_address, 0, sizeof m_address);
+    m_address.sun_family = AF_UNIX;
+    QByteArray name = path;
+    if (path.size() >= int(sizeof m_address.sun_path)) {
+        const int slash = path.lastIndexOf('/');
+        if (slash <= 0) {
+            m_error = ENAMETOOLONG;
+            return;
+        }
+        m_directory = ::open(path.left(slash).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        if (m_directory < 0) {
+            m_error = errno;
+            return;
+        }
+        name = "/proc/self/fd/" + QByteArray::number(m_directory) + path.mid(slash);
+        if (name.size() >= int(sizeof m_address.sun_path)) {
+            m_error = ENAMETOOLONG;
+            return;
+        }
+    }
+    std::memcpy(m_address.sun_path, name.constData(), size_t(name.size()));
+    m_length = socklen_t(offsetof(sockaddr_un, sun_path) + size_t(name.size()) + 1);
+}
+
+SocketAddress::~SocketAddress()
+{
+    if (m_directory >= 0)
+        ::close(m_directory);
+}
+
+} // namespace bus
+} // namespace om

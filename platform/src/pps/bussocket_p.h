@@ -1,0 +1,54 @@
+#ifndef OM_BUSSOCKET_P_H
+#define OM_BUSSOCKET_P_H
+
+// Pieces of the bus that the platform layer and the broker share: where an
+// object's file lies, how a socket file is addressed, and the logging
+// category of the bus.
+
+#include <QByteArray>
+#include <QLoggingCategory>
+#include <QString>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace om {
+namespace bus {
+
+Q_DECLARE_LOGGING_CATEGORY(lcBus)
+
+/** The file of the object @p objectPath ("/pps/...") under @p root, which
+ *  stands for /pps. */
+QByteArray mirrorPath(const QString &root, const QString &objectPath);
+
+/**
+ * The address of the socket file at @p path. A socket address holds 107
+ * bytes of path; a longer path is reached through a descriptor of its
+ * directory, as /proc/self/fd/<n>/<name>, which lives as long as this
+ * object.
+ */
+class SocketAddress
+{
+public:
+    explicit SocketAddress(const QByteArray &path);
+    ~SocketAddress();
+    SocketAddress(const SocketAddress &) = delete;
+    SocketAddress &operator=(const SocketAddress &) = delete;
+
+    /** 0, or why the path cannot be addressed (ENAMETOOLONG, or what
+     *  opening its directory gave). */
+    int error() const { return m_error; }
+    const sockaddr *address() const { return reinterpret_cast<const sockaddr *>(&m_address); }
+    socklen_t length() const { return m_length; }
+
+private:
+    sockaddr_un m_address;
+    socklen_t m_length = 0;
+    int m_directory = -1;
+    int m_error = 0;
+};
+
+} // namespace bus
+} // namespace om
+
+#endif

@@ -81,6 +81,7 @@ private Q_SLOTS:
     void broadcastReachesEveryClient();
     void secondServerIsBusy();
     void restartedServerSeesClientsAgain();
+    void writeFindsTheServerBack();
     void waitingReaderAndAServerThatGoes_data();
     void waitingReaderAndAServerThatGoes();
     void messageSizeLimit();
@@ -325,6 +326,24 @@ void tst_PpsObject::restartedServerSeesClientsAgain()
              QStringLiteral("9"));
     client.close();
     QVERIFY(restarted.waitForClosed(1));
+    QCOMPARE(restarted.openedCount(), 1);
+}
+
+void tst_PpsObject::writeFindsTheServerBack()
+{
+    // The server is replaced before the client has looked: its next write
+    // finds the old connection closed and goes to the new server, once.
+    PpsObject client(Control);
+    QVERIFY(client.open(PpsOpenMode::Publish));
+    QVERIFY(m_server->waitForClients(1));
+    m_server.reset();
+    omtest::FakeServer restarted(Control);
+    QVERIFY(restarted.start());
+    QVERIFY(client.write(PpsObject::encode({{QStringLiteral("msg"), QStringLiteral("first")}})));
+    QVERIFY(client.write(PpsObject::encode({{QStringLiteral("msg"), QStringLiteral("second")}})));
+    QVERIFY(restarted.waitForReceived(2));
+    QCOMPARE(restarted.received().at(0).msg(), QStringLiteral("first"));
+    QCOMPARE(restarted.received().at(1).msg(), QStringLiteral("second"));
     QCOMPARE(restarted.openedCount(), 1);
 }
 

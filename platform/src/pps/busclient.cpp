@@ -17,36 +17,103 @@
 namespace om {
 namespace bus {
 
+namespace {
+
+// What the environment says, kept while it says the same: every open needs
+// the root and the package, and working them out again each time costs more
+// than the system calls of a whole call on the bus.
+struct Environment
+{
+    QByteArray ppsRoot;
+    QByteArray runtime;
+    QString root;
+    QByteArray rootBytes;
+    bool rootKnown = false;
+
+    QByteArray packageVariable;
+    bool packageSet = false;
+    QString package;
+    QByteArray packageUtf8;
+    bool packageKnown = false;
+};
+
+Environment &environment()
+{
+    thread_local Environment e;
+    return e;
+}
+
+const Environment &rootOf()
+{
+    Environment &e = environment();
+    const QByteArray ppsRoot = qgetenv("OM_PPS_ROOT");
+    const QByteArray runtime = ppsRoot.isEmpty() ? qgetenv("XDG_RUNTIME_DIR") : QByteArray();
+    if (e.rootKnown && ppsRoot == e.ppsRoot && runtime == e.runtime)
+        return e;
+    e.ppsRoot = ppsRoot;
+    e.runtime = runtime;
+    if (!ppsRoot.isEmpty())
+        e.root = QDir::cleanPath(QString::fromLocal8Bit(ppsRoot));
+    else if (!runtime.isEmpty())
+        e.root = QDir::cleanPath(QString::fromLocal8Bit(runtime)) + QLatin1String("/om-pps");
+    else
+        e.root = QStringLiteral("/tmp/om-pps-%1").arg(::getuid());
+    e.rootBytes = fileName(e.root);
+    e.rootKnown = true;
+    return e;
+}
+
+const Environment &packageOf()
+{
+    Environment &e = environment();
+    const bool set = qEnvironmentVariableIsSet("OM_PACKAGE_NAME");
+    const QByteArray variable = set ? qgetenv("OM_PACKAGE_NAME") : QByteArray();
+    if (e.packageKnown && set == e.packageSet && variable == e.packageVariable)
+        return e;
+    e.packageSet = set;
+    e.packageVariable = variable;
+    if (set) {
+        e.package = qEnvironmentVariable("OM_PACKAGE_NAME");
+    } else {
+        static const QString executable =
+            QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).fileName();
+        e.package = executable;
+    }
+    e.packageUtf8 = e.package.toUtf8();
+    e.packageKnown = true;
+    return e;
+}
+
+} // namespace
+
 QString rootDirectory()
 {
-    const QByteArray root = qgetenv("OM_PPS_ROOT");
-    if (!root.isEmpty())
-        return QDir::cleanPath(QString::fromLocal8Bit(root));
-    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
-    if (!runtime.isEmpty())
-        return QDir::cleanPath(QString::fromLocal8Bit(runtime)) + QLatin1String("/om-pps");
-    return QStringLiteral("/tmp/om-pps-%1").arg(::getuid());
+    return rootOf().root;
+}
+
+QByteArray rootPath()
+{
+    return rootOf().rootBytes;
 }
 
 QString packageName()
 {
-    if (qEnvironmentVariableIsSet("OM_PACKAGE_NAME"))
-        return qEnvironmentVariable("OM_PACKAGE_NAME");
-    static const QString executable =
-        QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).fileName();
-    return executable;
+    return packageOf().package;
 }
 
-QByteArray openRequest(const QString &objectPath, int mode, const QString &options)
+QByteArray openRequest(const QByteArray &objectPath, int mode, const QByteArray &options)
 {
-    QByteArray request = "OPEN\n";
-    request += QFile::encodeName(objectPath);
+    const QByteArray &package = packageOf().packageUtf8;
+    QByteArray request;
+    request.reserve(5 + objectPath.size() + 4 + options.size() + 1 + package.size());
+    request += "OPEN\n";
+    request += objectPath;
     request += '\n';
-    request += QByteArray::number(mode);
+    request += char('0' + (mode & 7));
     request += '\n';
-    request += options.toUtf8();
+    request += options;
     request += '\n';
-    request += packageName().toUtf8();
+    request += package;
     return request;
 }
 
@@ -64,8 +131,7 @@ ssize_t receive(int fd, int flags, QByteArray *data)
 
 int connectAndSend(const QByteArray &message, int *error)
 {
-    const SocketAddress address(
-        QFile::encodeName(rootDirectory() + QLatin1Char('/') + QLatin1String(socketName())));
+    const SocketAddress address(rootPath() + '/' + socketName());
     if (address.error() != 0) {
         // No root directory: no broker.
         *error = address.error() == ENOENT ? ECONNREFUSED : address.error();
@@ -135,11 +201,11 @@ bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptor)
     return true;
 }
 
-int connectToServer(const QString &objectPath, const QByteArray &preface, int *error,
+int connectToServer(const QByteArray &objectPath, const QByteArray &preface, int *error,
                     bool *notServed)
 {
     *notServed = false;
-    const QByteArray path = mirrorPath(rootDirectory(), objectPath);
+    const QByteArray path = mirrorPath(rootPath(), objectPath);
     const SocketAddress address(path);
     if (address.error() != 0) {
         *error = address.error();

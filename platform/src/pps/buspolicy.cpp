@@ -2,6 +2,8 @@
 
 #include <QList>
 
+#include <cstring>
+
 namespace om {
 namespace bus {
 
@@ -62,17 +64,33 @@ bool validDirectoryPath(const QByteArray &path)
 
 bool parseOpenRequest(const QByteArray &text, OpenRequest *request)
 {
-    const QList<QByteArray> lines = text.split('\n');
-    if (lines.size() < 3 || lines.at(0) != "OPEN")
+    // A server reads one of these for every client: no list of lines.
+    const char *p = text.constData();
+    const char *const end = p + text.size();
+    const auto line = [&p, end]() {
+        const char *start = p;
+        while (p != end && *p != '\n')
+            ++p;
+        const QByteArray part = QByteArray(start, int(p - start));
+        if (p != end)
+            ++p;
+        return part;
+    };
+    if (text.size() < 5 || std::memcmp(p, "OPEN\n", 5) != 0)
+        return false;
+    p += 5;
+    const char *pathStart = p;
+    request->path = line();
+    if (p == end && (p == pathStart || p[-1] != '\n'))
         return false;
     bool ok = false;
-    const int mode = lines.at(2).toInt(&ok);
-    if (!ok)
+    const char *modeStart = p;
+    const int mode = line().toInt(&ok);
+    if (!ok || p == modeStart)
         return false;
-    request->path = lines.at(1);
     request->mode = mode;
-    request->options = lines.value(3);
-    request->package = lines.value(4);
+    request->options = line();
+    request->package = line();
     return true;
 }
 

@@ -53,6 +53,8 @@ inline const char *lockName()
 }
 
 QString rootDirectory();
+// The same, as the file system names it.
+QByteArray rootPath();
 
 // The running application's package: OM_PACKAGE_NAME if set, else the file
 // name of the executable. A client names it when it opens a control object,
@@ -60,7 +62,7 @@ QString rootDirectory();
 QString packageName();
 
 // The open request for @p objectPath.
-QByteArray openRequest(const QString &objectPath, int mode, const QString &options);
+QByteArray openRequest(const QByteArray &objectPath, int mode, const QByteArray &options);
 
 // Receives one datagram into a buffer that is reused for every receive of
 // this thread, and returns a copy of just what arrived. A fresh buffer of
@@ -149,7 +151,7 @@ bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptor = nullp
 // *notServed tells that nothing serves the path (no socket file, a socket
 // whose server is gone, or the file of a plain object), so that the broker
 // is the one to ask.
-int connectToServer(const QString &objectPath, const QByteArray &preface, int *error,
+int connectToServer(const QByteArray &objectPath, const QByteArray &preface, int *error,
                     bool *notServed);
 
 // Whether a broker serves the root: a connection to it is taken.

@@ -13,9 +13,28 @@ namespace bus {
 
 Q_LOGGING_CATEGORY(lcBus, "om.bus", QtWarningMsg)
 
+QByteArray fileName(const QString &name)
+{
+    const QChar *c = name.constData();
+    for (int i = 0, n = name.size(); i < n; ++i) {
+        if (c[i].unicode() >= 0x80)
+            return QFile::encodeName(name);
+    }
+    return name.toLatin1();
+}
+
 QByteArray mirrorPath(const QString &root, const QString &objectPath)
 {
-    return QFile::encodeName(root + objectPath.mid(4));
+    return mirrorPath(fileName(root), fileName(objectPath));
+}
+
+QByteArray mirrorPath(const QByteArray &root, const QByteArray &objectPath)
+{
+    QByteArray path;
+    path.reserve(root.size() + objectPath.size());
+    path += root;
+    path.append(objectPath.constData() + 4, objectPath.size() - 4);
+    return path;
 }
 
 SocketAddress::SocketAddress(const QByteArray &path)

@@ -17,9 +17,14 @@ namespace bus {
 
 Q_DECLARE_LOGGING_CATEGORY(lcBus)
 
+/** @p name as the file system has it: QFile::encodeName, with a shortcut
+ *  for ASCII, which every codec keeps as it is. */
+QByteArray fileName(const QString &name);
+
 /** The file of the object @p objectPath ("/pps/...") under @p root, which
  *  stands for /pps. */
 QByteArray mirrorPath(const QString &root, const QString &objectPath);
+QByteArray mirrorPath(const QByteArray &root, const QByteArray &objectPath);
 
 /**
  * The address of the socket file at @p path. A socket address holds 107

@@ -47,6 +47,9 @@ public:
     QString path;
     QString objectPath;
     QString options;
+    // The same, as the bus carries them.
+    QByteArray objectBytes;
+    QByteArray optionBytes;
     Kind kind = Closed;
     int fd = -1;
     bool blocking = false;
@@ -133,12 +136,14 @@ public:
     bool tryAgain(PpsObject *q, bool blocking, bool now = false)
     {
         for (;;) {
+            if (!lost)
+                return true;
             const auto time = std::chrono::steady_clock::now();
             if (now || time >= nextTry) {
                 now = false;
                 int err = 0;
                 bool notServed = false;
-                const int connected = bus::connectToServer(objectPath, preface, &err, &notServed);
+                const int connected = bus::connectToServer(objectBytes, preface, &err, &notServed);
                 if (connected >= 0) {
                     fd = connected;
                     lost = false;
@@ -263,6 +268,8 @@ PpsObject::PpsObject(const QString &path, QObject *parent)
     Q_D(PpsObject);
     d->path = path;
     bus::splitPath(path, &d->objectPath, &d->options);
+    d->objectBytes = bus::fileName(d->objectPath);
+    d->optionBytes = d->options.toUtf8();
 }
 
 PpsObject::~PpsObject()
@@ -286,12 +293,12 @@ bool PpsObject::open(PpsOpenMode::Types mode)
     // The path and options are checked here, before anything is looked up
     // in the file system: a control object's server is reached directly.
     bus::OpenOptions options;
-    if (!bus::validObjectPath(QFile::encodeName(d->objectPath)) ||
-        !bus::parseOptions(d->options.toUtf8(), &options) || (int(mode) & 3) == 0) {
+    if (!bus::validObjectPath(d->objectBytes) || !bus::parseOptions(d->optionBytes, &options) ||
+        (int(mode) & 3) == 0) {
         d->error = EINVAL;
         return false;
     }
-    const QByteArray request = bus::openRequest(d->objectPath, int(mode), d->options);
+    const QByteArray request = bus::openRequest(d->objectBytes, int(mode), d->optionBytes);
     int err = 0;
     if (options.server) {
         d->server = bus::ServerEndpoint::open(d->objectPath, request, &err);
@@ -302,7 +309,7 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         d->kind = PpsObjectPrivate::Serving;
     } else {
         bool notServed = false;
-        d->fd = bus::connectToServer(d->objectPath, request, &err, &notServed);
+        d->fd = bus::connectToServer(d->objectBytes, request, &err, &notServed);
         if (d->fd >= 0) {
             d->kind = PpsObjectPrivate::Direct;
             d->preface = request;

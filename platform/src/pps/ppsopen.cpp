@@ -4,9 +4,9 @@
 
 #include "buspolicy_p.h"
 #include "busprotocol_p.h"
+#include "bussocket_p.h"
 
 #include <QByteArray>
-#include <QFile>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -50,14 +50,16 @@ extern "C" int pps_open(const char *path, int oflag)
     if (oflag & O_CREAT)
         mode |= om::PpsOpenMode::Create;
 
-    QString object;
-    QString options;
-    om::bus::splitPath(QString::fromUtf8(path), &object, &options);
+    QString objectPath;
+    QString optionText;
+    om::bus::splitPath(QString::fromUtf8(path), &objectPath, &optionText);
+    const QByteArray object = om::bus::fileName(objectPath);
+    QByteArray options = optionText.toUtf8();
     om::bus::OpenOptions parsed;
     // A descriptor serves no control object: a server takes connections,
     // which a plain read() cannot.
-    if (!om::bus::validObjectPath(QFile::encodeName(object)) ||
-        !om::bus::parseOptions(options.toUtf8(), &parsed) || parsed.server) {
+    if (!om::bus::validObjectPath(object) || !om::bus::parseOptions(options, &parsed) ||
+        parsed.server) {
         errno = EINVAL;
         return -1;
     }
@@ -73,8 +75,7 @@ extern "C" int pps_open(const char *path, int oflag)
     if (fd < 0) {
         // The broker delivers a plain object's content as a datagram of its
         // own for descriptors, which have no place to keep it beside the answer.
-        options =
-            options.isEmpty() ? QStringLiteral("separate") : options + QLatin1String(",separate");
+        options += options.isEmpty() ? "separate" : ",separate";
         QByteArray content;
         if (!om::bus::request(om::bus::openRequest(object, int(mode), options), &content, &err, &fd,
                               true)) {

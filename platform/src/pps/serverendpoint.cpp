@@ -30,18 +30,6 @@ constexpr quint64 LinkKey = 0;
 constexpr quint64 ListenerKey = ~quint64(0);
 constexpr quint64 WakeKey = ~quint64(0) - 1;
 
-// New connections taken in one go; more wait for the next round, so that a
-// crowd at the door does not keep the server from its clients.
-constexpr int MaxAcceptsPerRound = 64;
-
-QByteArray withoutHeader(const QByteArray &data)
-{
-    if (!data.startsWith('@'))
-        return data;
-    const int nl = data.indexOf('\n');
-    return nl < 0 ? QByteArray() : data.mid(nl + 1);
-}
-
 bool wouldBlock(int error)
 {
     return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS;
@@ -176,7 +164,7 @@ bool ServerEndpoint::read(bool blocking, QByteArray *data, int *error)
             Outcome outcome = Nothing;
             if (key == LinkKey)
                 outcome = readLink(error);
-            else if (key == ListenerKey)
+            else if (key == ListenerKey && m_listener >= 0)
                 acceptClients();
             else
                 outcome = readClient(key, data);
@@ -223,31 +211,32 @@ ServerEndpoint::Outcome ServerEndpoint::readLink(int *error)
 
 void ServerEndpoint::acceptClients()
 {
-    for (int i = 0; i < MaxAcceptsPerRound && m_listener >= 0; ++i) {
-        const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd < 0) {
-            if (errno == EINTR || errno == ECONNABORTED)
-                continue;
-            if (!wouldBlock(errno))
-                qCWarning(lcBus) << "the server of" << m_name
-                                 << "cannot take a client:" << strerror(errno);
-            return;
-        }
-        ucred cred{};
-        socklen_t length = sizeof cred;
-        ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &length);
-        const quint64 id = m_nextId++;
-        Client &client = m_clients[id];
-        client.fd = fd;
-        client.pid = cred.pid;
-        client.uid = cred.uid;
-        client.gid = cred.gid;
-        watchInPoll(m_poll, EPOLL_CTL_ADD, fd, id, EPOLLIN | EPOLLRDHUP);
-        // A client sends its preface and often its first message right
-        // after it connects: look at once.
-        m_ready.push_back(id);
+    // One connection for each time the poll finds the socket ready: more
+    // waiting keep it ready for the next round, and the usual single one
+    // costs no second, empty try.
+    int fd;
+    do {
+        fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+    } while (fd < 0 && (errno == EINTR || errno == ECONNABORTED));
+    if (fd < 0) {
+        if (!wouldBlock(errno))
+            qCWarning(lcBus) << "the server of" << m_name
+                             << "cannot take a client:" << strerror(errno);
+        return;
     }
-    // More may be waiting; the listener stays ready and comes again.
+    ucred cred{};
+    socklen_t length = sizeof cred;
+    ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &length);
+    const quint64 id = m_nextId++;
+    Client &client = m_clients[id];
+    client.fd = fd;
+    client.pid = cred.pid;
+    client.uid = cred.uid;
+    client.gid = cred.gid;
+    watchInPoll(m_poll, EPOLL_CTL_ADD, fd, id, EPOLLIN | EPOLLRDHUP);
+    // A client sends its preface and often its first message right after it
+    // connects: look at once.
+    m_ready.push_back(id);
 }
 
 ServerEndpoint::Outcome ServerEndpoint::readClient(quint64 id, QByteArray *data)
@@ -278,7 +267,7 @@ ServerEndpoint::Outcome ServerEndpoint::readClient(quint64 id, QByteArray *data)
             return Message;
         }
         if (n > 0) {
-            *data = '@' + m_name + '.' + QByteArray::number(id) + '\n' + withoutHeader(text);
+            *data = headed('@', id, text);
             return Message;
         }
         // A client that closed with answers unread makes one receive fail
@@ -296,20 +285,47 @@ ServerEndpoint::Outcome ServerEndpoint::readClient(quint64 id, QByteArray *data)
     return Message;
 }
 
+QByteArray ServerEndpoint::headed(char mark, quint64 id, const QByteArray &text) const
+{
+    // "@name.<id>" (or "+@", "-@"), then the client's text without a header
+    // line of its own. Made in one piece: this runs for every message.
+    const char *body = text.constData();
+    int length = text.size();
+    if (length > 0 && body[0] == '@') {
+        const char *nl = static_cast<const char *>(std::memchr(body, '\n', size_t(length)));
+        const int skip = nl ? int(nl - body) + 1 : length;
+        body += skip;
+        length -= skip;
+    }
+    char digits[24];
+    int n = 0;
+    for (quint64 v = id; n == 0 || v != 0; v /= 10)
+        digits[n++] = char('0' + v % 10);
+    QByteArray out;
+    out.reserve(2 + m_name.size() + n + 1 + length);
+    if (mark != '@')
+        out += mark;
+    out += '@';
+    out += m_name;
+    out += '.';
+    while (n > 0)
+        out += digits[--n];
+    out += '\n';
+    out.append(body, length);
+    return out;
+}
+
 QByteArray ServerEndpoint::announcement(quint64 id, const Client &client,
                                         const QByteArray &package) const
 {
-    char numbers[160];
-    const int n = std::snprintf(
-        numbers, sizeof numbers,
-        ".%llu\npid:n:%ld\nuid:n:%lu\ngid:n:%lu\npackage::", static_cast<unsigned long long>(id),
-        long(client.pid), static_cast<unsigned long>(client.uid),
-        static_cast<unsigned long>(client.gid));
-    QByteArray text;
-    text.reserve(m_name.size() + n + package.size() + 4);
-    text += "+@";
-    text += m_name;
-    text.append(numbers, n);
+    QByteArray text = headed('+', id, QByteArray());
+    text += "pid:n:";
+    text += QByteArray::number(qint64(client.pid));
+    text += "\nuid:n:";
+    text += QByteArray::number(quint64(client.uid));
+    text += "\ngid:n:";
+    text += QByteArray::number(quint64(client.gid));
+    text += "\npackage::";
     text += lineSafe(package);
     text += '\n';
     return text;
@@ -317,7 +333,7 @@ QByteArray ServerEndpoint::announcement(quint64 id, const Client &client,
 
 QByteArray ServerEndpoint::departure(quint64 id) const
 {
-    return "-@" + m_name + '.' + QByteArray::number(id) + '\n';
+    return headed('-', id, QByteArray());
 }
 
 void ServerEndpoint::forget(quint64 id)
@@ -362,17 +378,30 @@ bool ServerEndpoint::write(const QByteArray &data, int *error)
     }
     *error = 0;
     if (data.startsWith('@')) {
+        // "@<name>.<id>": an answer to one client, who reads it headed
+        // "@<name>".
         const int nl = data.indexOf('\n');
-        const QByteArray header = nl < 0 ? data.mid(1) : data.mid(1, nl - 1);
-        const int dot = header.lastIndexOf('.');
-        bool isClient = false;
-        const quint64 id = dot < 0 ? 0 : header.mid(dot + 1).toULongLong(&isClient);
-        if (isClient) {
-            // An answer to one client, who reads it headed "@<anything>".
+        const int headerEnd = nl < 0 ? data.size() : nl;
+        int dot = headerEnd - 1;
+        quint64 id = 0;
+        quint64 scale = 1;
+        while (dot > 1 && data.at(dot) >= '0' && data.at(dot) <= '9' && scale <= 1000000000000ull) {
+            id += quint64(data.at(dot) - '0') * scale;
+            scale *= 10;
+            --dot;
+        }
+        if (dot > 1 && dot < headerEnd - 1 && data.at(dot) == '.') {
             auto it = m_clients.find(id);
-            if (it != m_clients.end() && it->second.announced && !it->second.shutOut)
-                sendTo(id, it->second,
-                       '@' + header.left(dot) + '\n' + (nl < 0 ? QByteArray() : data.mid(nl + 1)));
+            if (it != m_clients.end() && it->second.announced && !it->second.shutOut) {
+                QByteArray text;
+                text.reserve(data.size());
+                text.append(data.constData(), dot);
+                if (nl < 0)
+                    text += '\n';
+                else
+                    text.append(data.constData() + nl, data.size() - nl);
+                sendTo(id, it->second, text);
+            }
             return true;
         }
     }

@@ -81,6 +81,7 @@ private:
     void shutOut(quint64 id, Client &client);
     void notice(const QByteArray &text);
     QByteArray departure(quint64 id) const;
+    QByteArray headed(char mark, quint64 id, const QByteArray &text) const;
     void sendTo(quint64 id, Client &client, const QByteArray &text);
     void flush(quint64 id, Client &client);
     void watch(quint64 id, Client &client, bool out);

@@ -104,6 +104,9 @@ void tst_BusEndToEnd::longLivedObjectsOutliveARestart()
     QCOMPARE(control(received.takeFirst().at(0).toMap()).value(QStringLiteral("res")),
              QVariant("alert"));
 
+    // A change the device has answered survives whatever ends the device
+    // right after.
+    QCOMPARE(int(settings.setVolume(44)), int(NotificationSettingsError::None));
     if (killed) {
         // The device, as the server of its objects, is at the other end of
         // every connection to them.
@@ -127,6 +130,8 @@ void tst_BusEndToEnd::longLivedObjectsOutliveARestart()
     capture.clear();
     // What the killed device left in the tree is taken away as it starts.
     QVERIFY(device.start({QStringLiteral("--services=notifications")}));
+
+    QCOMPARE(settingsOnDevice().value(QStringLiteral("volume")), QVariant(QStringLiteral("44")));
 
     // The channel is the service's client again: its next alert is shown
     // and answered on the same object, and the user's choice comes back to it.

@@ -12,7 +12,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const QByteArray text = QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size));
+    const QByteArray text =
+        QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size));
 
     om::bus::OpenRequest request;
     if (om::bus::parseOpenRequest(text, &request)) {
@@ -22,12 +23,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             if (static_cast<unsigned char>(c) < 0x20 || c == '\\')
                 std::abort();
         }
-        if (om::bus::validObjectPath(request.path)
-            && (!request.path.startsWith("/pps/") || request.path.contains("/.") || request.path.contains("//")
-                || request.path.contains('?') || request.path.contains('\0')))
+        if (om::bus::validObjectPath(request.path) &&
+            (!request.path.startsWith("/pps/") || request.path.contains("/.") ||
+             request.path.contains("//") || request.path.contains('?') ||
+             request.path.contains('\0')))
             std::abort();
         om::bus::OpenOptions options;
-        if (om::bus::parseOptions(request.options, &options) && options.hasMode && options.mode > 0777)
+        if (om::bus::parseOptions(request.options, &options) && options.hasMode &&
+            options.mode > 0777)
             std::abort();
     }
 
@@ -41,8 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (const auto &entry : attributes) {
         const QByteArray &line = entry.second;
         const int colon = line.indexOf(':');
-        if (colon <= 0 || line.indexOf(':', colon + 1) < 0 || line.startsWith('@') || line.startsWith('-')
-            || line.contains('\n') || line.left(colon) != entry.first)
+        if (colon <= 0 || line.indexOf(':', colon + 1) < 0 || line.startsWith('@') ||
+            line.startsWith('-') || line.contains('\n') || line.left(colon) != entry.first)
             std::abort();
     }
     return 0;

@@ -93,6 +93,20 @@ pid_t forkSilentServer(const QString &path, int ready, int got)
     }
 }
 
+// Asks the server of Control on a connection of its own and waits for the
+// answer: the id it repeats, empty if none came.
+QString pingedBack(const QString &id)
+{
+    PpsObject client(Control + QStringLiteral("?wait"));
+    if (!client.open(PpsOpenMode::PublishSubscribe) ||
+        client.writeMessage(QStringLiteral("ping"), id, QVariantMap()) != 0)
+        return QString();
+    bool ok = false;
+    const QVariantMap answer =
+        PpsObject::decode(client.read(&ok)).value(QStringLiteral("@control")).toMap();
+    return answer.value(QStringLiteral("id")).toString();
+}
+
 char readByte(int fd)
 {
     char c = 0;
@@ -283,12 +297,7 @@ void tst_ControlObject::staleSocketIsReplaced()
     QVERIFY(server.start());
     QVERIFY(inodeOf(file) != 0);
     QVERIFY(inodeOf(file) != stale);
-    PpsObject client(Control + QStringLiteral("?wait"));
-    QVERIFY(client.open(PpsOpenMode::PublishSubscribe));
-    QCOMPARE(client.writeMessage(QStringLiteral("ping"), QStringLiteral("1"), QVariantMap()), 0);
-    bool ok = false;
-    client.read(&ok);
-    QVERIFY(ok);
+    QCOMPARE(pingedBack(QStringLiteral("1")), QStringLiteral("1"));
 }
 
 void tst_ControlObject::oneOwnerPerPath()
@@ -392,11 +401,7 @@ void tst_ControlObject::clientThatNeverReads()
                  .toMap()
                  .value(QStringLiteral("msg")),
              QVariant(QStringLiteral("still here")));
-    PpsObject fresh(Control + QStringLiteral("?wait"));
-    QVERIFY(fresh.open(PpsOpenMode::PublishSubscribe));
-    QCOMPARE(fresh.writeMessage(QStringLiteral("ping"), QStringLiteral("f"), QVariantMap()), 0);
-    fresh.read(&ok);
-    QVERIFY(ok);
+    QCOMPARE(pingedBack(QStringLiteral("f")), QStringLiteral("f"));
 
     // The one shut out reads what reached it, then the end, and does not
     // come back as a new client.
@@ -438,16 +443,7 @@ void tst_ControlObject::garbageAndSilentClients()
     // answers the next as if nothing had happened.
     QTRY_COMPARE(m_server->closedCount(), 1);
     QCOMPARE(m_server->openedCount(), 1);
-    PpsObject client(Control + QStringLiteral("?wait"));
-    QVERIFY(client.open(PpsOpenMode::PublishSubscribe));
-    QCOMPARE(client.writeMessage(QStringLiteral("ping"), QStringLiteral("after"), QVariantMap()),
-             0);
-    bool ok = false;
-    QCOMPARE(PpsObject::decode(client.read(&ok))
-                 .value(QStringLiteral("@control"))
-                 .toMap()
-                 .value(QStringLiteral("id")),
-             QVariant(QStringLiteral("after")));
+    QCOMPARE(pingedBack(QStringLiteral("after")), QStringLiteral("after"));
 }
 
 void tst_ControlObject::aThousandClientsAtOnce()

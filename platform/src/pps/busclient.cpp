@@ -117,6 +117,15 @@ QByteArray openRequest(const QByteArray &objectPath, int mode, const QByteArray 
     return request;
 }
 
+ssize_t sendMessage(int fd, const QByteArray &data)
+{
+    ssize_t n;
+    do {
+        n = ::send(fd, data.constData(), size_t(data.size()), MSG_NOSIGNAL);
+    } while (n < 0 && errno == EINTR);
+    return n;
+}
+
 ssize_t receive(int fd, int flags, QByteArray *data)
 {
     thread_local char buffer[MaxDatagram];
@@ -152,11 +161,7 @@ int connectAndSend(const QByteArray &message, int *error)
         *error = 0;
         return fd;
     }
-    ssize_t n;
-    do {
-        n = ::send(fd, message.constData(), size_t(message.size()), MSG_NOSIGNAL);
-    } while (n < 0 && errno == EINTR);
-    if (n < 0) {
+    if (sendMessage(fd, message) < 0) {
         *error = errno;
         ::close(fd);
         return -1;
@@ -245,11 +250,7 @@ int connectToServer(const QByteArray &objectPath, const QByteArray &preface, int
         *error = failure;
         return -1;
     }
-    ssize_t n;
-    do {
-        n = ::send(fd, preface.constData(), size_t(preface.size()), MSG_NOSIGNAL);
-    } while (n < 0 && errno == EINTR);
-    if (n < 0) {
+    if (sendMessage(fd, preface) < 0) {
         // The server went between the connect and now.
         ::close(fd);
         *notServed = true;

@@ -64,6 +64,10 @@ QString packageName();
 // The open request for @p objectPath.
 QByteArray openRequest(const QByteArray &objectPath, int mode, const QByteArray &options);
 
+// Sends @p data as one datagram, blocking while the far side has no room;
+// -1 with errno on failure. A peer that is gone gives EPIPE, not SIGPIPE.
+ssize_t sendMessage(int fd, const QByteArray &data);
+
 // Receives one datagram into a buffer that is reused for every receive of
 // this thread, and returns a copy of just what arrived. A fresh buffer of
 // MaxDatagram bytes for every message costs more than the message itself.

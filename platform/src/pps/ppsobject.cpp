@@ -243,11 +243,7 @@ public:
         if (lost && !tryAgain(q, false, true))
             return true;
         for (int attempt = 0; attempt < 2; ++attempt) {
-            ssize_t n;
-            do {
-                n = ::send(fd, data.constData(), size_t(data.size()), MSG_NOSIGNAL);
-            } while (n < 0 && errno == EINTR);
-            if (n >= 0)
+            if (bus::sendMessage(fd, data) >= 0)
                 return true;
             if ((errno != EPIPE && errno != ECONNRESET && errno != ENOTCONN) ||
                 !bus::peerClosed(fd)) {
@@ -484,11 +480,7 @@ bool PpsObject::write(const QByteArray &data)
     }
     if (d->kind == PpsObjectPrivate::Direct)
         return d->writeDirect(this, data);
-    ssize_t n;
-    do {
-        n = ::send(d->fd, data.constData(), size_t(data.size()), MSG_NOSIGNAL);
-    } while (n < 0 && errno == EINTR);
-    if (n < 0) {
+    if (bus::sendMessage(d->fd, data) < 0) {
         d->error = errno;
         return false;
     }

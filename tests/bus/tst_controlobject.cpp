@@ -11,8 +11,10 @@
 #include <om/ppsobject.h>
 #include <sys/pps.h>
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSignalSpy>
+#include <QSocketNotifier>
 #include <QtTest>
 
 #include <cerrno>
@@ -136,6 +138,7 @@ private Q_SLOTS:
     void garbageAndSilentClients();
     void aThousandClientsAtOnce();
     void serverKilledMidAnswer();
+    void flappingServerIsNotHammered();
 
 private:
     std::unique_ptr<omtest::TestBroker> m_broker;
@@ -529,6 +532,43 @@ void tst_ControlObject::serverKilledMidAnswer()
                  .toMap()
                  .value(QStringLiteral("id")),
              QVariant(QStringLiteral("3")));
+}
+
+void tst_ControlObject::flappingServerIsNotHammered()
+{
+    // A client whose server went away, and a socket in its place that takes
+    // every connection and closes it at once: the client comes back less
+    // and less often, not in a loop.
+    PpsObject client(Control);
+    QSignalSpy told(&client, &PpsObject::readyRead);
+    QVERIFY(client.open(PpsOpenMode::PublishSubscribe));
+    QVERIFY(m_server->waitForClients(1));
+    m_server.reset();
+    const QByteArray file = mirrorOf(Control);
+    QVERIFY(QDir().mkpath(QFileInfo(QFile::decodeName(file)).absolutePath()));
+    const om::bus::SocketAddress address(file);
+    const int listener = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    QCOMPARE(::bind(listener, address.address(), address.length()), 0);
+    QCOMPARE(::listen(listener, 8), 0);
+    QElapsedTimer clock;
+    QList<qint64> taken;
+    QSocketNotifier door(listener, QSocketNotifier::Read);
+    connect(&door, &QSocketNotifier::activated, this, [&]() {
+        const int fd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd < 0)
+            return;
+        ::close(fd);
+        if (taken.isEmpty())
+            clock.start();
+        taken.append(clock.elapsed());
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(taken.size() >= 6, 15000);
+    // Twice as long each time, from 20 ms: five waits of at least 40, 80,
+    // 160, 320 and 640 ms. A client that came back at once would be done
+    // in a moment.
+    QVERIFY2(taken.at(5) >= 600, qPrintable(QString::number(taken.at(5))));
+    QCOMPARE(told.count(), 0);
+    ::close(listener);
 }
 
 QTEST_GUILESS_MAIN(tst_ControlObject)

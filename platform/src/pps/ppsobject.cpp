@@ -71,6 +71,7 @@ public:
     bool lost = false;
     int retryMs = 0;
     std::chrono::steady_clock::time_point nextTry;
+    std::chrono::steady_clock::time_point connectedAt;
     QTimer *retry = nullptr;
 
     void startWatching(PpsObject *q)
@@ -124,8 +125,17 @@ public:
             ::close(fd);
         fd = -1;
         lost = true;
-        retryMs = 0;
-        nextTry = std::chrono::steady_clock::now();
+        // A connection that ends as soon as it is made counts as a failed
+        // try: a server that keeps closing its clients is not answered by a
+        // client that keeps coming back at once.
+        const auto time = std::chrono::steady_clock::now();
+        if (time - connectedAt >= std::chrono::milliseconds(LongestRetryMs)) {
+            retryMs = 0;
+            nextTry = time;
+        } else {
+            retryMs = retryMs == 0 ? FirstRetryMs : std::min(2 * retryMs, LongestRetryMs);
+            nextTry = time + std::chrono::milliseconds(retryMs);
+        }
         qCDebug(bus::lcBus) << "the server of" << objectPath
                             << "went away; waiting for it to come back";
         tryAgain(q, false);
@@ -147,7 +157,7 @@ public:
                 if (connected >= 0) {
                     fd = connected;
                     lost = false;
-                    retryMs = 0;
+                    connectedAt = time;
                     if (retry)
                         retry->stop();
                     if (readable)
@@ -309,6 +319,8 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         if (d->fd >= 0) {
             d->kind = PpsObjectPrivate::Direct;
             d->preface = request;
+            d->connectedAt = std::chrono::steady_clock::now();
+            d->retryMs = 0;
             if (mode.testFlag(PpsOpenMode::Subscribe))
                 d->startWatching(this);
         } else if (!notServed) {

@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QList>
+#include <QLoggingCategory>
 
 #include <cerrno>
 #include <cstring>
@@ -174,6 +175,15 @@ bool DataStore::save(const QVariantMap &data, QString *error) const
     files.newest = target;
     files.generation = generation;
     return true;
+}
+
+bool DataStore::save(const QVariantMap &data, const QLoggingCategory &log) const
+{
+    QString error;
+    if (save(data, &error))
+        return true;
+    qCWarning(log).noquote() << QStringLiteral("cannot save %1:").arg(m_fileName) << error;
+    return false;
 }
 
 QString DataStore::defaultDirectory()

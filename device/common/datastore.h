@@ -6,6 +6,8 @@
 
 #include <memory>
 
+class QLoggingCategory;
+
 namespace omdevice {
 
 /**
@@ -25,6 +27,9 @@ public:
     /** Saves @p data; once it returns, a crash of the device loses nothing
      *  of it (a power cut may). */
     bool save(const QVariantMap &data, QString *error = nullptr) const;
+    /** Saves @p data; when that fails, warns "cannot save <file>: <why>"
+     *  in @p log. For modules that keep their state in memory anyway. */
+    bool save(const QVariantMap &data, const QLoggingCategory &log) const;
 
     /** OM_DEVICE_DATA, else $XDG_DATA_HOME/omdevice, else ~/.local/share/omdevice. */
     static QString defaultDirectory();

@@ -25,18 +25,19 @@ bool wouldBlock(int error)
 
 ssize_t transmit(int fd, const Outgoing &out)
 {
-    if (out.descriptor < 0)
+    if (out.descriptors.empty())
         return ::send(fd, out.data.constData(), size_t(out.data.size()),
                       MSG_DONTWAIT | MSG_NOSIGNAL);
-    return om::bus::sendWithDescriptor(fd, out.data.constData(), size_t(out.data.size()),
-                                       out.descriptor, MSG_DONTWAIT);
+    return om::bus::sendWithDescriptors(fd, out.data.constData(), size_t(out.data.size()),
+                                        out.descriptors.data(), int(out.descriptors.size()),
+                                        MSG_DONTWAIT);
 }
 
 void release(Outgoing &out)
 {
-    if (out.descriptor >= 0)
-        ::close(out.descriptor);
-    out.descriptor = -1;
+    for (const int fd : out.descriptors)
+        ::close(fd);
+    out.descriptors.clear();
 }
 
 } // namespace

@@ -17,12 +17,12 @@ namespace broker {
 
 struct Object;
 
-/** A message waiting to be sent, with a descriptor that goes along with it
- *  (closed once sent or dropped), if any. */
+/** A message waiting to be sent, with the descriptors that go along with
+ *  it (closed once sent or dropped), if any. */
 struct Outgoing
 {
     QByteArray data;
-    int descriptor = -1;
+    std::vector<int> descriptors;
 };
 
 struct Connection
@@ -71,7 +71,7 @@ public:
     /** Sends at once if it can, else queues; a peer that lets more than
      *  32 MiB pile up is disconnected. */
     void send(Connection *c, Outgoing out);
-    void send(Connection *c, const QByteArray &data) { send(c, Outgoing{data, -1}); }
+    void send(Connection *c, const QByteArray &data) { send(c, Outgoing{data, {}}); }
     /** Sends what waits, as far as the peer takes it. */
     void flush(Connection *c);
 

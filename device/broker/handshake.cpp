@@ -17,12 +17,13 @@ Handshake::Handshake(Connections &connections, Registry &registry)
 {
 }
 
-void Handshake::answer(Connection *c, int error, const QByteArray &body, int descriptor)
+void Handshake::answer(Connection *c, int error, const QByteArray &body,
+                       std::vector<int> descriptors)
 {
     QByteArray text = QByteArray::number(error);
     text += '\n';
     text += body;
-    m_connections.send(c, Outgoing{text, descriptor});
+    m_connections.send(c, Outgoing{text, std::move(descriptors)});
     if (error != 0)
         m_connections.doom(c);
 }
@@ -67,9 +68,9 @@ void Handshake::serve(Connection *c, const om::bus::OpenRequest &request,
         return;
     }
     int error = 0;
-    int listener = -1;
+    std::vector<int> listeners;
     Object *o = m_registry.serve(path, c, c->uid, c->gid, options.hasMode ? options.mode : 0666,
-                                 &listener, &error);
+                                 &listeners, &error);
     if (!o) {
         answer(c, error);
         return;
@@ -80,8 +81,8 @@ void Handshake::serve(Connection *c, const om::bus::OpenRequest &request,
     c->readable = true;
     c->writable = request.wantsWrite();
     qCDebug(om::bus::lcBus).nospace() << "serving " << path << " (pid " << c->pid << ")";
-    // The answer carries the listening socket; the broker keeps no copy.
-    answer(c, 0, QByteArray(), listener);
+    // The answer carries the listening sockets; the broker keeps no copy.
+    answer(c, 0, QByteArray(), std::move(listeners));
 }
 
 void Handshake::open(Connection *c, const om::bus::OpenRequest &request,

@@ -3,6 +3,8 @@
 
 #include <QByteArray>
 
+#include <vector>
+
 namespace om {
 namespace bus {
 struct OpenOptions;
@@ -33,7 +35,7 @@ public:
 
 private:
     void answer(Connection *c, int error, const QByteArray &body = QByteArray(),
-                int descriptor = -1);
+                std::vector<int> descriptors = std::vector<int>());
     void open(Connection *c, const om::bus::OpenRequest &request,
               const om::bus::OpenOptions &options);
     void serve(Connection *c, const om::bus::OpenRequest &request,

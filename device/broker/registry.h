@@ -1,9 +1,10 @@
 #ifndef OMDEVICE_BROKER_REGISTRY_H
 #define OMDEVICE_BROKER_REGISTRY_H
 
-// The objects of the bus and their files under the root. A plain object
-// lives in the broker, its file a mirror for QFileInfo and ls; a control
-// object lives in its server, its file the server's listening socket.
+// The objects of the bus and their files under the root. Every object has
+// a mirror file for QFileInfo and ls, with its owner and mode. A plain
+// object lives in the broker; a control object lives in its server, whose
+// listening sockets lie beside the mirror.
 
 #include "broker/policy.h"
 
@@ -47,15 +48,17 @@ public:
     Object *createPlain(const QString &path, uid_t uid, gid_t gid, mode_t mode, int *error);
 
     /**
-     * A control object served by @p server: its file becomes a listening
-     * socket with @p mode, owned by @p uid and @p gid, which replaces any
-     * file a dead server left there. Returns the object and sets *listener
-     * to the socket for the server; null with *error set on failure.
+     * A control object served by @p server: its file, owned by @p uid and
+     * @p gid with @p mode, and beside it the three listening sockets of
+     * its server (for reading, for writing, for both; see socketPath()),
+     * which replace any a dead server left there. Returns the object and
+     * puts the sockets in *listeners, in the order write, read, both; null
+     * with *error set on failure.
      */
     Object *serve(const QString &path, Connection *server, uid_t uid, gid_t gid, mode_t mode,
-                  int *listener, int *error);
+                  std::vector<int> *listeners, int *error);
 
-    /** Takes an object and its file away. */
+    /** Takes an object and its files away. */
     void remove(Object *object);
 
     std::vector<QString> paths() const;
@@ -66,7 +69,10 @@ public:
 private:
     QByteArray filePath(const QString &objectPath) const;
     bool makeDirectories(const QString &objectPath, int *error) const;
+    void writeMirror(const QByteArray &file, uid_t uid, gid_t gid, mode_t mode) const;
+    int makeSocket(const QByteArray &file, uid_t uid, gid_t gid, mode_t mode, int *error) const;
     void removeEmptyDirectories(const QString &objectPath) const;
+    void unlinkAll(const QByteArray &file) const;
     Object *add(const QString &path, uid_t uid, gid_t gid, mode_t mode);
 
     QString m_root;

@@ -42,7 +42,8 @@ QVariantMap control(const QVariantMap &received)
 // The process at the other end of a connection to @p path's server.
 pid_t serverOf(const QString &path)
 {
-    const om::bus::SocketAddress address(QFile::encodeName(om::PpsObject::mirrorFilePath(path)));
+    const om::bus::SocketAddress address(om::bus::socketPath(
+        QFile::encodeName(om::PpsObject::mirrorFilePath(path)), om::bus::ReadWrite));
     const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     ucred cred{};
     socklen_t length = sizeof cred;

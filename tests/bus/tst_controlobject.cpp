@@ -34,6 +34,9 @@ using om::PpsOpenMode;
 namespace {
 const QString Control = QStringLiteral("/pps/services/test/control");
 
+// The socket of @p path's server for reading and writing.
+QByteArray socketOf(const QString &path);
+
 QByteArray mirrorOf(const QString &path)
 {
     return QFile::encodeName(PpsObject::mirrorFilePath(path));
@@ -41,9 +44,14 @@ QByteArray mirrorOf(const QString &path)
 
 // A raw connection to the socket at @p path's file, as a client that does
 // not go through the library would make it.
+QByteArray socketOf(const QString &path)
+{
+    return om::bus::socketPath(mirrorOf(path), om::bus::ReadWrite);
+}
+
 int connectRaw(const QString &path)
 {
-    const om::bus::SocketAddress address(mirrorOf(path));
+    const om::bus::SocketAddress address(socketOf(path));
     const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (::connect(fd, address.address(), address.length()) != 0) {
         ::close(fd);
@@ -124,7 +132,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void theFileIsTheServersSocket();
+    void theFileShowsTheObject();
     void refusedByMode_data();
     void refusedByMode();
     void goneServerIsNoEntry_data();
@@ -160,13 +168,23 @@ void tst_ControlObject::cleanup()
     m_broker.reset();
 }
 
-void tst_ControlObject::theFileIsTheServersSocket()
+void tst_ControlObject::theFileShowsTheObject()
 {
+    // The object's file has its owner and mode, for QFileInfo and ls; its
+    // server's sockets lie beside it, hidden, each open to whom the mode
+    // grants its access.
     struct stat st;
     QCOMPARE(::lstat(mirrorOf(Control).constData(), &st), 0);
-    QVERIFY(S_ISSOCK(st.st_mode));
+    QVERIFY(S_ISREG(st.st_mode));
     QCOMPARE(st.st_mode & 07777, mode_t(0666));
     QCOMPARE(st.st_uid, ::geteuid());
+    for (const int access : {om::bus::Read, om::bus::Write, om::bus::ReadWrite}) {
+        QCOMPARE(::lstat(om::bus::socketPath(mirrorOf(Control), access).constData(), &st), 0);
+        QVERIFY(S_ISSOCK(st.st_mode));
+    }
+    QCOMPARE(QDir(QFileInfo(QFile::decodeName(mirrorOf(Control))).absolutePath())
+                 .entryList(QDir::Files | QDir::System),
+             QStringList{QStringLiteral("control")});
     int error = -1;
     QCOMPARE(PpsObject::list(QStringLiteral("/pps/services/test"), &error),
              QStringList{QStringLiteral("control")});
@@ -179,13 +197,14 @@ void tst_ControlObject::refusedByMode_data()
     QTest::addColumn<int>("openMode");
     QTest::addColumn<int>("error");
 
-    // The kernel lets in whoever may write the socket file, to read or to
-    // write; nobody else.
+    // Another user meets the "other" bits: read to read, write to write.
     QTest::newRow("0600, read and write") << 0600 << 3 << EACCES;
     QTest::newRow("0600, read") << 0600 << 2 << EACCES;
-    QTest::newRow("0644, read") << 0644 << 2 << EACCES;
+    QTest::newRow("0644, read") << 0644 << 2 << 0;
+    QTest::newRow("0644, read and write") << 0644 << 3 << EACCES;
+    QTest::newRow("0622, read") << 0622 << 2 << EACCES;
+    QTest::newRow("0622, write") << 0622 << 1 << 0;
     QTest::newRow("0666, read and write") << 0666 << 3 << 0;
-    QTest::newRow("0662, read") << 0662 << 2 << 0;
 }
 
 void tst_ControlObject::refusedByMode()
@@ -205,7 +224,9 @@ void tst_ControlObject::refusedByMode()
         [&]() {
             PpsObject pps(path);
             const int byObject = pps.open(PpsOpenMode::Types(openMode)) ? 0 : pps.error();
-            const int fd = pps_open(path.toUtf8().constData(), openMode == 2 ? O_RDONLY : O_RDWR);
+            const int fd = pps_open(path.toUtf8().constData(), openMode == 2   ? O_RDONLY
+                                                               : openMode == 1 ? O_WRONLY
+                                                                               : O_RDWR);
             const int byDescriptor = fd >= 0 ? 0 : errno;
             return byObject == byDescriptor ? byObject : 255;
         },
@@ -279,7 +300,7 @@ void tst_ControlObject::staleSocketIsReplaced()
 {
     // A socket whose server died with the broker stays behind in the tree.
     m_server.reset();
-    const QByteArray file = mirrorOf(Control);
+    const QByteArray file = socketOf(Control);
     QVERIFY(QDir().mkpath(QFileInfo(QFile::decodeName(file)).absolutePath()));
     {
         const om::bus::SocketAddress address(file);
@@ -323,7 +344,7 @@ void tst_ControlObject::oneOwnerPerPath()
     PpsObject creator(Control + QStringLiteral("?create"));
     QVERIFY(creator.open(PpsOpenMode::Publish));
     QVERIFY(m_server->waitForClients(1));
-    QCOMPARE(inodeOf(mirrorOf(Control)) != 0, true);
+    QVERIFY(inodeOf(socketOf(Control)) != 0);
 }
 
 void tst_ControlObject::credentialsAndPackage_data()
@@ -544,7 +565,7 @@ void tst_ControlObject::flappingServerIsNotHammered()
     QVERIFY(client.open(PpsOpenMode::PublishSubscribe));
     QVERIFY(m_server->waitForClients(1));
     m_server.reset();
-    const QByteArray file = mirrorOf(Control);
+    const QByteArray file = socketOf(Control);
     QVERIFY(QDir().mkpath(QFileInfo(QFile::decodeName(file)).absolutePath()));
     const om::bus::SocketAddress address(file);
     const int listener = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace om {
@@ -170,14 +169,14 @@ int connectAndSend(const QByteArray &message, int *error)
     return fd;
 }
 
-bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptor)
+bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptors, int *count)
 {
     QByteArray buf;
     ssize_t n;
-    if (descriptor) {
+    if (descriptors) {
         thread_local char buffer[MaxDatagram];
         do {
-            n = receiveWithDescriptor(fd, buffer, sizeof buffer, descriptor, 0);
+            n = receiveWithDescriptors(fd, buffer, sizeof buffer, descriptors, count, 0);
         } while (n < 0 && errno == EINTR);
         if (n > 0)
             buf = QByteArray(buffer, int(n));
@@ -196,21 +195,21 @@ bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptor)
     else
         *error = code;
     if (*error != 0) {
-        if (descriptor && *descriptor >= 0) {
-            ::close(*descriptor);
-            *descriptor = -1;
-        }
+        for (int k = 0; descriptors && k < *count; ++k)
+            ::close(descriptors[k]);
+        if (count)
+            *count = 0;
         return false;
     }
     *body = nl < 0 ? QByteArray() : buf.mid(nl + 1);
     return true;
 }
 
-int connectToServer(const QByteArray &objectPath, const QByteArray &preface, int *error,
+int connectToServer(const QByteArray &objectPath, int mode, const QByteArray &preface, int *error,
                     bool *notServed)
 {
     *notServed = false;
-    const QByteArray path = mirrorPath(rootPath(), objectPath);
+    const QByteArray path = socketPath(mirrorPath(rootPath(), objectPath), mode);
     const SocketAddress address(path);
     if (address.error() != 0) {
         *error = address.error();
@@ -223,7 +222,8 @@ int connectToServer(const QByteArray &objectPath, const QByteArray &preface, int
         return -1;
     }
     // A blocking connect: with the server's backlog full it waits until the
-    // server takes a connection, and fails at once if the server goes.
+    // server takes a connection, and fails at once if the server goes. The
+    // kernel refuses (EACCES) whom the object's mode refuses this access.
     int result;
     do {
         result = ::connect(fd, address.address(), address.length());
@@ -231,23 +231,9 @@ int connectToServer(const QByteArray &objectPath, const QByteArray &preface, int
     if (result < 0) {
         const int failure = errno;
         ::close(fd);
-        struct stat st;
-        switch (failure) {
-        case ENOENT:
-        case ENOTDIR:
-        case ECONNREFUSED: // a socket nobody listens on, or no socket at all
-            *notServed = true;
-            *error = ENOENT;
-            return -1;
-        case EACCES:
-            // The kernel refuses to connect where the caller may not write;
-            // a plain object's file is the broker's to judge.
-            *notServed = ::stat(path.constData(), &st) == 0 && !S_ISSOCK(st.st_mode);
-            break;
-        default:
-            break;
-        }
-        *error = failure;
+        // No socket, or one nobody listens on: no server.
+        *notServed = failure == ENOENT || failure == ENOTDIR || failure == ECONNREFUSED;
+        *error = *notServed ? ENOENT : failure;
         return -1;
     }
     if (sendMessage(fd, preface) < 0) {

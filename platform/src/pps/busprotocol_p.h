@@ -31,6 +31,7 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace om {
 namespace bus {
@@ -75,7 +76,10 @@ ssize_t sendMessage(int fd, const QByteArray &data);
 ssize_t receive(int fd, int flags, QByteArray *data);
 
 // One datagram of @p iov with @p control for a passed descriptor.
-inline msghdr messageWithRoomForDescriptor(iovec *iov, char *control, size_t controlSize)
+// The listening sockets of a control object go to its server in one answer.
+constexpr int MaxPassedDescriptors = 3;
+
+inline msghdr messageWithRoomForDescriptors(iovec *iov, char *control, size_t controlSize)
 {
     msghdr msg;
     std::memset(&msg, 0, sizeof msg);
@@ -86,38 +90,48 @@ inline msghdr messageWithRoomForDescriptor(iovec *iov, char *control, size_t con
     return msg;
 }
 
-// Sends one datagram with @p descriptor passed along (SCM_RIGHTS): how the
-// broker gives a server its listening socket.
-inline ssize_t sendWithDescriptor(int socket, const char *data, size_t size, int descriptor,
-                                  int flags)
+// Sends one datagram with @p count descriptors passed along (SCM_RIGHTS):
+// how the broker gives a server its listening sockets.
+inline ssize_t sendWithDescriptors(int socket, const char *data, size_t size,
+                                   const int *descriptors, int count, int flags)
 {
     iovec iov{const_cast<char *>(data), size};
-    char control[CMSG_SPACE(sizeof(int))];
+    char control[CMSG_SPACE(sizeof(int) * MaxPassedDescriptors)];
     std::memset(control, 0, sizeof control);
-    msghdr msg = messageWithRoomForDescriptor(&iov, control, sizeof control);
+    msghdr msg =
+        messageWithRoomForDescriptors(&iov, control, CMSG_SPACE(sizeof(int) * size_t(count)));
     cmsghdr *cmsg = CMSG_FIRSTHDR(&msg);
     cmsg->cmsg_level = SOL_SOCKET;
     cmsg->cmsg_type = SCM_RIGHTS;
-    cmsg->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(cmsg), &descriptor, sizeof descriptor);
+    cmsg->cmsg_len = CMSG_LEN(sizeof(int) * size_t(count));
+    std::memcpy(CMSG_DATA(cmsg), descriptors, sizeof(int) * size_t(count));
     return ::sendmsg(socket, &msg, flags | MSG_NOSIGNAL);
 }
 
-// Receives one datagram into @p data; *descriptor is the descriptor that came
-// with it, or -1.
-inline ssize_t receiveWithDescriptor(int socket, char *data, size_t size, int *descriptor,
-                                     int flags)
+// Receives one datagram into @p data, and the descriptors that came with it
+// into @p descriptors (at most MaxPassedDescriptors); *count tells how many.
+inline ssize_t receiveWithDescriptors(int socket, char *data, size_t size, int *descriptors,
+                                      int *count, int flags)
 {
     iovec iov{data, size};
-    char control[CMSG_SPACE(sizeof(int))];
-    msghdr msg = messageWithRoomForDescriptor(&iov, control, sizeof control);
+    char control[CMSG_SPACE(sizeof(int) * MaxPassedDescriptors)];
+    msghdr msg = messageWithRoomForDescriptors(&iov, control, sizeof control);
     const ssize_t n = ::recvmsg(socket, &msg, flags | MSG_CMSG_CLOEXEC);
-    *descriptor = -1;
+    *count = 0;
     if (n < 0)
         return n;
     for (cmsghdr *c = CMSG_FIRSTHDR(&msg); c; c = CMSG_NXTHDR(&msg, c)) {
-        if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_RIGHTS)
-            std::memcpy(descriptor, CMSG_DATA(c), sizeof(int));
+        if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS)
+            continue;
+        const int passed = int((c->cmsg_len - CMSG_LEN(0)) / sizeof(int));
+        for (int k = 0; k < passed; ++k) {
+            int fd;
+            std::memcpy(&fd, CMSG_DATA(c) + sizeof(int) * size_t(k), sizeof fd);
+            if (*count < MaxPassedDescriptors)
+                descriptors[(*count)++] = fd;
+            else
+                ::close(fd);
+        }
     }
     return n;
 }
@@ -147,15 +161,17 @@ int connectAndSend(const QByteArray &message, int *error);
 
 // Reads the broker's answer: true with the body after the errno line, or
 // false with *error set (the broker's errno, or why nothing could be read).
-// With @p descriptor, takes the descriptor that came with it (else -1).
-bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptor = nullptr);
+// With @p descriptors, takes the descriptors that came with it (at most
+// MaxPassedDescriptors) and sets *count.
+bool receiveAnswer(int fd, QByteArray *body, int *error, int *descriptors = nullptr,
+                   int *count = nullptr);
 
-// Connects to the server of the control object @p objectPath and sends it
-// @p preface. Returns the connected descriptor, or -1 with *error set;
-// *notServed tells that nothing serves the path (no socket file, a socket
-// whose server is gone, or the file of a plain object), so that the broker
-// is the one to ask.
-int connectToServer(const QByteArray &objectPath, const QByteArray &preface, int *error,
+// Connects to the server of the control object @p objectPath, through its
+// socket for @p mode (PpsOpenMode flags), and sends it @p preface. Returns
+// the connected descriptor, or -1 with *error set; *notServed tells that
+// nothing serves the path (no socket, or one whose server is gone), so
+// that the broker is the one to ask.
+int connectToServer(const QByteArray &objectPath, int mode, const QByteArray &preface, int *error,
                     bool *notServed);
 
 // Whether a broker serves the root: a connection to it is taken.

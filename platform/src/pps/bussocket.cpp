@@ -37,6 +37,30 @@ QByteArray mirrorPath(const QByteArray &root, const QByteArray &objectPath)
     return path;
 }
 
+QByteArray socketPath(const QByteArray &mirror, int access)
+{
+    const int slash = mirror.lastIndexOf('/');
+    QByteArray path;
+    path.reserve(mirror.size() + 4);
+    path.append(mirror.constData(), slash + 1);
+    path += '.';
+    path.append(mirror.constData() + slash + 1, mirror.size() - slash - 1);
+    path += (access & 3) == ReadWrite ? ".rw" : (access & Read) ? ".r" : ".w";
+    return path;
+}
+
+mode_t socketMode(mode_t objectMode, int access)
+{
+    mode_t mode = 0;
+    for (const int shift : {6, 3, 0}) {
+        const mode_t bits = (objectMode >> shift) & 7;
+        const bool allowed = (!(access & Read) || (bits & 4)) && (!(access & Write) || (bits & 2));
+        if (allowed)
+            mode |= mode_t(6) << shift;
+    }
+    return mode;
+}
+
 SocketAddress::SocketAddress(const QByteArray &path)
 {
     std::memset(&m_address, 0, sizeof m_address);

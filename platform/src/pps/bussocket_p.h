@@ -10,6 +10,7 @@
 #include <QString>
 
 #include <sys/socket.h>
+#include <sys/types.h>
 #include <sys/un.h>
 
 namespace om {
@@ -25,6 +26,19 @@ QByteArray fileName(const QString &name);
  *  stands for /pps. */
 QByteArray mirrorPath(const QString &root, const QString &objectPath);
 QByteArray mirrorPath(const QByteArray &root, const QByteArray &objectPath);
+
+/**
+ * A control object's server listens on three sockets beside the object's
+ * file, one for each way to open it: ".<name>.r" for reading, ".<name>.w"
+ * for writing, ".<name>.rw" for both. Each has the mode that lets exactly
+ * those in whom the object's mode allows that access, so that the kernel's
+ * check of a connect (may the caller write the socket file?) is the
+ * object's own. No object's name begins with a dot.
+ */
+enum Access { Write = 1, Read = 2, ReadWrite = 3 };
+QByteArray socketPath(const QByteArray &mirror, int access);
+/** The mode of the socket for @p access to an object of @p objectMode. */
+mode_t socketMode(mode_t objectMode, int access);
 
 /**
  * The address of the socket file at @p path. A socket address holds 107

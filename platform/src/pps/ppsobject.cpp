@@ -68,6 +68,7 @@ public:
     // A control object's client whose server went away: its open request,
     // which is also the preface of a new connection, and when to try again.
     QByteArray preface;
+    int openMode = 0;
     bool lost = false;
     int retryMs = 0;
     std::chrono::steady_clock::time_point nextTry;
@@ -153,7 +154,8 @@ public:
                 now = false;
                 int err = 0;
                 bool notServed = false;
-                const int connected = bus::connectToServer(objectBytes, preface, &err, &notServed);
+                const int connected =
+                    bus::connectToServer(objectBytes, openMode, preface, &err, &notServed);
                 if (connected >= 0) {
                     fd = connected;
                     lost = false;
@@ -315,10 +317,11 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         d->kind = PpsObjectPrivate::Serving;
     } else {
         bool notServed = false;
-        d->fd = bus::connectToServer(d->objectBytes, request, &err, &notServed);
+        d->fd = bus::connectToServer(d->objectBytes, int(mode), request, &err, &notServed);
         if (d->fd >= 0) {
             d->kind = PpsObjectPrivate::Direct;
             d->preface = request;
+            d->openMode = int(mode);
             d->connectedAt = std::chrono::steady_clock::now();
             d->retryMs = 0;
             if (mode.testFlag(PpsOpenMode::Subscribe))

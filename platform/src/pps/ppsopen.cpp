@@ -66,8 +66,8 @@ extern "C" int pps_open(const char *path, int oflag)
 
     int err = 0;
     bool notServed = false;
-    int fd = om::bus::connectToServer(object, om::bus::openRequest(object, int(mode), options),
-                                      &err, &notServed);
+    int fd = om::bus::connectToServer(
+        object, int(mode), om::bus::openRequest(object, int(mode), options), &err, &notServed);
     if (fd < 0 && !notServed) {
         errno = err;
         return -1;

@@ -25,10 +25,11 @@ namespace {
 // before it is shut out, so it cannot eat the server's memory.
 constexpr size_t MaxQueuedBytes = 32 * 1024 * 1024;
 
-// Keys of the poll set besides the clients, whose ids count up from 1.
+// Keys of the poll set besides the clients, whose ids count up from 1: the
+// listening sockets have the keys ListenerKey - 1 + access.
 constexpr quint64 LinkKey = 0;
-constexpr quint64 ListenerKey = ~quint64(0);
-constexpr quint64 WakeKey = ~quint64(0) - 1;
+constexpr quint64 ListenerKey = ~quint64(0) - 3;
+constexpr quint64 WakeKey = ~quint64(0);
 
 bool wouldBlock(int error)
 {
@@ -44,29 +45,36 @@ std::unique_ptr<ServerEndpoint> ServerEndpoint::open(const QString &objectPath,
     if (link < 0)
         return nullptr;
     QByteArray body;
-    int listener = -1;
-    if (!receiveAnswer(link, &body, error, &listener)) {
+    int listeners[MaxPassedDescriptors];
+    int count = 0;
+    if (!receiveAnswer(link, &body, error, listeners, &count)) {
         ::close(link);
         return nullptr;
     }
-    if (listener < 0) {
+    if (count != 3) {
+        for (int k = 0; k < count; ++k)
+            ::close(listeners[k]);
         *error = EPROTO;
         ::close(link);
         return nullptr;
     }
-    // Accepted until none is left: the socket must not block when the
-    // last one has been taken.
-    ::fcntl(listener, F_SETFL, ::fcntl(listener, F_GETFL) | O_NONBLOCK);
+    // Accepted until none is left: a socket must not block when the last
+    // connection has been taken.
+    for (const int listener : listeners)
+        ::fcntl(listener, F_SETFL, ::fcntl(listener, F_GETFL) | O_NONBLOCK);
     const QString name = objectPath.mid(objectPath.lastIndexOf(QLatin1Char('/')) + 1);
-    return std::unique_ptr<ServerEndpoint>(new ServerEndpoint(link, listener, name.toUtf8()));
+    return std::unique_ptr<ServerEndpoint>(new ServerEndpoint(link, listeners, name.toUtf8()));
 }
 
-ServerEndpoint::ServerEndpoint(int link, int listener, const QByteArray &objectName)
-    : m_poll(::epoll_create1(EPOLL_CLOEXEC)), m_link(link), m_listener(listener),
+ServerEndpoint::ServerEndpoint(int link, const int *listeners, const QByteArray &objectName)
+    : m_poll(::epoll_create1(EPOLL_CLOEXEC)), m_link(link),
       m_wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_name(objectName)
 {
     watchInPoll(m_poll, EPOLL_CTL_ADD, m_link, LinkKey, EPOLLIN | EPOLLRDHUP);
-    watchInPoll(m_poll, EPOLL_CTL_ADD, m_listener, ListenerKey, EPOLLIN);
+    for (int k = 0; k < 3; ++k) {
+        m_listeners[k] = listeners[k];
+        watchInPoll(m_poll, EPOLL_CTL_ADD, m_listeners[k], ListenerKey + quint64(k), EPOLLIN);
+    }
     watchInPoll(m_poll, EPOLL_CTL_ADD, m_wake, WakeKey, EPOLLIN);
 }
 
@@ -81,9 +89,7 @@ void ServerEndpoint::close()
 {
     // New connections are refused first, so that a client whose connection
     // ends below does not find its way back to this server.
-    if (m_listener >= 0)
-        ::close(m_listener);
-    m_listener = -1;
+    closeListeners();
     for (auto &entry : m_clients)
         ::close(entry.second.fd);
     m_clients.clear();
@@ -128,7 +134,7 @@ bool ServerEndpoint::poll(int timeoutMs)
             continue;
         }
         // Room to write is dealt with at once; what is left is to be read.
-        if (key != LinkKey && key != ListenerKey && (events[i].events & EPOLLOUT)) {
+        if (key != LinkKey && key < ListenerKey && (events[i].events & EPOLLOUT)) {
             auto it = m_clients.find(key);
             if (it != m_clients.end())
                 flush(key, it->second);
@@ -164,8 +170,8 @@ bool ServerEndpoint::read(bool blocking, QByteArray *data, int *error)
             Outcome outcome = Nothing;
             if (key == LinkKey)
                 outcome = readLink(error);
-            else if (key == ListenerKey && m_listener >= 0)
-                acceptClients();
+            else if (key >= ListenerKey && key < ListenerKey + 3)
+                acceptClient(int(key - ListenerKey) + 1);
             else
                 outcome = readClient(key, data);
             if (outcome == Message)
@@ -198,9 +204,7 @@ ServerEndpoint::Outcome ServerEndpoint::readLink(int *error)
     ::epoll_ctl(m_poll, EPOLL_CTL_DEL, m_link, nullptr);
     ::close(m_link);
     m_link = -1;
-    if (m_listener >= 0)
-        ::close(m_listener);
-    m_listener = -1;
+    closeListeners();
     for (auto &entry : m_clients) {
         if (!entry.second.shutOut)
             shutOut(entry.first, entry.second);
@@ -209,14 +213,26 @@ ServerEndpoint::Outcome ServerEndpoint::readLink(int *error)
     return Failed;
 }
 
-void ServerEndpoint::acceptClients()
+void ServerEndpoint::closeListeners()
 {
-    // One connection for each time the poll finds the socket ready: more
+    for (int &listener : m_listeners) {
+        if (listener >= 0)
+            ::close(listener);
+        listener = -1;
+    }
+}
+
+void ServerEndpoint::acceptClient(int access)
+{
+    // One connection for each time the poll finds a socket ready: more
     // waiting keep it ready for the next round, and the usual single one
     // costs no second, empty try.
+    const int listener = m_listeners[access - 1];
+    if (listener < 0)
+        return;
     int fd;
     do {
-        fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+        fd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     } while (fd < 0 && (errno == EINTR || errno == ECONNABORTED));
     if (fd < 0) {
         if (!wouldBlock(errno))
@@ -233,6 +249,8 @@ void ServerEndpoint::acceptClients()
     client.pid = cred.pid;
     client.uid = cred.uid;
     client.gid = cred.gid;
+    client.reads = access & Read;
+    client.writes = access & Write;
     watchInPoll(m_poll, EPOLL_CTL_ADD, fd, id, EPOLLIN | EPOLLRDHUP);
     // A client sends its preface and often its first message right after it
     // connects: look at once.
@@ -260,12 +278,13 @@ ServerEndpoint::Outcome ServerEndpoint::readClient(quint64 id, QByteArray *data)
                 return Nothing;
             }
             client.announced = true;
-            client.reads = preface.wantsRead();
             *data = announcement(id, client, preface.package);
             // Its first message may have come with it.
             m_ready.push_back(id);
             return Message;
         }
+        if (n > 0 && !client.writes)
+            continue; // it opened the object for reading only
         if (n > 0) {
             *data = headed('@', id, text);
             return Message;
@@ -392,7 +411,8 @@ bool ServerEndpoint::write(const QByteArray &data, int *error)
         }
         if (dot > 1 && dot < headerEnd - 1 && data.at(dot) == '.') {
             auto it = m_clients.find(id);
-            if (it != m_clients.end() && it->second.announced && !it->second.shutOut) {
+            if (it != m_clients.end() && it->second.announced && it->second.reads &&
+                !it->second.shutOut) {
                 QByteArray text;
                 text.reserve(data.size());
                 text.append(data.constData(), dot);

@@ -14,13 +14,16 @@ namespace bus {
 
 /**
  * The server's side of a control object. The server registers the object
- * with the broker, which answers with a listening socket at the object's
+ * with the broker, which answers with listening sockets beside the object's
  * file; clients connect there and talk to the server directly. This class
  * presents their traffic as one stream of messages: "+@name.<id>" with the
  * client's pid, uid, gid and package when a client has opened, "@name.<id>"
  * and the client's text for what it writes, "-@name.<id>" when it is gone.
  * A message headed "@<anything>.<id>" goes to that client, which reads it
  * headed "@<anything>"; anything else goes to every client that reads.
+ * A client's access is that of the socket it came through: what a client
+ * that may not write writes is dropped, and one that may not read is sent
+ * nothing.
  *
  * The registration stays open for as long as the server serves: the broker
  * takes the object away when it ends, however the server ends.
@@ -55,7 +58,7 @@ public:
     void close();
 
 private:
-    ServerEndpoint(int link, int listener, const QByteArray &objectName);
+    ServerEndpoint(int link, const int *listeners, const QByteArray &objectName);
 
     struct Client
     {
@@ -64,7 +67,8 @@ private:
         uid_t uid = 0;
         gid_t gid = 0;
         bool announced = false; // its preface came, the server knows it
-        bool reads = true;      // it opened the object for reading
+        bool reads = true;      // it came through a socket for reading
+        bool writes = true;     // ... for writing
         bool shutOut = false;   // ended by the server; kept until its end
         std::deque<QByteArray> out;
         size_t outBytes = 0;
@@ -74,7 +78,8 @@ private:
     enum Outcome { Message, Nothing, Failed };
     bool poll(int timeoutMs);
     Outcome readLink(int *error);
-    void acceptClients();
+    void acceptClient(int access);
+    void closeListeners();
     Outcome readClient(quint64 id, QByteArray *data);
     QByteArray announcement(quint64 id, const Client &client, const QByteArray &preface) const;
     void forget(quint64 id);
@@ -87,9 +92,10 @@ private:
     void watch(quint64 id, Client &client, bool out);
 
     int m_poll = -1;
-    int m_link = -1;     // the registration with the broker
-    int m_listener = -1; // where clients connect
-    int m_wake = -1;     // readable while notices wait
+    int m_link = -1; // the registration with the broker
+    // Where clients connect, by the access they get: index access - 1.
+    int m_listeners[3] = {-1, -1, -1};
+    int m_wake = -1; // readable while notices wait
     QByteArray m_name;
     quint64 m_nextId = 1;
     std::map<quint64, Client> m_clients;

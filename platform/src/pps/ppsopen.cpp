@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 extern "C" int pps_open(const char *path, int oflag)
@@ -33,11 +34,14 @@ extern "C" int pps_open(const char *path, int oflag)
     // A descriptor serves no control object: the server's side takes its
     // clients' connections, which a plain read() cannot receive.
     const auto parts = options.splitRef(QLatin1Char(','), Qt::SkipEmptyParts);
+    bool wait = false;
     for (const QStringRef &part : parts) {
         if (part.trimmed() == QLatin1String("server")) {
             errno = EINVAL;
             return -1;
         }
+        if (part.trimmed() == QLatin1String("wait"))
+            wait = true;
     }
     // The broker delivers a plain object's content as a datagram of its own
     // for descriptors, which have no place to keep it beside the answer.
@@ -59,6 +63,15 @@ extern "C" int pps_open(const char *path, int oflag)
     if (oflag & O_NONBLOCK) {
         const int flags = ::fcntl(fd, F_GETFL);
         ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+    } else if (!wait) {
+        // Without "wait" a read with nothing waiting must not hold the
+        // reader (a socket notifier may report the descriptor once more
+        // before its queued read runs), yet a write that finds the send
+        // buffer full must wait rather than be lost: the socket stays
+        // blocking, with the shortest receive time-out, so such a read
+        // fails with EAGAIN after at most a clock tick.
+        const timeval shortest = {0, 1};
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &shortest, sizeof shortest);
     }
     return fd;
 }

@@ -47,6 +47,8 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
         m_invocations.removeFirst();
 
     m_targets.add(&m_maps);
+    for (InvokeTarget *target : TargetRegistry::offered())
+        m_targets.add(target);
 
     connect(m_control, &ControlServer::message, this, &InvokeService::onRequest);
     connect(m_control, &ControlServer::undecodable, this, [this](int clientId) {

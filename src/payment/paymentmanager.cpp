@@ -50,6 +50,9 @@ Reply *startRequest(PaymentManager *manager, const PaymentManagerPrivate *d, con
 
 } // namespace
 
+// The manager's signals are named by their normalised signatures, written
+// out: connect() then finds them without normalising them first.
+
 PaymentManager::PaymentManager(QObject *parent) : QObject(parent), d_ptr(new PaymentManagerPrivate)
 {
 }
@@ -99,7 +102,7 @@ PurchaseReply *PaymentManager::requestPurchase(const QString &digitalGoodId,
         this, d_func(), "PaymentManager requestPurchase failed:", [&]() {
             return PurchaseReplyPrivate::requestPurchase(
                 digitalGoodId, digitalGoodSku, digitalGoodName, purchaseMetadata, extraParameters,
-                this, SIGNAL(purchaseFinished(om::platform::PurchaseReply *)));
+                this, "2purchaseFinished(om::platform::PurchaseReply*)");
         });
 }
 
@@ -109,7 +112,7 @@ ExistingPurchasesReply *PaymentManager::requestExistingPurchases(bool forceServe
         this, d_func(), "PaymentManager requestExistingPurchases failed:", [&]() {
             return ExistingPurchasesReplyPrivate::requestExistingPurchases(
                 forceServerRefresh, this,
-                SIGNAL(existingPurchasesFinished(om::platform::ExistingPurchasesReply *)));
+                "2existingPurchasesFinished(om::platform::ExistingPurchasesReply*)");
         });
 }
 
@@ -118,7 +121,7 @@ PriceReply *PaymentManager::requestPrice(const QString &digitalGoodId,
 {
     return startRequest<PriceReply>(this, d_func(), "PaymentManager requestPrice failed:", [&]() {
         return PriceReplyPrivate::requestPrice(digitalGoodId, digitalGoodSku, this,
-                                               SIGNAL(priceFinished(om::platform::PriceReply *)));
+                                               "2priceFinished(om::platform::PriceReply*)");
     });
 }
 
@@ -129,7 +132,7 @@ SubscriptionTermsReply *PaymentManager::requestSubscriptionTerms(const QString &
         this, d_func(), "PaymentManager requestSubscriptionTerms failed:", [&]() {
             return SubscriptionTermsReplyPrivate::requestSubscriptionTerms(
                 digitalGoodId, digitalGoodSku, this,
-                SIGNAL(subscriptionTermsFinished(om::platform::SubscriptionTermsReply *)));
+                "2subscriptionTermsFinished(om::platform::SubscriptionTermsReply*)");
         });
 }
 
@@ -140,7 +143,7 @@ SubscriptionStatusReply *PaymentManager::requestSubscriptionStatus(const QString
         this, d_func(), "PaymentManager requestSubscriptionStatus failed:", [&]() {
             return SubscriptionStatusReplyPrivate::requestSubscriptionStatus(
                 digitalGoodId, digitalGoodSku, this,
-                SIGNAL(subscriptionStatusFinished(om::platform::SubscriptionStatusReply *)));
+                "2subscriptionStatusFinished(om::platform::SubscriptionStatusReply*)");
         });
 }
 
@@ -150,7 +153,7 @@ CancelSubscriptionReply *PaymentManager::requestCancelSubscription(const QString
         this, d_func(), "PaymentManager requestCancelSubscription failed:", [&]() {
             return CancelSubscriptionReplyPrivate::requestCancelSubscription(
                 purchaseId, this,
-                SIGNAL(cancelSubscriptionFinished(om::platform::CancelSubscriptionReply *)));
+                "2cancelSubscriptionFinished(om::platform::CancelSubscriptionReply*)");
         });
 }
 

@@ -123,7 +123,7 @@ PurchaseReply *PurchaseReplyPrivate::requestPurchase(const QString &digitalGoodI
     d->digitalGoodSku = digitalGoodSku;
     d->purchaseMetadata = purchaseMetadata;
     d->extraParameters = extraParameters;
-    QObject::connect(d, SIGNAL(purchaseCompleted(om::platform::PurchaseReply *)), receiver, signal);
+    QObject::connect(d, "2purchaseCompleted(om::platform::PurchaseReply*)", receiver, signal);
     sendOrDelete(reply, [&](PaymentService *service) {
         service->requestPurchase(
             digitalGoodId, digitalGoodSku, digitalGoodName, purchaseMetadata, extraParameters, d,
@@ -173,7 +173,7 @@ PriceReply *PriceReplyPrivate::requestPrice(const QString &digitalGoodId,
     PriceReplyPrivate *d = reply->d_func();
     d->digitalGoodId = digitalGoodId;
     d->digitalGoodSku = digitalGoodSku;
-    QObject::connect(d, SIGNAL(priceCompleted(om::platform::PriceReply *)), receiver, signal);
+    QObject::connect(d, "2priceCompleted(om::platform::PriceReply*)", receiver, signal);
     sendOrDelete(reply, [&](PaymentService *service) {
         service->requestPrice(digitalGoodId, digitalGoodSku, d,
                               "1onPriceCompleted(const om::platform::PriceResponseInfo &)");
@@ -217,7 +217,7 @@ SubscriptionTermsReplyPrivate::requestSubscriptionTerms(const QString &digitalGo
     SubscriptionTermsReplyPrivate *d = reply->d_func();
     d->digitalGoodId = digitalGoodId;
     d->digitalGoodSku = digitalGoodSku;
-    QObject::connect(d, SIGNAL(subscriptionTermsCompleted(om::platform::SubscriptionTermsReply *)),
+    QObject::connect(d, "2subscriptionTermsCompleted(om::platform::SubscriptionTermsReply*)",
                      receiver, signal);
     sendOrDelete(reply, [&](PaymentService *service) {
         service->requestSubscriptionTerms(
@@ -273,8 +273,7 @@ SubscriptionStatusReplyPrivate::requestSubscriptionStatus(const QString &digital
     SubscriptionStatusReplyPrivate *d = reply->d_func();
     d->digitalGoodId = digitalGoodId;
     d->digitalGoodSku = digitalGoodSku;
-    QObject::connect(d,
-                     SIGNAL(subscriptionStatusCompleted(om::platform::SubscriptionStatusReply *)),
+    QObject::connect(d, "2subscriptionStatusCompleted(om::platform::SubscriptionStatusReply*)",
                      receiver, signal);
     sendOrDelete(reply, [&](PaymentService *service) {
         service->checkSubscriptionStatus(
@@ -314,7 +313,7 @@ ExistingPurchasesReplyPrivate::requestExistingPurchases(bool forceServerRefresh,
 {
     auto *reply = new ExistingPurchasesReply(nullptr);
     ExistingPurchasesReplyPrivate *d = reply->d_func();
-    QObject::connect(d, SIGNAL(existingPurchasesCompleted(om::platform::ExistingPurchasesReply *)),
+    QObject::connect(d, "2existingPurchasesCompleted(om::platform::ExistingPurchasesReply*)",
                      receiver, signal);
     sendOrDelete(reply, [&](PaymentService *service) {
         service->requestExistingPurchases(
@@ -363,8 +362,7 @@ CancelSubscriptionReplyPrivate::requestCancelSubscription(const QString &purchas
     auto *reply = new CancelSubscriptionReply(nullptr);
     CancelSubscriptionReplyPrivate *d = reply->d_func();
     d->purchaseId = purchaseId;
-    QObject::connect(d,
-                     SIGNAL(cancelSubscriptionCompleted(om::platform::CancelSubscriptionReply *)),
+    QObject::connect(d, "2cancelSubscriptionCompleted(om::platform::CancelSubscriptionReply*)",
                      receiver, signal);
     sendOrDelete(reply, [&](PaymentService *service) {
         service->cancelSubscription(

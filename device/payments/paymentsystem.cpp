@@ -405,34 +405,31 @@ void PaymentSystem::addUserSideRoutes()
             goods.append(good.toVariant());
         r->answer(request, QVariantMap{{protocol::keyGoods(), goods}});
     });
-    r->add(protocol::addGoodMessage(), Shape::Map, [this, r](const Request &request) {
-        Good good;
-        QString error;
-        if (!Good::fromVariant(request.map(), &good, &error) || !m_catalogue.add(good, &error)) {
-            r->fail(request, 0, error);
-            return;
-        }
-        r->answer(request, QVariantMap{{protocol::keyGood(), good.toVariant()}});
-    });
-    r->add(protocol::changeGoodMessage(), Shape::Map, [this, r](const Request &request) {
-        Good good;
-        QString error;
-        if (!m_catalogue.change(text(request.map(), protocol::keyId()), request.map(), &good,
-                                &error)) {
-            r->fail(request, 0, error);
-            return;
-        }
-        r->answer(request, QVariantMap{{protocol::keyGood(), good.toVariant()}});
-    });
-    r->add(protocol::removeGoodMessage(), Shape::Map, [this, r](const Request &request) {
-        Good good;
-        QString error;
-        if (!m_catalogue.remove(text(request.map(), protocol::keyId()), &good, &error)) {
-            r->fail(request, 0, error);
-            return;
-        }
-        r->answer(request, QVariantMap{{protocol::keyGood(), good.toVariant()}});
-    });
+    // The catalogue's edits: the good as it is afterwards, or why not.
+    using Edit = std::function<bool(const QVariantMap &dat, Good *good, QString *error)>;
+    auto editRoute = [r](const QString &msg, const Edit &edit) {
+        r->add(msg, Shape::Map, [r, edit](const Request &request) {
+            Good good;
+            QString error;
+            if (!edit(request.map(), &good, &error)) {
+                r->fail(request, 0, error);
+                return;
+            }
+            r->answer(request, QVariantMap{{protocol::keyGood(), good.toVariant()}});
+        });
+    };
+    editRoute(protocol::addGoodMessage(),
+              [this](const QVariantMap &dat, Good *good, QString *error) {
+                  return Good::fromVariant(dat, good, error) && m_catalogue.add(*good, error);
+              });
+    editRoute(protocol::changeGoodMessage(),
+              [this](const QVariantMap &dat, Good *good, QString *error) {
+                  return m_catalogue.change(text(dat, protocol::keyId()), dat, good, error);
+              });
+    editRoute(protocol::removeGoodMessage(),
+              [this](const QVariantMap &dat, Good *good, QString *error) {
+                  return m_catalogue.remove(text(dat, protocol::keyId()), good, error);
+              });
     r->add(protocol::purchasesMessage(), Shape::OptionalMap, [this, r](const Request &request) {
         const QString package = text(request.map(), protocol::keyPackage());
         const QString store = text(request.map(), protocol::keyStore());

@@ -27,18 +27,6 @@ QVariantMap receiptMap(const PurchaseReceipt &receipt)
     return map;
 }
 
-// The dispatcher's operation for a reply just made: if it throws, the reply
-// goes and the exception passes on.
-template <typename Send> void sendOrDelete(QObject *reply, const Send &send)
-{
-    try {
-        send(PaymentService::getInstance());
-    } catch (...) {
-        delete reply;
-        throw;
-    }
-}
-
 } // namespace
 
 // ---------------------------------------------------------------- PaymentReply
@@ -49,6 +37,23 @@ void PaymentReplyPrivate::populatePaymentServiceResponse(const PaymentServiceRes
     errorCode = response.errorCode();
     errorText = response.errorText();
     errorInfo = response.errorInfo();
+}
+
+template <typename Reply, typename Private, typename Fill, typename Send>
+Reply *PaymentReplyPrivate::startRequest(const char *completed, QObject *receiver,
+                                         const char *signal, const Fill &fill, const Send &send)
+{
+    auto *reply = new Reply(nullptr);
+    auto *d = static_cast<Private *>(static_cast<PaymentReply *>(reply)->d_func());
+    fill(d);
+    QObject::connect(d, completed, receiver, signal);
+    try {
+        send(PaymentService::getInstance(), d);
+    } catch (...) {
+        delete reply;
+        throw;
+    }
+    return reply;
 }
 
 void PaymentReplyPrivate::finished()
@@ -117,19 +122,19 @@ PurchaseReply *PurchaseReplyPrivate::requestPurchase(const QString &digitalGoodI
                                                      const QMap<QString, QVariant> &extraParameters,
                                                      QObject *receiver, const char *signal)
 {
-    auto *reply = new PurchaseReply(nullptr);
-    PurchaseReplyPrivate *d = reply->d_func();
-    d->digitalGoodId = digitalGoodId;
-    d->digitalGoodSku = digitalGoodSku;
-    d->purchaseMetadata = purchaseMetadata;
-    d->extraParameters = extraParameters;
-    QObject::connect(d, "2purchaseCompleted(om::platform::PurchaseReply*)", receiver, signal);
-    sendOrDelete(reply, [&](PaymentService *service) {
-        service->requestPurchase(
-            digitalGoodId, digitalGoodSku, digitalGoodName, purchaseMetadata, extraParameters, d,
-            "1onPurchaseCompleted(const om::platform::PurchaseResponseInfo &)");
-    });
-    return reply;
+    return startRequest<PurchaseReply, PurchaseReplyPrivate>(
+        "2purchaseCompleted(om::platform::PurchaseReply*)", receiver, signal,
+        [&](PurchaseReplyPrivate *d) {
+            d->digitalGoodId = digitalGoodId;
+            d->digitalGoodSku = digitalGoodSku;
+            d->purchaseMetadata = purchaseMetadata;
+            d->extraParameters = extraParameters;
+        },
+        [&](PaymentService *service, PurchaseReplyPrivate *d) {
+            service->requestPurchase(
+                digitalGoodId, digitalGoodSku, digitalGoodName, purchaseMetadata, extraParameters,
+                d, "1onPurchaseCompleted(const om::platform::PurchaseResponseInfo &)");
+        });
 }
 
 void PurchaseReplyPrivate::onPurchaseCompleted(const PurchaseResponseInfo &info)
@@ -169,16 +174,16 @@ PriceReply *PriceReplyPrivate::requestPrice(const QString &digitalGoodId,
                                             const QString &digitalGoodSku, QObject *receiver,
                                             const char *signal)
 {
-    auto *reply = new PriceReply(nullptr);
-    PriceReplyPrivate *d = reply->d_func();
-    d->digitalGoodId = digitalGoodId;
-    d->digitalGoodSku = digitalGoodSku;
-    QObject::connect(d, "2priceCompleted(om::platform::PriceReply*)", receiver, signal);
-    sendOrDelete(reply, [&](PaymentService *service) {
-        service->requestPrice(digitalGoodId, digitalGoodSku, d,
-                              "1onPriceCompleted(const om::platform::PriceResponseInfo &)");
-    });
-    return reply;
+    return startRequest<PriceReply, PriceReplyPrivate>(
+        "2priceCompleted(om::platform::PriceReply*)", receiver, signal,
+        [&](PriceReplyPrivate *d) {
+            d->digitalGoodId = digitalGoodId;
+            d->digitalGoodSku = digitalGoodSku;
+        },
+        [&](PaymentService *service, PriceReplyPrivate *d) {
+            service->requestPrice(digitalGoodId, digitalGoodSku, d,
+                                  "1onPriceCompleted(const om::platform::PriceResponseInfo &)");
+        });
 }
 
 void PriceReplyPrivate::populatePriceResponse(const PriceResponseInfo &response)
@@ -213,18 +218,17 @@ SubscriptionTermsReplyPrivate::requestSubscriptionTerms(const QString &digitalGo
                                                         const QString &digitalGoodSku,
                                                         QObject *receiver, const char *signal)
 {
-    auto *reply = new SubscriptionTermsReply(nullptr);
-    SubscriptionTermsReplyPrivate *d = reply->d_func();
-    d->digitalGoodId = digitalGoodId;
-    d->digitalGoodSku = digitalGoodSku;
-    QObject::connect(d, "2subscriptionTermsCompleted(om::platform::SubscriptionTermsReply*)",
-                     receiver, signal);
-    sendOrDelete(reply, [&](PaymentService *service) {
-        service->requestSubscriptionTerms(
-            digitalGoodId, digitalGoodSku, d,
-            "1onSubscriptionTermsCompleted(const om::platform::SubscriptionTermsResponseInfo &)");
-    });
-    return reply;
+    return startRequest<SubscriptionTermsReply, SubscriptionTermsReplyPrivate>(
+        "2subscriptionTermsCompleted(om::platform::SubscriptionTermsReply*)", receiver, signal,
+        [&](SubscriptionTermsReplyPrivate *d) {
+            d->digitalGoodId = digitalGoodId;
+            d->digitalGoodSku = digitalGoodSku;
+        },
+        [&](PaymentService *service, SubscriptionTermsReplyPrivate *d) {
+            service->requestSubscriptionTerms(digitalGoodId, digitalGoodSku, d,
+                                              "1onSubscriptionTermsCompleted(const "
+                                              "om::platform::SubscriptionTermsResponseInfo &)");
+        });
 }
 
 void SubscriptionTermsReplyPrivate::onSubscriptionTermsCompleted(
@@ -269,18 +273,17 @@ SubscriptionStatusReplyPrivate::requestSubscriptionStatus(const QString &digital
                                                           const QString &digitalGoodSku,
                                                           QObject *receiver, const char *signal)
 {
-    auto *reply = new SubscriptionStatusReply(nullptr);
-    SubscriptionStatusReplyPrivate *d = reply->d_func();
-    d->digitalGoodId = digitalGoodId;
-    d->digitalGoodSku = digitalGoodSku;
-    QObject::connect(d, "2subscriptionStatusCompleted(om::platform::SubscriptionStatusReply*)",
-                     receiver, signal);
-    sendOrDelete(reply, [&](PaymentService *service) {
-        service->checkSubscriptionStatus(
-            digitalGoodId, digitalGoodSku, d,
-            "1onSubscriptionStatusCompleted(const om::platform::CheckStatusResponseInfo &)");
-    });
-    return reply;
+    return startRequest<SubscriptionStatusReply, SubscriptionStatusReplyPrivate>(
+        "2subscriptionStatusCompleted(om::platform::SubscriptionStatusReply*)", receiver, signal,
+        [&](SubscriptionStatusReplyPrivate *d) {
+            d->digitalGoodId = digitalGoodId;
+            d->digitalGoodSku = digitalGoodSku;
+        },
+        [&](PaymentService *service, SubscriptionStatusReplyPrivate *d) {
+            service->checkSubscriptionStatus(
+                digitalGoodId, digitalGoodSku, d,
+                "1onSubscriptionStatusCompleted(const om::platform::CheckStatusResponseInfo &)");
+        });
 }
 
 void SubscriptionStatusReplyPrivate::onSubscriptionStatusCompleted(
@@ -311,16 +314,15 @@ ExistingPurchasesReply *
 ExistingPurchasesReplyPrivate::requestExistingPurchases(bool forceServerRefresh, QObject *receiver,
                                                         const char *signal)
 {
-    auto *reply = new ExistingPurchasesReply(nullptr);
-    ExistingPurchasesReplyPrivate *d = reply->d_func();
-    QObject::connect(d, "2existingPurchasesCompleted(om::platform::ExistingPurchasesReply*)",
-                     receiver, signal);
-    sendOrDelete(reply, [&](PaymentService *service) {
-        service->requestExistingPurchases(
-            forceServerRefresh, d,
-            "1onExistingPurchasesCompleted(const om::platform::ExistingPurchasesResponseInfo &)");
-    });
-    return reply;
+    // forceServerRefresh goes to the service and is not kept on the reply.
+    return startRequest<ExistingPurchasesReply, ExistingPurchasesReplyPrivate>(
+        "2existingPurchasesCompleted(om::platform::ExistingPurchasesReply*)", receiver, signal,
+        [](ExistingPurchasesReplyPrivate *) {},
+        [&](PaymentService *service, ExistingPurchasesReplyPrivate *d) {
+            service->requestExistingPurchases(forceServerRefresh, d,
+                                              "1onExistingPurchasesCompleted(const "
+                                              "om::platform::ExistingPurchasesResponseInfo &)");
+        });
 }
 
 void ExistingPurchasesReplyPrivate::onExistingPurchasesCompleted(
@@ -359,17 +361,14 @@ CancelSubscriptionReply *
 CancelSubscriptionReplyPrivate::requestCancelSubscription(const QString &purchaseId,
                                                           QObject *receiver, const char *signal)
 {
-    auto *reply = new CancelSubscriptionReply(nullptr);
-    CancelSubscriptionReplyPrivate *d = reply->d_func();
-    d->purchaseId = purchaseId;
-    QObject::connect(d, "2cancelSubscriptionCompleted(om::platform::CancelSubscriptionReply*)",
-                     receiver, signal);
-    sendOrDelete(reply, [&](PaymentService *service) {
-        service->cancelSubscription(
-            purchaseId, d,
-            "1onCancelSubscriptionCompleted(const om::platform::CancelSubscriptionResponseInfo &)");
-    });
-    return reply;
+    return startRequest<CancelSubscriptionReply, CancelSubscriptionReplyPrivate>(
+        "2cancelSubscriptionCompleted(om::platform::CancelSubscriptionReply*)", receiver, signal,
+        [&](CancelSubscriptionReplyPrivate *d) { d->purchaseId = purchaseId; },
+        [&](PaymentService *service, CancelSubscriptionReplyPrivate *d) {
+            service->cancelSubscription(purchaseId, d,
+                                        "1onCancelSubscriptionCompleted(const "
+                                        "om::platform::CancelSubscriptionResponseInfo &)");
+        });
 }
 
 void CancelSubscriptionReplyPrivate::onCancelSubscriptionCompleted(

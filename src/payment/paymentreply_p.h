@@ -25,6 +25,15 @@ class PaymentReplyPrivate : public QObject
     Q_DECLARE_PUBLIC(PaymentReply)
 
 public:
+    /** The common start of a request of every kind: the reply made without
+     *  a parent, @p fill storing the caller's arguments in its private
+     *  object, whose @p completed signal reaches @p receiver's @p signal,
+     *  and @p send calling the dispatcher. If that throws, the reply goes
+     *  and the exception passes on. */
+    template <typename Reply, typename Private, typename Fill, typename Send>
+    static Reply *startRequest(const char *completed, QObject *receiver, const char *signal,
+                               const Fill &fill, const Send &send);
+
     void populatePaymentServiceResponse(const PaymentServiceResponse &response);
     /** Marks the reply finished and emits its finished(). */
     void finished();

@@ -119,21 +119,17 @@ void PaymentServiceImpl::requestPurchase(QString digitalGoodId, QString digitalG
                                          QMap<QString, QVariant> extraParameters, QObject *receiver,
                                          const char *slot)
 {
-    QSharedPointer<PurchaseRequest> request(new PurchaseRequest(
-        digitalGoodId, digitalGoodSku, digitalGoodName, purchaseMetadata, extraParameters));
-    connect(request.data(), SIGNAL(purchaseResponse(om::platform::PurchaseResponseInfo)), receiver,
-            slot);
-    performRequest(request);
+    send<PurchaseRequest>("2purchaseResponse(om::platform::PurchaseResponseInfo)", receiver, slot,
+                          digitalGoodId, digitalGoodSku, digitalGoodName, purchaseMetadata,
+                          extraParameters);
 }
 
 void PaymentServiceImpl::requestExistingPurchases(bool allowRefresh, QObject *receiver,
                                                   const char *slot)
 {
-    QSharedPointer<ExistingPurchasesRequest> request(new ExistingPurchasesRequest(allowRefresh));
-    connect(request.data(),
-            SIGNAL(existingPurchasesResponse(om::platform::ExistingPurchasesResponseInfo)),
-            receiver, slot);
-    performRequest(request);
+    send<ExistingPurchasesRequest>(
+        "2existingPurchasesResponse(om::platform::ExistingPurchasesResponseInfo)", receiver, slot,
+        allowRefresh);
 }
 
 void PaymentServiceImpl::requestPrice(QString digitalGoodId, QObject *receiver, const char *slot)
@@ -144,9 +140,8 @@ void PaymentServiceImpl::requestPrice(QString digitalGoodId, QObject *receiver, 
 void PaymentServiceImpl::requestPrice(QString digitalGoodId, QString digitalGoodSku,
                                       QObject *receiver, const char *slot)
 {
-    QSharedPointer<PriceRequest> request(new PriceRequest(digitalGoodId, digitalGoodSku));
-    connect(request.data(), SIGNAL(priceResponse(om::platform::PriceResponseInfo)), receiver, slot);
-    performRequest(request);
+    send<PriceRequest>("2priceResponse(om::platform::PriceResponseInfo)", receiver, slot,
+                       digitalGoodId, digitalGoodSku);
 }
 
 void PaymentServiceImpl::requestSubscriptionTerms(QString digitalGoodId, QObject *receiver,
@@ -158,12 +153,9 @@ void PaymentServiceImpl::requestSubscriptionTerms(QString digitalGoodId, QObject
 void PaymentServiceImpl::requestSubscriptionTerms(QString digitalGoodId, QString digitalGoodSku,
                                                   QObject *receiver, const char *slot)
 {
-    QSharedPointer<SubscriptionTermsRequest> request(
-        new SubscriptionTermsRequest(digitalGoodId, digitalGoodSku));
-    connect(request.data(),
-            SIGNAL(subscriptionTermsResponse(om::platform::SubscriptionTermsResponseInfo)),
-            receiver, slot);
-    performRequest(request);
+    send<SubscriptionTermsRequest>(
+        "2subscriptionTermsResponse(om::platform::SubscriptionTermsResponseInfo)", receiver, slot,
+        digitalGoodId, digitalGoodSku);
 }
 
 void PaymentServiceImpl::checkSubscriptionStatus(QString digitalGoodId, QObject *receiver,
@@ -175,20 +167,15 @@ void PaymentServiceImpl::checkSubscriptionStatus(QString digitalGoodId, QObject 
 void PaymentServiceImpl::checkSubscriptionStatus(QString digitalGoodId, QString digitalGoodSku,
                                                  QObject *receiver, const char *slot)
 {
-    QSharedPointer<CheckStatusRequest> request(
-        new CheckStatusRequest(digitalGoodId, digitalGoodSku));
-    connect(request.data(), SIGNAL(checkStatusResponse(om::platform::CheckStatusResponseInfo)),
-            receiver, slot);
-    performRequest(request);
+    send<CheckStatusRequest>("2checkStatusResponse(om::platform::CheckStatusResponseInfo)",
+                             receiver, slot, digitalGoodId, digitalGoodSku);
 }
 
 void PaymentServiceImpl::cancelSubscription(QString purchaseId, QObject *receiver, const char *slot)
 {
-    QSharedPointer<CancelSubscriptionRequest> request(new CancelSubscriptionRequest(purchaseId));
-    connect(request.data(),
-            SIGNAL(cancelSubscriptionResponse(om::platform::CancelSubscriptionResponseInfo)),
-            receiver, slot);
-    performRequest(request);
+    send<CancelSubscriptionRequest>(
+        "2cancelSubscriptionResponse(om::platform::CancelSubscriptionResponseInfo)", receiver, slot,
+        purchaseId);
 }
 
 void PaymentServiceImpl::performRequest(QSharedPointer<Request> request)

@@ -59,6 +59,17 @@ protected Q_SLOTS:
 private:
     void connectInterface();
 
+    // One request: made, its response (the request's @p signal, named by
+    // its normalised signature) connected to @p receiver's @p slot, sent.
+    template <typename Kind, typename... Arguments>
+    void send(const char *signal, QObject *receiver, const char *slot,
+              const Arguments &...arguments)
+    {
+        QSharedPointer<Kind> request(new Kind(arguments...));
+        connect(request.data(), signal, receiver, slot);
+        performRequest(request);
+    }
+
     ommock::PaymentServiceInterface *_psInterface;
     PaymentConnectionMode::Type connectionMode;
     QString m_applicationName;

@@ -70,9 +70,34 @@ bool inArray(const pps_encoder_t *e)
     return e->depth > 0 && e->kinds[e->depth] == ArrayKind;
 }
 
+// The two-character escape of @p c, if it has one: the C escapes of a
+// line's text, and in JSON also the quote, backspace and form feed.
+const char *shortEscape(unsigned char c, bool json)
+{
+    switch (c) {
+    case '\n':
+        return "\\n";
+    case '\r':
+        return "\\r";
+    case '\t':
+        return "\\t";
+    case '\\':
+        return "\\\\";
+    case '"':
+        return json ? "\\\"" : nullptr;
+    case '\b':
+        return json ? "\\b" : nullptr;
+    case '\f':
+        return json ? "\\f" : nullptr;
+    default:
+        return nullptr;
+    }
+}
+
+const char hexDigits[] = "0123456789abcdef";
+
 void jsonString(Out &out, const char *s)
 {
-    static const char hex[] = "0123456789abcdef";
     out.put('"');
     const char *run = s;
     for (const char *p = s;; ++p) {
@@ -83,32 +108,11 @@ void jsonString(Out &out, const char *s)
         if (u == 0)
             break;
         run = p + 1;
-        switch (u) {
-        case '"':
-            out.put("\\\"");
-            break;
-        case '\\':
-            out.put("\\\\");
-            break;
-        case '\n':
-            out.put("\\n");
-            break;
-        case '\r':
-            out.put("\\r");
-            break;
-        case '\t':
-            out.put("\\t");
-            break;
-        case '\b':
-            out.put("\\b");
-            break;
-        case '\f':
-            out.put("\\f");
-            break;
-        default: {
-            const char escape[6] = {'\\', 'u', '0', '0', hex[u >> 4], hex[u & 0xf]};
-            out.put(escape, 6);
-        }
+        if (const char *escape = shortEscape(u, true)) {
+            out.put(escape);
+        } else {
+            const char unicode[6] = {'\\', 'u', '0', '0', hexDigits[u >> 4], hexDigits[u & 0xf]};
+            out.put(unicode, 6);
         }
     }
     out.put('"');
@@ -116,29 +120,15 @@ void jsonString(Out &out, const char *s)
 
 void cEscaped(Out &out, const char *s)
 {
-    static const char hex[] = "0123456789abcdef";
     for (const char *p = s; *p; ++p) {
         const unsigned char u = static_cast<unsigned char>(*p);
-        switch (u) {
-        case '\n':
-            out.put("\\n");
-            break;
-        case '\r':
-            out.put("\\r");
-            break;
-        case '\t':
-            out.put("\\t");
-            break;
-        case '\\':
-            out.put("\\\\");
-            break;
-        default:
-            if (u < 0x20 || u == 0x7f) {
-                const char escape[4] = {'\\', 'x', hex[u >> 4], hex[u & 0xf]};
-                out.put(escape, 4);
-            } else {
-                out.put(char(u));
-            }
+        if (const char *escape = shortEscape(u, false)) {
+            out.put(escape);
+        } else if (u < 0x20 || u == 0x7f) {
+            const char hex[4] = {'\\', 'x', hexDigits[u >> 4], hexDigits[u & 0xf]};
+            out.put(hex, 4);
+        } else {
+            out.put(char(u));
         }
     }
 }
@@ -178,7 +168,7 @@ pps_encoder_error_t end(pps_encoder_t *e, Out &out)
     return result;
 }
 
-bool usable(pps_encoder_t *e)
+bool usable(const pps_encoder_t *e)
 {
     return e && e->error == PPS_ENCODER_OK;
 }
@@ -186,6 +176,21 @@ bool usable(pps_encoder_t *e)
 pps_encoder_error_t stuck(pps_encoder_t *e)
 {
     return e ? pps_encoder_error_t(e->error) : PPS_ENCODER_BAD_VALUE;
+}
+
+// One element: its name and encoding, the value @p write puts, and the end
+// of the line at the top level.
+template <typename Write>
+pps_encoder_error_t element(pps_encoder_t *e, const char *name, const char *encoding,
+                            const Write &write)
+{
+    if (!usable(e))
+        return stuck(e);
+    Out out(e);
+    if (const pps_encoder_error_t error = begin(e, out, name, encoding))
+        return error;
+    write(out);
+    return end(e, out);
 }
 
 void putDouble(Out &out, double value)
@@ -272,49 +277,32 @@ void pps_encoder_cleanup(pps_encoder_t *encoder)
 pps_encoder_error_t pps_encoder_add_string(pps_encoder_t *encoder, const char *name,
                                            const char *value)
 {
-    if (!usable(encoder))
-        return stuck(encoder);
-    Out out(encoder);
-    if (!value)
-        return out.fail(PPS_ENCODER_BAD_VALUE);
-    if (atTop(encoder)) {
-        const bool escapes = om::libpps::needsCEscapes(value);
-        if (const pps_encoder_error_t error = begin(encoder, out, name, escapes ? "c" : ""))
-            return error;
-        if (escapes)
+    if (usable(encoder) && !value)
+        return Out(encoder).fail(PPS_ENCODER_BAD_VALUE);
+    const bool top = encoder && atTop(encoder);
+    const bool escapes = top && value && om::libpps::needsCEscapes(value);
+    return element(encoder, name, escapes ? "c" : "", [&](Out &out) {
+        if (!top)
+            jsonString(out, value);
+        else if (escapes)
             cEscaped(out, value);
         else
             out.put(value);
-    } else {
-        if (const pps_encoder_error_t error = begin(encoder, out, name, ""))
-            return error;
-        jsonString(out, value);
-    }
-    return end(encoder, out);
+    });
 }
 
 pps_encoder_error_t pps_encoder_add_bool(pps_encoder_t *encoder, const char *name, bool value)
 {
-    if (!usable(encoder))
-        return stuck(encoder);
-    Out out(encoder);
-    if (const pps_encoder_error_t error = begin(encoder, out, name, "b"))
-        return error;
-    out.put(value ? "true" : "false");
-    return end(encoder, out);
+    return element(encoder, name, "b", [&](Out &out) { out.put(value ? "true" : "false"); });
 }
 
 pps_encoder_error_t pps_encoder_add_int64(pps_encoder_t *encoder, const char *name, long long value)
 {
-    if (!usable(encoder))
-        return stuck(encoder);
-    Out out(encoder);
-    if (const pps_encoder_error_t error = begin(encoder, out, name, "n"))
-        return error;
-    char text[24];
-    const auto result = std::to_chars(text, text + sizeof text, value);
-    out.put(text, size_t(result.ptr - text));
-    return end(encoder, out);
+    return element(encoder, name, "n", [&](Out &out) {
+        char text[24];
+        const auto result = std::to_chars(text, text + sizeof text, value);
+        out.put(text, size_t(result.ptr - text));
+    });
 }
 
 pps_encoder_error_t pps_encoder_add_int(pps_encoder_t *encoder, const char *name, int value)
@@ -324,32 +312,21 @@ pps_encoder_error_t pps_encoder_add_int(pps_encoder_t *encoder, const char *name
 
 pps_encoder_error_t pps_encoder_add_double(pps_encoder_t *encoder, const char *name, double value)
 {
-    if (!usable(encoder))
-        return stuck(encoder);
-    Out out(encoder);
-    const bool top = atTop(encoder);
-    if (!top && !std::isfinite(value))
+    if (usable(encoder) && !atTop(encoder) && !std::isfinite(value))
         return pps_encoder_add_null(encoder, name);
-    if (const pps_encoder_error_t error = begin(encoder, out, name, "n"))
-        return error;
-    if (std::isnan(value))
-        out.put("nan");
-    else if (std::isinf(value))
-        out.put(value < 0 ? "-inf" : "inf");
-    else
-        putDouble(out, value);
-    return end(encoder, out);
+    return element(encoder, name, "n", [&](Out &out) {
+        if (std::isnan(value))
+            out.put("nan");
+        else if (std::isinf(value))
+            out.put(value < 0 ? "-inf" : "inf");
+        else
+            putDouble(out, value);
+    });
 }
 
 pps_encoder_error_t pps_encoder_add_null(pps_encoder_t *encoder, const char *name)
 {
-    if (!usable(encoder))
-        return stuck(encoder);
-    Out out(encoder);
-    if (const pps_encoder_error_t error = begin(encoder, out, name, "json"))
-        return error;
-    out.put("null");
-    return end(encoder, out);
+    return element(encoder, name, "json", [](Out &out) { out.put("null"); });
 }
 
 pps_encoder_error_t pps_encoder_start_object(pps_encoder_t *encoder, const char *name)

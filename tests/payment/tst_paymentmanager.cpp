@@ -1,9 +1,10 @@
 // PaymentManager, its replies and the request pipeline beneath them, against
 // a scripted payment service on a real bus. The pipeline opens its control
-// object once for the whole process, so the binary has one broker, and the
-// order of the test functions matters where the dispatcher is concerned:
-// the first runs before any service exists, the last after the device is
-// gone.
+// object once for the whole process, so the binary has one broker and one
+// service, which stays from one test function to the next (its script is
+// cleared between them); the order of the test functions matters: the
+// first runs before any service exists, the last after the device is gone,
+// and one that takes the service away opens a new connection before it ends.
 
 #include "fakeserver.h"
 #include "testbroker.h"
@@ -123,6 +124,7 @@ private Q_SLOTS:
     void serviceGoneLeavesApplicationIdle();
 
 private:
+    void startServer();
     // The request the service received last, once it is there.
     Received nextRequest();
 
@@ -139,6 +141,12 @@ void tst_PaymentManager::initTestCase()
 
 void tst_PaymentManager::init()
 {
+    if (!m_server && QByteArray(QTest::currentTestFunction()) != "failedOpenGivesNullReplies")
+        startServer();
+}
+
+void tst_PaymentManager::startServer()
+{
     m_server.reset(new omtest::FakeServer(ControlPath));
     QVERIFY(m_server->start());
     m_seen = 0;
@@ -146,7 +154,10 @@ void tst_PaymentManager::init()
 
 void tst_PaymentManager::cleanup()
 {
-    m_server.reset();
+    if (!m_server)
+        return;
+    m_server->clearScript();
+    m_seen = m_server->received().size();
 }
 
 Received tst_PaymentManager::nextRequest()
@@ -188,8 +199,7 @@ void tst_PaymentManager::failedOpenGivesNullReplies()
 {
     QFETCH(Start, start);
     QFETCH(QString, warning);
-    m_server.reset(); // no payment service on the device
-    PaymentManager manager;
+    PaymentManager manager; // no payment service on the device yet
     omtest::WarningCapture capture;
     QVERIFY(!start(manager));
     QCOMPARE(capture.warnings(), QStringList{warning});
@@ -761,7 +771,7 @@ void tst_PaymentManager::queuedNotificationAfterFailedModeChange()
     QVERIFY(capture.warnings().contains(
         "PaymentManager requestPrice failed: _psInterface is unavailable to perform a request."));
 
-    init();
+    startServer();
     // The old mode is still the dispatcher's: asking for it changes nothing.
     PaymentManager::setConnectionMode(PaymentConnectionMode::Production);
     QVERIFY(!manager.requestPrice("g"));

@@ -39,14 +39,25 @@ const QList<GoodOption> &goodOptions()
 
 QList<QCommandLineOption> options()
 {
-    QList<QCommandLineOption> all;
-    for (const GoodOption &o : goodOptions())
-        all.append(
-            QCommandLineOption(QString::fromLatin1(o.option), QString(), QStringLiteral("value")));
-    for (const char *name : {"app", "store", "invoke", "text", "sub", "request"})
-        all.append(
-            QCommandLineOption(QString::fromLatin1(name), QString(), QStringLiteral("value")));
-    return all;
+    auto option = [](const char *name, const char *description, const char *value) {
+        return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(description),
+                                  QString::fromLatin1(value));
+    };
+    return {option("sku", "add-good, change-good: the good's SKU", "sku"),
+            option("name", "add-good, change-good: the good's name", "name"),
+            option("price", "add-good, change-good: the price, as the store words it", "price"),
+            option("kind", "add-good, change-good: owned, consumable or subscription", "kind"),
+            option("initial-days", "add-good, change-good: days of a subscription's first period",
+                   "days"),
+            option("renewal-price", "add-good, change-good: the price of each renewal", "price"),
+            option("renewal-days", "add-good, change-good: days of each renewal", "days"),
+            option("app", "purchases: only those of this package", "package"),
+            option("store", "purchases: only those of the test or the production store", "store"),
+            option("invoke", "mode: on or off, the store's screen invoked first", "on|off"),
+            option("text", "fail-next: the failure's text", "text"),
+            option("sub", "fail-next: the failure's sub-code", "sub-code"),
+            option("request", "fail-next: only for purchase, existing, price, status or cancel",
+                   "kind")};
 }
 
 using Options = QVariantMap;

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLoggingCategory>
 #include <QSaveFile>
 
 namespace omdevice {
@@ -38,6 +39,15 @@ bool DataStore::save(const QVariantMap &data, QString *error) const
         return false;
     }
     return true;
+}
+
+bool DataStore::save(const QVariantMap &data, const QLoggingCategory &log) const
+{
+    QString error;
+    if (save(data, &error))
+        return true;
+    qCWarning(log).noquote() << QStringLiteral("cannot save %1:").arg(m_fileName) << error;
+    return false;
 }
 
 QString DataStore::defaultDirectory()

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QVariantMap>
 
+class QLoggingCategory;
+
 namespace omdevice {
 
 /**
@@ -20,6 +22,9 @@ public:
     /** The saved data, or an empty map if there is none or it is unreadable. */
     QVariantMap load() const;
     bool save(const QVariantMap &data, QString *error = nullptr) const;
+    /** Saves @p data; when that fails, warns "cannot save <file>: <why>"
+     *  in @p log. For modules that keep their state in memory anyway. */
+    bool save(const QVariantMap &data, const QLoggingCategory &log) const;
 
     /** OM_DEVICE_DATA, else $XDG_DATA_HOME/omdevice, else ~/.local/share/omdevice. */
     static QString defaultDirectory();

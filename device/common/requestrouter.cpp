@@ -1,15 +1,17 @@
 #include "common/requestrouter.h"
 
 #include "common/controlserver.h"
+#include "common/servicemodule.h"
+#include "control/controlprotocol_p.h"
+
+#include <QDebug>
 
 namespace omdevice {
 
+OM_DEVICE_LOGGING_CATEGORY(lcRequests, "requests");
+
 namespace {
-const QString KeyMsg = QStringLiteral("msg");
-const QString KeyId = QStringLiteral("id");
-const QString KeyDat = QStringLiteral("dat");
-const QString KeyRes = QStringLiteral("res");
-const QString KeyErr = QStringLiteral("err");
+using namespace om::controlprotocol;
 
 const char *shapeName(Shape shape)
 {
@@ -27,14 +29,6 @@ const char *shapeName(Shape shape)
     return "anything";
 }
 
-QVariantMap standardEnvelope(const Request &request)
-{
-    QVariantMap reply;
-    reply.insert(KeyRes, request.msg());
-    if (request.hasId())
-        reply.insert(KeyId, request.id());
-    return reply;
-}
 } // namespace
 
 Request::Request(int clientId, const QVariantMap &message, const QVariantMap &client)
@@ -44,22 +38,22 @@ Request::Request(int clientId, const QVariantMap &message, const QVariantMap &cl
 
 QString Request::msg() const
 {
-    return m_message.value(KeyMsg).toString();
+    return m_message.value(keyMsg()).toString();
 }
 
 bool Request::hasId() const
 {
-    return m_message.contains(KeyId);
+    return m_message.contains(keyId());
 }
 
 QVariant Request::id() const
 {
-    return m_message.value(KeyId);
+    return m_message.value(keyId());
 }
 
 QVariant Request::dat() const
 {
-    return m_message.value(KeyDat);
+    return m_message.value(keyDat());
 }
 
 QVariantMap Request::map() const
@@ -83,17 +77,46 @@ QString Request::package() const
     return m_client.value(QStringLiteral("package")).toString();
 }
 
+QVariantMap WireForm::envelope(const Request &request)
+{
+    QVariantMap reply;
+    reply.insert(keyRes(), request.msg());
+    if (request.hasId())
+        reply.insert(keyId(), request.id());
+    return reply;
+}
+
+QVariantMap WireForm::answerWithoutEmptyDat(const Request &request, const QVariant &dat)
+{
+    QVariantMap reply = envelope(request);
+    const bool empty =
+        !dat.isValid() || (dat.userType() == QMetaType::QVariantMap && dat.toMap().isEmpty());
+    if (!empty)
+        reply.insert(keyDat(), dat);
+    return reply;
+}
+
+WireForm::FailureFunction WireForm::bareWhenUndecodable(const FailureFunction &failure)
+{
+    return [failure](const Request &request, const Failure &why) {
+        // The router answers an undecodable message with an empty one.
+        if (request.message().isEmpty())
+            return QVariantMap{{keyErr(), why.text}};
+        return failure(request, why);
+    };
+}
+
 WireForm WireForm::standard()
 {
     WireForm form;
     form.answer = [](const Request &request, const QVariant &dat) {
-        QVariantMap reply = standardEnvelope(request);
-        reply.insert(KeyDat, dat);
+        QVariantMap reply = envelope(request);
+        reply.insert(keyDat(), dat);
         return reply;
     };
     form.failure = [](const Request &request, const Failure &failure) {
-        QVariantMap reply = standardEnvelope(request);
-        reply.insert(KeyErr, failure.text);
+        QVariantMap reply = envelope(request);
+        reply.insert(keyErr(), failure.text);
         for (auto it = failure.extra.cbegin(); it != failure.extra.cend(); ++it)
             reply.insert(it.key(), it.value());
         return reply;
@@ -114,9 +137,25 @@ WireForm WireForm::standard()
 RequestRouter::RequestRouter(ControlServer *server, const WireForm &form, QObject *parent)
     : QObject(parent), m_server(server), m_form(form)
 {
-    connect(server, &ControlServer::message, this, &RequestRouter::dispatch);
-    connect(server, &ControlServer::undecodable, this,
+    follow();
+}
+
+RequestRouter::RequestRouter(const QString &path, int mode, const WireForm &form, QObject *parent)
+    : QObject(parent), m_server(new ControlServer(path, mode, this)), m_form(form)
+{
+    follow();
+}
+
+void RequestRouter::follow()
+{
+    connect(m_server, &ControlServer::message, this, &RequestRouter::dispatch);
+    connect(m_server, &ControlServer::undecodable, this,
             [this](int clientId) { dispatchUndecodable(clientId); });
+}
+
+bool RequestRouter::open(QString *error)
+{
+    return m_server->open(error);
 }
 
 void RequestRouter::add(const QList<Route> &table)
@@ -164,6 +203,7 @@ void RequestRouter::dispatch(int clientId, const QVariantMap &message)
 {
     const Request request(clientId, message, m_server->clientInfo(clientId));
     const QString msg = request.msg();
+    qCDebug(lcRequests).noquote() << m_server->path() << "client" << clientId << "asks" << msg;
     for (const Entry &entry : qAsConst(m_entries)) {
         if (entry.msg != msg || (entry.accepts && !entry.accepts(request)))
             continue;
@@ -174,12 +214,15 @@ void RequestRouter::dispatch(int clientId, const QVariantMap &message)
         entry.handler(request);
         return;
     }
+    qCDebug(lcRequests).noquote() << m_server->path() << "has no handler for" << msg;
     if (request.hasId() || m_form.answerUnknownWithoutId)
         fail(request, m_form.unknown(request));
 }
 
 void RequestRouter::dispatchUndecodable(int clientId)
 {
+    qCDebug(lcRequests).noquote() << m_server->path() << "client" << clientId
+                                  << "sent a message that cannot be decoded";
     fail(Request(clientId, QVariantMap(), m_server->clientInfo(clientId)), m_form.malformed);
 }
 

@@ -57,6 +57,12 @@ private:
  *  service's WireForm. */
 struct Failure
 {
+    Failure() = default;
+    Failure(int code, const QString &text, const QVariantMap &extra = QVariantMap())
+        : code(code), text(text), extra(extra)
+    {
+    }
+
     int code = 0;
     QString text;
     QVariantMap extra;
@@ -69,10 +75,14 @@ struct Failure
  */
 struct WireForm
 {
+    using AnswerFunction = std::function<QVariantMap(const Request &request, const QVariant &dat)>;
+    using FailureFunction =
+        std::function<QVariantMap(const Request &request, const Failure &failure)>;
+
     /** The attributes of the answer to @p request that carries @p dat. */
-    std::function<QVariantMap(const Request &request, const QVariant &dat)> answer;
+    AnswerFunction answer;
     /** The attributes of the answer to @p request that fails. */
-    std::function<QVariantMap(const Request &request, const Failure &failure)> failure;
+    FailureFunction failure;
     /** The failure for a message that cannot be decoded. It is answered
      *  through failure() with an empty request. */
     Failure malformed;
@@ -82,6 +92,16 @@ struct WireForm
     std::function<Failure(const Request &request, Shape wanted)> badShape;
     /** Whether an unknown message that has no "id" is answered at all. */
     bool answerUnknownWithoutId = true;
+
+    /** "res" (the request's "msg", empty if it has none) and "id" when the
+     *  request had one: the head of an answer, for forms to build on. */
+    static QVariantMap envelope(const Request &request);
+    /** An answer: the envelope, and "dat" only when it holds something
+     *  (for services whose answers leave an empty "dat" out). */
+    static QVariantMap answerWithoutEmptyDat(const Request &request, const QVariant &dat);
+    /** @p failure, except that a message that could not be decoded, of
+     *  which nothing is known to answer with, gets "err" alone. */
+    static FailureFunction bareWhenUndecodable(const FailureFunction &failure);
 
     /** "res" (the request's "msg"), "id" when the request had one, and
      *  "dat" (always) or "err" with the failure's text. */
@@ -115,6 +135,13 @@ public:
     /** Routes the messages of @p server, which it does not own. */
     RequestRouter(ControlServer *server, const WireForm &form = WireForm::standard(),
                   QObject *parent = nullptr);
+    /** Serves the control object at @p path with permissions @p mode: the
+     *  router makes its ControlServer and owns it. Open it with open(). */
+    RequestRouter(const QString &path, int mode, const WireForm &form = WireForm::standard(),
+                  QObject *parent = nullptr);
+
+    /** Opens the server's object; on failure says why in *error. */
+    bool open(QString *error);
 
     ControlServer *server() const { return m_server; }
     const WireForm &form() const { return m_form; }
@@ -147,6 +174,7 @@ private:
     };
 
     static bool fits(const QVariant &dat, Shape shape);
+    void follow();
 
     ControlServer *m_server;
     WireForm m_form;

@@ -1,6 +1,9 @@
 #ifndef OMDEVICE_SERVICEMODULE_H
 #define OMDEVICE_SERVICEMODULE_H
 
+#include "common/registry.h"
+
+#include <QLoggingCategory>
 #include <QMap>
 #include <QObject>
 #include <QString>
@@ -43,18 +46,9 @@ struct ModuleInfo
     std::function<ServiceModule *(const DeviceContext &, QObject *)> create;
 };
 
-class ModuleRegistry
-{
-public:
-    static void add(const ModuleInfo &info);
-    /** All modules, sorted by name. */
-    static QList<ModuleInfo> all();
-};
-
-struct ModuleRegistrar
-{
-    explicit ModuleRegistrar(const ModuleInfo &info) { ModuleRegistry::add(info); }
-};
+/** The modules of omdeviced; all() gives them sorted by name. */
+using ModuleRegistry = Registry<ModuleInfo>;
+using ModuleRegistrar = ModuleRegistry::Registrar;
 
 } // namespace omdevice
 
@@ -68,5 +62,13 @@ struct ModuleRegistrar
         [](const omdevice::DeviceContext &context, QObject *parent) -> omdevice::ServiceModule * { \
             return new Class(context, parent);                                          \
         }})
+
+/**
+ * Defines the logging category of a part of the device, "om.device.<name>".
+ * Debug messages are off unless omdeviced runs with --verbose (or
+ * QT_LOGGING_RULES turns them on).
+ */
+#define OM_DEVICE_LOGGING_CATEGORY(variable, name)                                                 \
+    Q_LOGGING_CATEGORY(variable, "om.device." name, QtInfoMsg)
 
 #endif

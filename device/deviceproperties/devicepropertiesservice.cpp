@@ -1,24 +1,28 @@
 #include "deviceproperties/devicepropertiesservice.h"
 
+#include "oms/devicepropertiesprotocol_p.h"
+
 #include <QRandomGenerator>
 
 namespace omdevice {
 
 namespace {
 
+namespace protocol = om::devicepropertiesprotocol;
+
 const QString settingPrefix = QStringLiteral("deviceproperties.");
 
 struct Property
 {
-    const char *name;
+    QString name;
     const char *fallback; // null: made once for the device and kept
 };
 
 const Property properties[] = {
-    {"osVersion", "3.1.2.1017"},    {"os", "OM OS"},
-    {"deviceName", "OM Simulator"}, {"modelName", "Simulator"},
-    {"modelNumber", "SIM-100"},     {"hardwareId", "0x0e0f0001"},
-    {"serialNumber", nullptr},
+    {protocol::keyOsVersion(), "3.1.2.1017"},    {protocol::keyOs(), "OM OS"},
+    {protocol::keyDeviceName(), "OM Simulator"}, {protocol::keyModelName(), "Simulator"},
+    {protocol::keyModelNumber(), "SIM-100"},     {protocol::keyHardwareId(), "0x0e0f0001"},
+    {protocol::keySerialNumber(), nullptr},
 };
 
 QString madeSerialNumber()
@@ -31,7 +35,7 @@ QString madeSerialNumber()
 DevicePropertiesService::DevicePropertiesService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent), m_context(context),
       m_store(context.dataDirectory, QStringLiteral("deviceproperties")),
-      m_publisher(new StatePublisher(QString::fromLatin1(Path), 0644, this))
+      m_publisher(new StatePublisher(protocol::path(), 0644, this))
 {
 }
 
@@ -40,7 +44,7 @@ bool DevicePropertiesService::start(QString *error)
     const QVariantMap saved = m_store.load();
     QVariantMap values;
     for (const Property &property : properties) {
-        const QString name = QLatin1String(property.name);
+        const QString &name = property.name;
         QString value = saved.value(name).toString();
         if (!saved.contains(name))
             value = property.fallback ? QString::fromLatin1(property.fallback) : madeSerialNumber();
@@ -62,8 +66,7 @@ bool DevicePropertiesService::start(QString *error)
     if (!m_publisher->open(error))
         return false;
     if (!m_publisher->publish(values)) {
-        *error =
-            QStringLiteral("%1: cannot publish the device properties").arg(QLatin1String(Path));
+        *error = QStringLiteral("%1: cannot publish the device properties").arg(protocol::path());
         return false;
     }
     return true;

@@ -9,7 +9,7 @@ namespace omdevice {
 
 /**
  * Publishes the device's properties (OS version, name, model, hardware id,
- * serial number) on "/pps/services/deviceproperties". Each can be set with
+ * serial number) on the device properties object. Each can be set with
  * --set deviceproperties.<name>=<value>; what was set stays for later
  * starts.
  */
@@ -17,8 +17,6 @@ class DevicePropertiesService : public ServiceModule
 {
     Q_OBJECT
 public:
-    static constexpr const char *Path = "/pps/services/deviceproperties";
-
     DevicePropertiesService(const DeviceContext &context, QObject *parent);
     bool start(QString *error) override;
 

@@ -1,38 +1,42 @@
 #include "invoke/invocation.h"
 
+#include "invoke/invokeprotocol_p.h"
+
 namespace omdevice {
+
+namespace protocol = om::system::invokeprotocol;
 
 QVariantMap Invocation::toVariant(int maxData) const
 {
     const QByteArray kept = maxData >= 0 ? data.left(maxData) : data;
     return {
-        {QStringLiteral("time"), time},
-        {QStringLiteral("sender"), sender},
-        {QStringLiteral("action"), action},
-        {QStringLiteral("mimeType"), mimeType},
-        {QStringLiteral("uri"), uri},
-        {QStringLiteral("data"), QString::fromLatin1(kept.toBase64())},
-        {QStringLiteral("dataSize"), data.size()},
-        {QStringLiteral("requestedTarget"), requestedTarget},
-        {QStringLiteral("target"), target},
-        {QStringLiteral("error"), error},
-        {QStringLiteral("errorText"), errorText},
+        {protocol::keyTime(), time},
+        {protocol::keySender(), sender},
+        {protocol::keyAction(), action},
+        {protocol::keyMimeType(), mimeType},
+        {protocol::keyUri(), uri},
+        {protocol::keyData(), QString::fromLatin1(kept.toBase64())},
+        {protocol::keyDataSize(), data.size()},
+        {protocol::keyRequestedTarget(), requestedTarget},
+        {protocol::keyTarget(), target},
+        {protocol::keyRecordError(), error},
+        {protocol::keyRecordErrorText(), errorText},
     };
 }
 
 Invocation Invocation::fromVariant(const QVariantMap &map)
 {
     Invocation invocation;
-    invocation.time = map.value(QStringLiteral("time")).toLongLong();
-    invocation.sender = map.value(QStringLiteral("sender")).toString();
-    invocation.action = map.value(QStringLiteral("action")).toString();
-    invocation.mimeType = map.value(QStringLiteral("mimeType")).toString();
-    invocation.uri = map.value(QStringLiteral("uri")).toString();
-    invocation.data = QByteArray::fromBase64(map.value(QStringLiteral("data")).toString().toLatin1());
-    invocation.requestedTarget = map.value(QStringLiteral("requestedTarget")).toString();
-    invocation.target = map.value(QStringLiteral("target")).toString();
-    invocation.error = map.value(QStringLiteral("error")).toInt();
-    invocation.errorText = map.value(QStringLiteral("errorText")).toString();
+    invocation.time = map.value(protocol::keyTime()).toLongLong();
+    invocation.sender = map.value(protocol::keySender()).toString();
+    invocation.action = map.value(protocol::keyAction()).toString();
+    invocation.mimeType = map.value(protocol::keyMimeType()).toString();
+    invocation.uri = map.value(protocol::keyUri()).toString();
+    invocation.data = QByteArray::fromBase64(map.value(protocol::keyData()).toString().toLatin1());
+    invocation.requestedTarget = map.value(protocol::keyRequestedTarget()).toString();
+    invocation.target = map.value(protocol::keyTarget()).toString();
+    invocation.error = map.value(protocol::keyRecordError()).toInt();
+    invocation.errorText = map.value(protocol::keyRecordErrorText()).toString();
     return invocation;
 }
 

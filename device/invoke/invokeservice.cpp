@@ -1,5 +1,6 @@
 #include "invoke/invokeservice.h"
 
+#include "control/controlprotocol_p.h"
 #include "invoke/invokeprotocol_p.h"
 
 #include <om/ppsobject.h>
@@ -8,6 +9,8 @@
 #include <QDateTime>
 
 namespace omdevice {
+
+OM_DEVICE_LOGGING_CATEGORY(lcInvoke, "invoke");
 
 namespace protocol = om::system::invokeprotocol;
 using om::system::InvokeReply;
@@ -19,21 +22,49 @@ namespace {
 constexpr int ListedDataBytes = 4096;
 constexpr int ListingBudget = om::PpsObject::MaxMessageSize - 4096;
 
-QVariantMap envelope(const QVariantMap &request, const QString &res)
+// The user side's form: the standard one, with the service's own words
+// for a message it does not know.
+WireForm userSideForm()
 {
-    QVariantMap reply;
-    reply.insert(QStringLiteral("res"), res);
-    if (request.contains(QStringLiteral("id")))
-        reply.insert(QStringLiteral("id"), request.value(QStringLiteral("id")));
-    return reply;
+    WireForm form = WireForm::standard();
+    form.unknown = [](const Request &request) {
+        return Failure(0, QStringLiteral("unknown message \"%1\"").arg(request.msg()));
+    };
+    return form;
 }
 
 } // namespace
 
+WireForm InvokeService::wireForm()
+{
+    WireForm form = WireForm::standard();
+    form.failure = [](const Request &request, const Failure &failure) {
+        QVariantMap reply = WireForm::envelope(request);
+        // Nothing of an undecodable message is known; it can only have
+        // been an invocation.
+        if (request.message().isEmpty())
+            reply.insert(om::controlprotocol::keyRes(), protocol::invokeMessage());
+        reply.insert(protocol::keyError(), failure.code);
+        reply.insert(protocol::keyErrorText(), failure.text);
+        return reply;
+    };
+    form.malformed =
+        Failure(InvokeReply::BadRequest, QStringLiteral("the request cannot be decoded"));
+    form.unknown = [](const Request &request) {
+        return Failure(InvokeReply::BadRequest,
+                       QStringLiteral("unknown message \"%1\"").arg(request.msg()));
+    };
+    form.badShape = [](const Request &, Shape) {
+        return Failure(InvokeReply::BadRequest,
+                       QStringLiteral("the request has no \"dat\" object"));
+    };
+    return form;
+}
+
 InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent),
-      m_control(new ControlServer(protocol::controlPath(), 0666, this)),
-      m_simulator(new ControlServer(QStringLiteral("/pps/simulator/invoke"), 0600, this)),
+      m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, userSideForm(), this)),
       m_store(context.dataDirectory, QStringLiteral("invoke")),
       m_history(context.setting(QStringLiteral("invoke.history")).toInt()),
       m_maps(context.dataDirectory)
@@ -50,46 +81,30 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
     for (InvokeTarget *target : TargetRegistry::offered())
         m_targets.add(target);
 
-    connect(m_control, &ControlServer::message, this, &InvokeService::onRequest);
-    connect(m_control, &ControlServer::undecodable, this, [this](int clientId) {
-        QVariantMap reply = envelope(QVariantMap(), protocol::invokeMessage());
-        reply.insert(protocol::keyError(), int(InvokeReply::BadRequest));
-        reply.insert(protocol::keyErrorText(), QStringLiteral("the request cannot be decoded"));
-        m_control->reply(clientId, reply);
+    m_control->add(protocol::invokeMessage(), Shape::Map, [this](const Request &r) { invoke(r); });
+    m_userSide->add({
+        {protocol::invocationsMessage(), Shape::OptionalMap, [this](const Request &r) { list(r); }},
+        {protocol::clearMessage(), Shape::Any, [this](const Request &r) { clear(r); }},
+        {protocol::targetsMessage(), Shape::Any, [this](const Request &r) { listTargets(r); }},
+        {protocol::mapsMessage(), Shape::Any,
+         [this](const Request &r) { m_userSide->answer(r, m_maps.shown()); }},
     });
-    connect(m_simulator, &ControlServer::message, this, &InvokeService::onSimulatorRequest);
 }
 
 InvokeService::~InvokeService() = default;
 
 bool InvokeService::start(QString *error)
 {
-    return m_control->open(error) && m_simulator->open(error);
+    return m_control->open(error) && m_userSide->open(error);
 }
 
-void InvokeService::onRequest(int clientId, const QVariantMap &request)
+void InvokeService::invoke(const Request &request)
 {
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    QVariantMap reply = envelope(request, msg);
-    auto refuse = [&](int code, const QString &text) {
-        reply.insert(protocol::keyError(), code);
-        reply.insert(protocol::keyErrorText(), text);
-        m_control->reply(clientId, reply);
-    };
-    if (msg != protocol::invokeMessage()) {
-        refuse(InvokeReply::BadRequest, QStringLiteral("unknown message \"%1\"").arg(msg));
-        return;
-    }
-    if (request.value(QStringLiteral("dat")).userType() != QMetaType::QVariantMap) {
-        refuse(InvokeReply::BadRequest, QStringLiteral("the request has no \"dat\" object"));
-        return;
-    }
     om::system::InvokeRequest decoded;
     Invocation invocation;
     QString reason;
-    if (!protocol::decodeRequest(request.value(QStringLiteral("dat")).toMap(), &decoded,
-                                 &invocation.sender, &reason)) {
-        refuse(InvokeReply::BadRequest, reason);
+    if (!protocol::decodeRequest(request.map(), &decoded, &invocation.sender, &reason)) {
+        m_control->fail(request, InvokeReply::BadRequest, reason);
         return;
     }
     invocation.time = QDateTime::currentMSecsSinceEpoch();
@@ -104,12 +119,11 @@ void InvokeService::onRequest(int clientId, const QVariantMap &request)
         invocation.target = target->name();
     record(invocation);
     if (!target) {
-        refuse(invocation.error, invocation.errorText);
+        m_control->fail(request, invocation.error, invocation.errorText);
         return;
     }
     target->take(invocation);
-    reply.insert(QStringLiteral("dat"), QVariantMap{{protocol::keyTarget(), target->name()}});
-    m_control->reply(clientId, reply);
+    m_control->answer(request, QVariantMap{{protocol::keyTarget(), target->name()}});
 }
 
 void InvokeService::record(const Invocation &invocation)
@@ -125,56 +139,46 @@ void InvokeService::save()
     QVariantList stored;
     for (const Invocation &invocation : qAsConst(m_invocations))
         stored.append(invocation.toVariant());
-    QString error;
-    if (!m_store.save({{QStringLiteral("invocations"), stored}}, &error))
-        qWarning("omdeviced: invoke: cannot save %s: %s", qPrintable(m_store.fileName()),
-                 qPrintable(error));
+    m_store.save({{QStringLiteral("invocations"), stored}}, lcInvoke());
 }
 
-void InvokeService::onSimulatorRequest(int clientId, const QVariantMap &request)
+void InvokeService::list(const Request &request)
 {
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    QVariantMap reply = envelope(request, msg);
-    const QVariantMap dat = request.value(QStringLiteral("dat")).toMap();
-    QVariantMap answer;
-    if (msg == QLatin1String("invocations")) {
-        // Newest first until the answer would not fit in one message.
-        const int last = dat.contains(QStringLiteral("last"))
-                             ? dat.value(QStringLiteral("last")).toInt()
-                             : m_invocations.size();
-        QVariantList listed;
-        int size = 0;
-        for (int i = m_invocations.size() - 1; i >= 0 && listed.size() < last; --i) {
-            const QVariantMap entry = m_invocations.at(i).toVariant(ListedDataBytes);
-            const int entrySize = om::PpsObject::encode({{QStringLiteral("x"), entry}}).size();
-            if (size + entrySize > ListingBudget)
-                break;
-            size += entrySize;
-            listed.prepend(entry);
-        }
-        answer.insert(QStringLiteral("invocations"), listed);
-        answer.insert(QStringLiteral("total"), m_invocations.size());
-    } else if (msg == QLatin1String("clear")) {
-        answer.insert(QStringLiteral("cleared"), m_invocations.size());
-        m_invocations.clear();
-        save();
-    } else if (msg == QLatin1String("targets")) {
-        QVariantList targets;
-        for (const InvokeTarget *target : m_targets.targets()) {
-            targets.append(QVariantMap{{QStringLiteral("name"), target->name()},
-                                       {QStringLiteral("actions"), target->actions()},
-                                       {QStringLiteral("mimeTypes"), target->mimeTypes()}});
-        }
-        answer.insert(QStringLiteral("targets"), targets);
-    } else if (msg == QLatin1String("maps")) {
-        answer = m_maps.shown();
-    } else {
-        reply.insert(QStringLiteral("err"), QStringLiteral("unknown message \"%1\"").arg(msg));
-        m_simulator->reply(clientId, reply);
-        return;
+    // Newest first until the answer would not fit in one message.
+    const QVariantMap dat = request.map();
+    const int last = dat.contains(protocol::keyLast()) ? dat.value(protocol::keyLast()).toInt()
+                                                       : m_invocations.size();
+    QVariantList listed;
+    int size = 0;
+    for (int i = m_invocations.size() - 1; i >= 0 && listed.size() < last; --i) {
+        const QVariantMap entry = m_invocations.at(i).toVariant(ListedDataBytes);
+        const int entrySize = om::PpsObject::encode({{QStringLiteral("x"), entry}}).size();
+        if (size + entrySize > ListingBudget)
+            break;
+        size += entrySize;
+        listed.prepend(entry);
     }
-    reply.insert(QStringLiteral("dat"), answer);
-    m_simulator->reply(clientId, reply);
+    m_userSide->answer(request, QVariantMap{{protocol::keyInvocations(), listed},
+                                            {protocol::keyTotal(), m_invocations.size()}});
+}
+
+void InvokeService::clear(const Request &request)
+{
+    const int cleared = m_invocations.size();
+    m_invocations.clear();
+    save();
+    m_userSide->answer(request, QVariantMap{{protocol::keyCleared(), cleared}});
+}
+
+void InvokeService::listTargets(const Request &request)
+{
+    QVariantList targets;
+    for (const InvokeTarget *target : m_targets.targets()) {
+        targets.append(QVariantMap{{protocol::keyName(), target->name()},
+                                   {protocol::keyActions(), target->actions()},
+                                   {protocol::keyMimeTypes(), target->mimeTypes()}});
+    }
+    m_userSide->answer(request, QVariantMap{{protocol::keyTargets(), targets}});
 }
 
 OM_DEVICE_MODULE(InvokeService, "invoke",

@@ -1,26 +1,28 @@
 #ifndef OMDEVICE_INVOKESERVICE_H
 #define OMDEVICE_INVOKESERVICE_H
 
-#include "common/controlserver.h"
 #include "common/datastore.h"
+#include "common/requestrouter.h"
 #include "common/servicemodule.h"
 #include "invoke/invocation.h"
 #include "invoke/mapsapplication.h"
 #include "invoke/targetregistry.h"
 
 #include <QList>
+#include <QLoggingCategory>
 
 namespace omdevice {
 
+Q_DECLARE_LOGGING_CATEGORY(lcInvoke)
+
 /**
- * The invocation service. Applications write "invoke" requests to
- * "/pps/services/invoke/control"; each is routed to a target of the
- * registry and answered with the error code (0 when a target took it).
- * The recent invocations are kept, also across restarts.
+ * The invocation service. Applications write "invoke" requests to its
+ * control object; each is routed to a target of the registry and answered
+ * with the target's name, or refused with an error code. The recent
+ * invocations are kept, also across restarts.
  *
- * The user's side, "/pps/simulator/invoke" (owner only), answers
- * "invocations" (dat: "last", how many), "clear", "targets" and "maps"
- * (what the maps application shows).
+ * The user's side (owner only) answers "invocations" (dat: "last", how
+ * many), "clear", "targets" and "maps" (what the maps application shows).
  */
 class InvokeService : public ServiceModule
 {
@@ -36,14 +38,20 @@ public:
     QList<Invocation> invocations() const { return m_invocations; }
     const MapsApplication &maps() const { return m_maps; }
 
+    /** How the control object answers: "res", "id" and "dat"; a refusal
+     *  has the failure's code in "err" and its text in "errstr". */
+    static WireForm wireForm();
+
 private:
-    void onRequest(int clientId, const QVariantMap &request);
-    void onSimulatorRequest(int clientId, const QVariantMap &request);
+    void invoke(const Request &request);
+    void list(const Request &request);
+    void clear(const Request &request);
+    void listTargets(const Request &request);
     void record(const Invocation &invocation);
     void save();
 
-    ControlServer *m_control;
-    ControlServer *m_simulator;
+    RequestRouter *m_control;
+    RequestRouter *m_userSide;
     DataStore m_store;
     int m_history;
     QList<Invocation> m_invocations; // oldest first

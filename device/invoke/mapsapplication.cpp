@@ -1,5 +1,7 @@
 #include "invoke/mapsapplication.h"
 
+#include "invoke/invokeservice.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -366,10 +368,7 @@ void MapsApplication::take(const Invocation &invocation)
     shown.insert(QStringLiteral("time"), invocation.time);
     shown.insert(QStringLiteral("size"), invocation.data.size());
     m_shown = shown;
-    QString error;
-    if (!m_store.save(m_shown, &error))
-        qWarning("omdeviced: maps: cannot save %s: %s", qPrintable(m_store.fileName()),
-                 qPrintable(error));
+    m_store.save(m_shown, lcInvoke());
 }
 
 } // namespace omdevice

@@ -1,146 +1,160 @@
 #include "navigator/navigatorservice.h"
 
+#include "control/controlprotocol_p.h"
+#include "oms/navigatorprotocol_p.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QUuid>
 
 #include <cerrno>
-#include <cstdio>
 
 namespace omdevice {
 
+OM_DEVICE_LOGGING_CATEGORY(lcNavigator, "navigator");
+
 namespace {
 
-const QStringList lockStates = {
-    QStringLiteral("notLocked"),
-    QStringLiteral("screenLocked"),
-    QStringLiteral("passwordLocked"),
-    QStringLiteral("pinBlocked"),
-};
+namespace protocol = om::navigatorprotocol;
+
+const QStringList lockStates = protocol::lockStates();
 
 // An application's image is copied into the device; beyond this size the
 // navigator refuses it rather than fill the device.
 constexpr qint64 MaxImageSize = 32 * 1024 * 1024;
 
+// The keys of the navigator's saved state.
 const QString keyLockState = QStringLiteral("lockState");
 const QString keyBedsideMode = QStringLiteral("bedsideMode");
 const QString keyWallpaperLocked = QStringLiteral("wallpaperLocked");
 const QString keyWallpaper = QStringLiteral("wallpaper");
 const QString keyShortcuts = QStringLiteral("shortcuts");
 const QString keyBadges = QStringLiteral("badges");
-
-// "res" and "id" of an answer, as far as the request had them.
-QVariantMap envelope(const QVariantMap &request)
-{
-    QVariantMap reply;
-    const QVariant msg = request.value(QStringLiteral("msg"));
-    reply.insert(QStringLiteral("res"), msg.isValid() ? msg : QString());
-    const QVariant id = request.value(QStringLiteral("id"));
-    if (id.isValid())
-        reply.insert(QStringLiteral("id"), id);
-    return reply;
-}
+const QString keySource = QStringLiteral("source");
+const QString keyStored = QStringLiteral("stored");
+const QString keyStoredIcon = QStringLiteral("storedIcon");
 
 } // namespace
+
+WireForm NavigatorService::wireForm()
+{
+    WireForm form = WireForm::standard();
+    form.answer = &WireForm::answerWithoutEmptyDat;
+    form.failure = [](const Request &request, const Failure &failure) {
+        QVariantMap reply = WireForm::envelope(request);
+        reply.insert(om::controlprotocol::keyErr(), failure.text);
+        reply.insert(protocol::keyErrno(), failure.code);
+        return reply;
+    };
+    form.malformed = {EBADMSG, QStringLiteral("malformed message"), {}};
+    form.unknown = [](const Request &request) {
+        return Failure{ENOTSUP,
+                       request.msg().isEmpty()
+                           ? QStringLiteral("a request needs \"msg\"")
+                           : QStringLiteral("unknown message: %1").arg(request.msg()),
+                       {}};
+    };
+    return form;
+}
+
+WireForm NavigatorService::applicationWireForm()
+{
+    // Applications send some messages without an id and want no answer to
+    // them; an unknown one of those is let be.
+    WireForm form = wireForm();
+    form.answerUnknownWithoutId = false;
+    return form;
+}
+
+RequestRouter::Route NavigatorService::route(RequestRouter *router, const QString &msg,
+                                             const Operation &operation)
+{
+    return {msg, Shape::Any, [router, operation](const Request &request) {
+                Failure failure;
+                if (operation(request.map(), &failure))
+                    router->answer(request);
+                else
+                    router->fail(request, failure);
+            }};
+}
 
 NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent), m_context(context),
       m_store(context.dataDirectory, QStringLiteral("navigator")),
-      m_state(new StatePublisher(QString::fromLatin1(StatePath), 0644, this)),
-      m_control(new ControlServer(QString::fromLatin1(ControlPath), 0666, this)),
-      m_simulator(new ControlServer(QString::fromLatin1(SimulatorPath), 0600, this))
+      m_state(new StatePublisher(protocol::statePath(), 0644, this)),
+      m_control(new RequestRouter(protocol::controlPath(), 0666, applicationWireForm(), this)),
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this))
 {
-    connect(m_control, &ControlServer::message, this, &NavigatorService::onControlMessage);
-    connect(m_control, &ControlServer::clientClosed, this,
+    using namespace std::placeholders;
+    RequestRouter *control = m_control;
+    control->add({
+        route(control, protocol::setWallpaperMessage(),
+              std::bind(&NavigatorService::setWallpaper, this, _1, _2)),
+        route(control, protocol::addShortcutMessage(),
+              std::bind(&NavigatorService::addShortcut, this, _1, _2)),
+        route(control, protocol::setBadgeMessage(),
+              std::bind(&NavigatorService::setBadge, this, _1, true, _2)),
+        route(control, protocol::clearBadgeMessage(),
+              std::bind(&NavigatorService::setBadge, this, _1, false, _2)),
+        {protocol::requestEventsMessage(), Shape::Any,
+         [this](const Request &request) {
+             m_eventClients.insert(request.clientId());
+             m_control->answer(request);
+         }},
+        {protocol::setClosePromptMessage(), Shape::Any,
+         [this](const Request &request) {
+             const QVariantMap dat = request.map();
+             QVariantMap prompt;
+             for (const QString &key :
+                  {protocol::keyApp(), protocol::keyTitle(), protocol::keyMessage()})
+                 prompt.insert(key, dat.value(key).toString());
+             m_closePrompts.insert(request.clientId(), prompt);
+             m_control->answer(request);
+         }},
+        {protocol::clearClosePromptMessage(), Shape::Any,
+         [this](const Request &request) {
+             m_closePrompts.remove(request.clientId());
+             m_control->answer(request);
+         }},
+    });
+    connect(m_control->server(), &ControlServer::clientClosed, this,
             &NavigatorService::onControlClientClosed);
-    connect(m_simulator, &ControlServer::message, this, &NavigatorService::onSimulatorMessage);
-    const auto malformed = [this](ControlServer *server, int clientId) {
-        refuse(server, clientId, QVariantMap(), {EBADMSG, QStringLiteral("malformed message")});
-    };
-    connect(m_control, &ControlServer::undecodable, this,
-            [this, malformed](int clientId) { malformed(m_control, clientId); });
-    connect(m_simulator, &ControlServer::undecodable, this,
-            [this, malformed](int clientId) { malformed(m_simulator, clientId); });
+
+    RequestRouter *user = m_userSide;
+    user->add({
+        route(user, protocol::setLockStateMessage(),
+              std::bind(&NavigatorService::setLockState, this, _1, _2)),
+        route(user, protocol::setBedsideModeMessage(),
+              std::bind(&NavigatorService::setFlag, this, keyBedsideMode, _1, _2)),
+        route(user, protocol::setWallpaperLockMessage(),
+              std::bind(&NavigatorService::setFlag, this, keyWallpaperLocked, _1, _2)),
+        {protocol::homeMessage(), Shape::Any,
+         [this](const Request &request) { m_userSide->answer(request, home()); }},
+    });
 }
 
 bool NavigatorService::start(QString *error)
 {
     m_data = m_store.load();
     if (!lockStates.contains(m_data.value(keyLockState).toString()))
-        m_data.insert(keyLockState, QStringLiteral("notLocked"));
+        m_data.insert(keyLockState, lockStates.first());
     m_data.insert(keyBedsideMode, m_data.value(keyBedsideMode).toBool());
     m_data.insert(keyWallpaperLocked, m_data.value(keyWallpaperLocked).toBool());
 
     if (!m_state->open(error))
         return false;
     publishState();
-    return m_control->open(error) && m_simulator->open(error);
+    return m_control->open(error) && m_userSide->open(error);
 }
 
 void NavigatorService::publishState()
 {
     QVariantMap state;
-    state.insert(QStringLiteral("isDeviceLocked"), m_data.value(keyLockState));
-    state.insert(QStringLiteral("bedsideMode"), m_data.value(keyBedsideMode).toBool());
-    state.insert(QStringLiteral("isWallpaperLocked"), m_data.value(keyWallpaperLocked).toBool());
+    state.insert(protocol::keyDeviceLocked(), m_data.value(keyLockState));
+    state.insert(protocol::keyBedsideMode(), m_data.value(keyBedsideMode).toBool());
+    state.insert(protocol::keyWallpaperLocked(), m_data.value(keyWallpaperLocked).toBool());
     m_state->publish(state);
-}
-
-void NavigatorService::answer(ControlServer *server, int clientId, const QVariantMap &request,
-                              const QVariantMap &dat)
-{
-    QVariantMap reply = envelope(request);
-    if (!dat.isEmpty())
-        reply.insert(QStringLiteral("dat"), dat);
-    server->reply(clientId, reply);
-}
-
-void NavigatorService::refuse(ControlServer *server, int clientId, const QVariantMap &request,
-                              const Refusal &refusal)
-{
-    QVariantMap reply = envelope(request);
-    reply.insert(QStringLiteral("err"), refusal.text);
-    reply.insert(QStringLiteral("errno"), refusal.error);
-    server->reply(clientId, reply);
-}
-
-void NavigatorService::onControlMessage(int clientId, const QVariantMap &request)
-{
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    const QVariantMap dat = request.value(QStringLiteral("dat")).toMap();
-    Refusal refusal;
-    bool ok = true;
-    if (msg == QLatin1String("setWallpaper")) {
-        ok = setWallpaper(dat, &refusal);
-    } else if (msg == QLatin1String("addShortcut")) {
-        ok = addShortcut(dat, &refusal);
-    } else if (msg == QLatin1String("requestEvents")) {
-        m_eventClients.insert(clientId);
-    } else if (msg == QLatin1String("setBadge")) {
-        ok = setBadge(dat, true, &refusal);
-    } else if (msg == QLatin1String("clearBadge")) {
-        ok = setBadge(dat, false, &refusal);
-    } else if (msg == QLatin1String("setClosePrompt")) {
-        QVariantMap prompt;
-        prompt.insert(QStringLiteral("app"), dat.value(QStringLiteral("app")).toString());
-        prompt.insert(QStringLiteral("title"), dat.value(QStringLiteral("title")).toString());
-        prompt.insert(QStringLiteral("message"), dat.value(QStringLiteral("message")).toString());
-        m_closePrompts.insert(clientId, prompt);
-    } else if (msg == QLatin1String("clearClosePrompt")) {
-        m_closePrompts.remove(clientId);
-    } else {
-        // A message without an id wants no answer.
-        if (!request.contains(QStringLiteral("id")))
-            return;
-        ok = false;
-        refusal = {ENOTSUP, msg.isEmpty() ? QStringLiteral("a request needs \"msg\"")
-                                          : QStringLiteral("unknown message: %1").arg(msg)};
-    }
-    if (ok)
-        answer(m_control, clientId, request);
-    else
-        refuse(m_control, clientId, request, refusal);
 }
 
 void NavigatorService::onControlClientClosed(int clientId)
@@ -149,37 +163,12 @@ void NavigatorService::onControlClientClosed(int clientId)
     m_closePrompts.remove(clientId);
 }
 
-void NavigatorService::onSimulatorMessage(int clientId, const QVariantMap &request)
-{
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    const QVariantMap dat = request.value(QStringLiteral("dat")).toMap();
-    Refusal refusal;
-    bool ok;
-    if (msg == QLatin1String("setLockState")) {
-        ok = setLockState(dat, &refusal);
-    } else if (msg == QLatin1String("setBedsideMode")) {
-        ok = setFlag(keyBedsideMode, dat, &refusal);
-    } else if (msg == QLatin1String("setWallpaperLock")) {
-        ok = setFlag(keyWallpaperLocked, dat, &refusal);
-    } else if (msg == QLatin1String("home")) {
-        answer(m_simulator, clientId, request, home());
-        return;
-    } else {
-        ok = false;
-        refusal = {ENOTSUP, QStringLiteral("unknown message: %1").arg(msg)};
-    }
-    if (ok)
-        answer(m_simulator, clientId, request);
-    else
-        refuse(m_simulator, clientId, request, refusal);
-}
-
-bool NavigatorService::commit(const QVariantMap &data, Refusal *refusal)
+bool NavigatorService::commit(const QVariantMap &data, Failure *failure)
 {
     QString error;
     if (!m_store.save(data, &error)) {
-        *refusal = {EIO, QStringLiteral("the navigator cannot save its state: %1").arg(error)};
-        std::fprintf(stderr, "omdeviced: navigator: %s\n", qPrintable(refusal->text));
+        *failure = {EIO, QStringLiteral("the navigator cannot save its state: %1").arg(error)};
+        qCWarning(lcNavigator).noquote() << failure->text;
         return false;
     }
     m_data = data;
@@ -187,28 +176,28 @@ bool NavigatorService::commit(const QVariantMap &data, Refusal *refusal)
 }
 
 bool NavigatorService::storeImage(const QString &path, const QString &name, QString *stored,
-                                  Refusal *refusal)
+                                  Failure *failure)
 {
     const QFileInfo file(path);
     if (path.isEmpty()) {
-        *refusal = {EINVAL, QStringLiteral("no image file given")};
+        *failure = {EINVAL, QStringLiteral("no image file given")};
         return false;
     }
     if (!file.exists()) {
-        *refusal = {ENOENT, QStringLiteral("no such file: %1").arg(path)};
+        *failure = {ENOENT, QStringLiteral("no such file: %1").arg(path)};
         return false;
     }
     if (!file.isFile()) {
-        *refusal = {EISDIR, QStringLiteral("not a file: %1").arg(path)};
+        *failure = {EISDIR, QStringLiteral("not a file: %1").arg(path)};
         return false;
     }
     if (file.size() > MaxImageSize) {
-        *refusal = {EFBIG, QStringLiteral("image larger than 32 MiB: %1").arg(path)};
+        *failure = {EFBIG, QStringLiteral("image larger than 32 MiB: %1").arg(path)};
         return false;
     }
     QFile source(path);
     if (!source.open(QIODevice::ReadOnly)) {
-        *refusal = {EACCES, QStringLiteral("cannot read %1").arg(path)};
+        *failure = {EACCES, QStringLiteral("cannot read %1").arg(path)};
         return false;
     }
     const QString directory = m_context.dataDirectory + QLatin1String("/navigator");
@@ -218,31 +207,30 @@ bool NavigatorService::storeImage(const QString &path, const QString &name, QStr
     if (!file.suffix().isEmpty())
         target += QLatin1Char('.') + file.suffix();
     if (!source.copy(target)) {
-        *refusal = {EIO, QStringLiteral("cannot store %1: %2").arg(path, source.errorString())};
+        *failure = {EIO, QStringLiteral("cannot store %1: %2").arg(path, source.errorString())};
         return false;
     }
     *stored = target;
     return true;
 }
 
-bool NavigatorService::setWallpaper(const QVariantMap &dat, Refusal *refusal)
+bool NavigatorService::setWallpaper(const QVariantMap &dat, Failure *failure)
 {
     if (m_data.value(keyWallpaperLocked).toBool()) {
-        *refusal = {EPERM, QStringLiteral("the wallpaper is locked")};
+        *failure = {EPERM, QStringLiteral("the wallpaper is locked")};
         return false;
     }
-    const QString path = dat.value(QStringLiteral("path")).toString();
+    const QString path = dat.value(protocol::keyPath()).toString();
     QString stored;
-    if (!storeImage(path, QStringLiteral("wallpaper"), &stored, refusal))
+    if (!storeImage(path, QStringLiteral("wallpaper"), &stored, failure))
         return false;
-    const QString previous =
-        m_data.value(keyWallpaper).toMap().value(QStringLiteral("stored")).toString();
+    const QString previous = m_data.value(keyWallpaper).toMap().value(keyStored).toString();
     QVariantMap wallpaper;
-    wallpaper.insert(QStringLiteral("source"), path);
-    wallpaper.insert(QStringLiteral("stored"), stored);
+    wallpaper.insert(keySource, path);
+    wallpaper.insert(keyStored, stored);
     QVariantMap next = m_data;
     next.insert(keyWallpaper, wallpaper);
-    if (!commit(next, refusal)) {
+    if (!commit(next, failure)) {
         QFile::remove(stored);
         return false;
     }
@@ -251,51 +239,53 @@ bool NavigatorService::setWallpaper(const QVariantMap &dat, Refusal *refusal)
     return true;
 }
 
-bool NavigatorService::addShortcut(const QVariantMap &dat, Refusal *refusal)
+bool NavigatorService::addShortcut(const QVariantMap &dat, Failure *failure)
 {
-    const QString icon = dat.value(QStringLiteral("icon")).toString();
-    const QString label = dat.value(QStringLiteral("label")).toString();
-    const QString url = dat.value(QStringLiteral("url")).toString();
+    const QString icon = dat.value(protocol::keyIcon()).toString();
+    const QString label = dat.value(protocol::keyLabel()).toString();
+    const QString url = dat.value(protocol::keyUrl()).toString();
     if (icon.isEmpty() || label.trimmed().isEmpty() || url.isEmpty()) {
-        *refusal = {EINVAL, QStringLiteral("a shortcut needs an icon, a label and a URL")};
+        *failure = {EINVAL, QStringLiteral("a shortcut needs an icon, a label and a URL")};
         return false;
     }
     QVariantList shortcuts = m_data.value(keyShortcuts).toList();
     for (const QVariant &entry : qAsConst(shortcuts)) {
-        if (entry.toMap().value(QStringLiteral("url")).toString() == url) {
-            *refusal = {EEXIST,
+        if (entry.toMap().value(protocol::keyUrl()).toString() == url) {
+            *failure = {EEXIST,
                         QStringLiteral("a shortcut for %1 is already on the home screen").arg(url)};
             return false;
         }
     }
     QString stored;
-    if (!storeImage(icon, QStringLiteral("icon"), &stored, refusal))
+    if (!storeImage(icon, QStringLiteral("icon"), &stored, failure))
         return false;
+    // Kept as the application sent it, with the navigator's copy of the
+    // icon; "home" shows it so.
     QVariantMap shortcut;
-    shortcut.insert(QStringLiteral("icon"), icon);
-    shortcut.insert(QStringLiteral("storedIcon"), stored);
-    shortcut.insert(QStringLiteral("label"), label);
-    shortcut.insert(QStringLiteral("category"), dat.value(QStringLiteral("category")).toString());
-    shortcut.insert(QStringLiteral("url"), url);
+    shortcut.insert(protocol::keyIcon(), icon);
+    shortcut.insert(keyStoredIcon, stored);
+    shortcut.insert(protocol::keyLabel(), label);
+    shortcut.insert(protocol::keyCategory(), dat.value(protocol::keyCategory()).toString());
+    shortcut.insert(protocol::keyUrl(), url);
     shortcuts.append(shortcut);
     QVariantMap next = m_data;
     next.insert(keyShortcuts, shortcuts);
-    if (!commit(next, refusal)) {
+    if (!commit(next, failure)) {
         QFile::remove(stored);
         return false;
     }
     return true;
 }
 
-bool NavigatorService::setBadge(const QVariantMap &dat, bool on, Refusal *refusal)
+bool NavigatorService::setBadge(const QVariantMap &dat, bool on, Failure *failure)
 {
-    const QString app = dat.value(QStringLiteral("app")).toString();
+    const QString app = dat.value(protocol::keyApp()).toString();
     if (app.isEmpty()) {
-        *refusal = {EINVAL, QStringLiteral("a badge needs the application's name")};
+        *failure = {EINVAL, QStringLiteral("a badge needs the application's name")};
         return false;
     }
     QVariantMap badges = m_data.value(keyBadges).toMap();
-    const QString badge = dat.value(QStringLiteral("badge")).toString();
+    const QString badge = dat.value(protocol::keyBadge()).toString();
     if (on && badges.value(app) == badge)
         return true;
     if (on)
@@ -304,14 +294,14 @@ bool NavigatorService::setBadge(const QVariantMap &dat, bool on, Refusal *refusa
         return true;
     QVariantMap next = m_data;
     next.insert(keyBadges, badges);
-    return commit(next, refusal);
+    return commit(next, failure);
 }
 
-bool NavigatorService::setLockState(const QVariantMap &dat, Refusal *refusal)
+bool NavigatorService::setLockState(const QVariantMap &dat, Failure *failure)
 {
-    const QString state = dat.value(QStringLiteral("state")).toString();
+    const QString state = dat.value(protocol::keyState()).toString();
     if (!lockStates.contains(state)) {
-        *refusal = {EINVAL, QStringLiteral("unknown lock state \"%1\"; one of %2")
+        *failure = {EINVAL, QStringLiteral("unknown lock state \"%1\"; one of %2")
                                 .arg(state, lockStates.join(QLatin1String(", ")))};
         return false;
     }
@@ -319,29 +309,30 @@ bool NavigatorService::setLockState(const QVariantMap &dat, Refusal *refusal)
         return true;
     QVariantMap next = m_data;
     next.insert(keyLockState, state);
-    if (!commit(next, refusal))
+    if (!commit(next, failure))
         return false;
     publishState();
+    // Not an answer but an event, to every client that asked for them.
     QVariantMap event;
-    event.insert(QStringLiteral("msg"), QStringLiteral("deviceLockState"));
-    event.insert(QStringLiteral("dat"), state);
+    event.insert(om::controlprotocol::keyMsg(), protocol::deviceLockStateEvent());
+    event.insert(om::controlprotocol::keyDat(), state);
     for (int clientId : qAsConst(m_eventClients))
-        m_control->reply(clientId, event);
+        m_control->server()->reply(clientId, event);
     return true;
 }
 
-bool NavigatorService::setFlag(const QString &key, const QVariantMap &dat, Refusal *refusal)
+bool NavigatorService::setFlag(const QString &key, const QVariantMap &dat, Failure *failure)
 {
-    const QVariant on = dat.value(QStringLiteral("on"));
+    const QVariant on = dat.value(protocol::keyOn());
     if (on.type() != QVariant::Bool) {
-        *refusal = {EINVAL, QStringLiteral("\"on\" must be true or false")};
+        *failure = {EINVAL, QStringLiteral("\"on\" must be true or false")};
         return false;
     }
     if (m_data.value(key).toBool() == on.toBool())
         return true;
     QVariantMap next = m_data;
     next.insert(key, on.toBool());
-    if (!commit(next, refusal))
+    if (!commit(next, failure))
         return false;
     publishState();
     return true;
@@ -351,18 +342,17 @@ QVariantMap NavigatorService::home() const
 {
     QVariantMap dat;
     const QVariantMap wallpaper = m_data.value(keyWallpaper).toMap();
-    dat.insert(QStringLiteral("wallpaper"), wallpaper.value(QStringLiteral("source")).toString());
-    dat.insert(QStringLiteral("wallpaperFile"),
-               wallpaper.value(QStringLiteral("stored")).toString());
-    dat.insert(keyLockState, m_data.value(keyLockState));
-    dat.insert(keyBedsideMode, m_data.value(keyBedsideMode).toBool());
-    dat.insert(keyWallpaperLocked, m_data.value(keyWallpaperLocked).toBool());
-    dat.insert(keyShortcuts, m_data.value(keyShortcuts).toList());
-    dat.insert(keyBadges, m_data.value(keyBadges).toMap());
+    dat.insert(protocol::keyWallpaper(), wallpaper.value(keySource).toString());
+    dat.insert(protocol::keyWallpaperFile(), wallpaper.value(keyStored).toString());
+    dat.insert(protocol::keyLockState(), m_data.value(keyLockState));
+    dat.insert(protocol::keyBedsideMode(), m_data.value(keyBedsideMode).toBool());
+    dat.insert(protocol::keyHomeWallpaperLocked(), m_data.value(keyWallpaperLocked).toBool());
+    dat.insert(protocol::keyShortcuts(), m_data.value(keyShortcuts).toList());
+    dat.insert(protocol::keyBadges(), m_data.value(keyBadges).toMap());
     QVariantList prompts;
     for (const QVariantMap &prompt : m_closePrompts)
         prompts.append(prompt);
-    dat.insert(QStringLiteral("closePrompts"), prompts);
+    dat.insert(protocol::keyClosePrompts(), prompts);
     return dat;
 }
 

@@ -3,6 +3,7 @@
 
 #include "common/controlserver.h"
 #include "common/datastore.h"
+#include "common/requestrouter.h"
 #include "common/servicemodule.h"
 #include "common/statepublisher.h"
 
@@ -13,61 +14,55 @@ namespace omdevice {
 
 /**
  * The navigator. Publishes the device's lock state, bedside mode and
- * wallpaper lock on "/pps/services/navigator/state"; serves applications on
- * "/pps/services/navigator/control" (wallpaper, shortcuts, badges, close
- * prompts, events); serves the user's side on "/pps/simulator/navigator"
- * (changing the lock state, bedside mode and wallpaper lock, and looking at
- * the home screen). Everything but the close prompts and the event clients
- * survives a restart.
+ * wallpaper lock on its state object; serves applications on its control
+ * object (wallpaper, shortcuts, badges, close prompts, events); serves the
+ * user's side (changing the lock state, bedside mode and wallpaper lock,
+ * and looking at the home screen). Everything but the close prompts and
+ * the event clients survives a restart.
  */
 class NavigatorService : public ServiceModule
 {
     Q_OBJECT
 public:
-    static constexpr const char *StatePath = "/pps/services/navigator/state";
-    static constexpr const char *ControlPath = "/pps/services/navigator/control";
-    static constexpr const char *SimulatorPath = "/pps/simulator/navigator";
-
     NavigatorService(const DeviceContext &context, QObject *parent);
     bool start(QString *error) override;
 
-private:
-    struct Refusal
-    {
-        int error = 0;
-        QString text;
-    };
+    /** How the navigator answers: "res", "id", and "dat" only when it
+     *  holds something; a refusal has "err" and the errno value in
+     *  "errno" (the failure's code). */
+    static WireForm wireForm();
 
-    void onControlMessage(int clientId, const QVariantMap &request);
-    void onSimulatorMessage(int clientId, const QVariantMap &request);
+private:
+    static WireForm applicationWireForm();
+    // An operation on the navigator's state: done, or refused with a
+    // failure whose code is an errno value.
+    using Operation = std::function<bool(const QVariantMap &dat, Failure *failure)>;
+    static RequestRouter::Route route(RequestRouter *router, const QString &msg,
+                                      const Operation &operation);
+
     void onControlClientClosed(int clientId);
 
-    bool setWallpaper(const QVariantMap &dat, Refusal *refusal);
-    bool addShortcut(const QVariantMap &dat, Refusal *refusal);
-    bool setBadge(const QVariantMap &dat, bool on, Refusal *refusal);
-    bool setLockState(const QVariantMap &dat, Refusal *refusal);
-    bool setFlag(const QString &key, const QVariantMap &dat, Refusal *refusal);
+    bool setWallpaper(const QVariantMap &dat, Failure *failure);
+    bool addShortcut(const QVariantMap &dat, Failure *failure);
+    bool setBadge(const QVariantMap &dat, bool on, Failure *failure);
+    bool setLockState(const QVariantMap &dat, Failure *failure);
+    bool setFlag(const QString &key, const QVariantMap &dat, Failure *failure);
     QVariantMap home() const;
 
     /** Copies an image that an application named into the device's own
      *  storage, so that it stays when the application's file goes. */
-    bool storeImage(const QString &path, const QString &name, QString *stored, Refusal *refusal);
+    bool storeImage(const QString &path, const QString &name, QString *stored, Failure *failure);
     /** Saves @p data and makes it the state; false (and nothing changed) if
      *  it cannot be saved. */
-    bool commit(const QVariantMap &data, Refusal *refusal);
+    bool commit(const QVariantMap &data, Failure *failure);
     void publishState();
-
-    void answer(ControlServer *server, int clientId, const QVariantMap &request,
-                const QVariantMap &dat = QVariantMap());
-    void refuse(ControlServer *server, int clientId, const QVariantMap &request,
-                const Refusal &refusal);
 
     DeviceContext m_context;
     DataStore m_store;
     QVariantMap m_data;
     StatePublisher *m_state;
-    ControlServer *m_control;
-    ControlServer *m_simulator;
+    RequestRouter *m_control;
+    RequestRouter *m_userSide;
     QSet<int> m_eventClients;
     QHash<int, QVariantMap> m_closePrompts;
 };

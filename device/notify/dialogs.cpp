@@ -1,6 +1,7 @@
 #include "notify/dialogs.h"
 
-#include "notify/inbox.h"
+#include "control/controlprotocol_p.h"
+#include "notify/notifyprotocol_p.h"
 
 #include <QDateTime>
 
@@ -9,10 +10,11 @@
 namespace omdevice {
 
 namespace {
-const QString KeyItemId = QStringLiteral("itemId");
-const QString KeyButtons = QStringLiteral("promptChoices");
-const QString KeyLabel = QStringLiteral("label");
-const QString KeyContext = QStringLiteral("context");
+namespace protocol = om::notifyprotocol;
+const QString KeyItemId = protocol::keyItemId();
+const QString KeyButtons = protocol::keyButtons();
+const QString KeyLabel = protocol::keyButtonLabel();
+const QString KeyContext = protocol::keyButtonContext();
 
 QString withoutBraces(const QString &id)
 {
@@ -25,29 +27,23 @@ QString withoutBraces(const QString &id)
 }
 } // namespace
 
-Dialogs::Dialogs(NotifyService *service) : NotifyPart(service) {}
-
-QStringList Dialogs::messages() const
+Dialogs::Dialogs(NotifyService *service) : NotifyPart(service)
 {
-    // "cancel" reaches this part through the inbox, which tells the two
-    // kinds of "cancel" apart.
-    return {QStringLiteral("alert"), QStringLiteral("update")};
-}
-
-void Dialogs::handle(int clientId, const QVariantMap &request)
-{
-    if (request.value(QStringLiteral("msg")).toString() == QLatin1String("alert"))
-        alert(clientId, request);
-    else
-        update(clientId, request);
+    RequestRouter *router = service->router();
+    router->add({
+        {protocol::alertMessage(), Shape::Map, [this](const Request &r) { alert(r); }},
+        {protocol::updateMessage(), Shape::Any, [this](const Request &r) { update(r); }},
+    });
+    // A dialog's "cancel" carries the dialog's id; an item's never does.
+    router->claim(
+        protocol::cancelMessage(), [](const Request &r) { return r.hasId(); }, Shape::Any,
+        [this](const Request &r) { cancel(r); });
+    connect(service->control(), &ControlServer::clientClosed, this, &Dialogs::clientClosed);
 }
 
 // Why a dialog's content cannot be shown, or a null string if it can.
-QString Dialogs::checkContent(const QVariant &dat)
+QString Dialogs::checkContent(const QVariantMap &content)
 {
-    if (dat.userType() != QMetaType::QVariantMap)
-        return QStringLiteral("without dat");
-    const QVariantMap content = dat.toMap();
     if (content.value(KeyItemId).toString().isEmpty())
         return QStringLiteral("without itemId");
     const QVariantList buttons = content.value(KeyButtons).toList();
@@ -60,45 +56,42 @@ QString Dialogs::checkContent(const QVariant &dat)
     return QString();
 }
 
-void Dialogs::alert(int clientId, const QVariantMap &request)
+void Dialogs::alert(const Request &request)
 {
-    const QVariant dat = request.value(QStringLiteral("dat"));
-    const QString problem = checkContent(dat);
+    const QVariantMap content = request.map();
+    const QString problem = checkContent(content);
     if (!problem.isNull()) {
-        service()->fail(clientId, request, QStringLiteral("alert ") + problem);
+        service()->router()->fail(request, 0, QStringLiteral("alert ") + problem);
         return;
     }
-    const QVariantMap content = dat.toMap();
     const QString itemId = content.value(KeyItemId).toString();
     // Showing a dialog again, from wherever, replaces the one on screen.
     Dialog &dialog = m_dialogs[itemId];
     dialog.itemId = itemId;
-    dialog.clientId = clientId;
-    dialog.application = Inbox::applicationOf(service(), clientId);
+    dialog.clientId = request.clientId();
+    dialog.application = request.package();
     dialog.shown = QDateTime::currentMSecsSinceEpoch();
     dialog.content = content;
-    service()->answer(clientId, request, {{KeyItemId, itemId}});
+    service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});
 }
 
-void Dialogs::update(int clientId, const QVariantMap &request)
+void Dialogs::update(const Request &request)
 {
     // Not answered: the dialog's client takes any message but the answer
     // to its alert and the user's choice for a failure.
-    const QVariant dat = request.value(QStringLiteral("dat"));
-    if (!checkContent(dat).isNull())
+    if (request.dat().userType() != QMetaType::QVariantMap || !checkContent(request.map()).isNull())
         return;
-    const QVariantMap content = dat.toMap();
+    const QVariantMap content = request.map();
     auto it = m_dialogs.find(content.value(KeyItemId).toString());
-    if (it == m_dialogs.end() || it->clientId != clientId)
+    if (it == m_dialogs.end() || it->clientId != request.clientId())
         return;
     it->content = content;
 }
 
-void Dialogs::cancel(int clientId, const QVariantMap &request)
+void Dialogs::cancel(const Request &request)
 {
-    const QString itemId = request.value(QStringLiteral("dat")).toMap().value(KeyItemId).toString();
-    auto it = m_dialogs.find(itemId);
-    if (it != m_dialogs.end() && it->clientId == clientId)
+    auto it = m_dialogs.find(request.map().value(KeyItemId).toString());
+    if (it != m_dialogs.end() && it->clientId == request.clientId())
         m_dialogs.erase(it);
 }
 
@@ -120,9 +113,9 @@ QList<QVariantMap> Dialogs::dialogs() const
     QList<QVariantMap> result;
     for (const Dialog &dialog : qAsConst(list)) {
         result.append({{KeyItemId, dialog.itemId},
-                       {QStringLiteral("application"), dialog.application},
-                       {QStringLiteral("shown"), dialog.shown},
-                       {QStringLiteral("content"), dialog.content}});
+                       {protocol::keyApplication(), dialog.application},
+                       {protocol::keyShown(), dialog.shown},
+                       {protocol::keyContent(), dialog.content}});
     }
     return result;
 }
@@ -182,10 +175,13 @@ bool Dialogs::choose(const QString &dialogName, const QString &buttonName, QVari
 
     const Dialog dialog = *found;
     const QString context = button.value(KeyContext).toString();
+    // Not an answer but a message of the service's own, under the
+    // dialog's id.
     QVariantMap choice;
-    choice.insert(QStringLiteral("msg"), QStringLiteral("choice"));
-    choice.insert(QStringLiteral("id"), dialog.itemId);
-    choice.insert(QStringLiteral("dat"), QVariantMap{{KeyItemId, dialog.itemId}, {KeyContext, context}});
+    choice.insert(om::controlprotocol::keyMsg(), protocol::choiceMessage());
+    choice.insert(om::controlprotocol::keyId(), dialog.itemId);
+    choice.insert(om::controlprotocol::keyDat(),
+                  QVariantMap{{KeyItemId, dialog.itemId}, {KeyContext, context}});
     if (!service()->control()->reply(dialog.clientId, choice)) {
         *error = QStringLiteral("the choice could not be sent to the application");
         return false;
@@ -195,7 +191,5 @@ bool Dialogs::choose(const QString &dialogName, const QString &buttonName, QVari
     *chosen = {{KeyItemId, dialog.itemId}, {KeyContext, context}, {KeyLabel, button.value(KeyLabel)}};
     return true;
 }
-
-OM_NOTIFY_PART(Dialogs, "dialogs");
 
 } // namespace omdevice

@@ -10,23 +10,17 @@ namespace omdevice {
 
 /**
  * The dialogs on screen. "alert" puts one up (answered with "res" "alert"),
- * "update" replaces its content, "cancel" (with the dialog's id) takes it
- * away. When the user chooses a button, the dialog's client gets "msg"
- * "choice" with the dialog's id and "dat" {"itemId", "context"}, and the
- * dialog leaves the screen. A dialog whose client goes away goes too.
+ * "update" replaces its content, "cancel" (with the dialog's id, which an
+ * item's "cancel" never has) takes it away. When the user chooses a
+ * button, the dialog's client gets "msg" "choice" with the dialog's id and
+ * "dat" {"itemId", "context"}, and the dialog leaves the screen. A dialog
+ * whose client goes away goes too.
  */
 class Dialogs : public NotifyPart
 {
     Q_OBJECT
 public:
     explicit Dialogs(NotifyService *service);
-
-    QStringList messages() const override;
-    void handle(int clientId, const QVariantMap &request) override;
-    void clientClosed(int clientId) override;
-
-    /** Takes down the dialog that a "cancel" of @p clientId names. */
-    void cancel(int clientId, const QVariantMap &request);
 
     /** The dialogs on screen, oldest first: "itemId", "application",
      *  "shown" (ms since the epoch), "content" (the "dat" of the alert or
@@ -52,9 +46,11 @@ private:
         QVariantMap content;
     };
 
-    void alert(int clientId, const QVariantMap &request);
-    void update(int clientId, const QVariantMap &request);
-    static QString checkContent(const QVariant &dat);
+    void alert(const Request &request);
+    void update(const Request &request);
+    void cancel(const Request &request);
+    void clientClosed(int clientId);
+    static QString checkContent(const QVariantMap &content);
 
     QMap<QString, Dialog> m_dialogs;
 };

@@ -1,12 +1,11 @@
 #include "notify/inbox.h"
 
-#include "notify/dialogs.h"
+#include "notify/notifyprotocol_p.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -14,12 +13,14 @@
 namespace omdevice {
 
 namespace {
-const QString KeyApplication = QStringLiteral("application");
-const QString KeyItemId = QStringLiteral("itemId");
-const QString KeyAttributes = QStringLiteral("attributes");
-const QString KeyReceived = QStringLiteral("received");
-const QString KeyUpdated = QStringLiteral("updated");
-const QString KeyEffectsCleared = QStringLiteral("effectsCleared");
+namespace protocol = om::notifyprotocol;
+const QString KeyApplication = protocol::keyApplication();
+const QString KeyItemId = protocol::keyItemId();
+const QString KeyAttributes = protocol::keyAttributes();
+const QString KeyReceived = protocol::keyReceived();
+const QString KeyUpdated = protocol::keyUpdated();
+const QString KeyEffectsCleared = protocol::keyEffectsCleared();
+// Kept in the saved inbox only: the order in which items came.
 const QString KeySequence = QStringLiteral("sequence");
 
 // Changes reach the disk this long after the first of them at the latest
@@ -35,18 +36,20 @@ Inbox::Inbox(NotifyService *service)
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(SaveDelayMs);
     connect(&m_saveTimer, &QTimer::timeout, this, &Inbox::saveInBackground);
+    // A dialog's "cancel" carries its id and is the dialogs' to take; an
+    // item's never does.
+    service->router()->add({
+        {protocol::notifyMessage(), Shape::Map, [this](const Request &r) { notify(r); }},
+        {protocol::cancelMessage(), Shape::Any, [this](const Request &r) { clear(r, false); }},
+        {protocol::deleteMessage(), Shape::Any, [this](const Request &r) { clear(r, true); }},
+    });
 }
 
 Inbox::~Inbox()
 {
     QString error;
     if (!flush(&error))
-        std::fprintf(stderr, "omdeviced: notifications: cannot save the inbox: %s\n", qPrintable(error));
-}
-
-QStringList Inbox::messages() const
-{
-    return {QStringLiteral("notify"), QStringLiteral("cancel"), QStringLiteral("delete")};
+        qCWarning(lcNotify).noquote() << "cannot save the inbox:" << error;
 }
 
 bool Inbox::start(QString *error)
@@ -56,34 +59,16 @@ bool Inbox::start(QString *error)
     return true;
 }
 
-void Inbox::handle(int clientId, const QVariantMap &request)
+void Inbox::notify(const Request &request)
 {
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    if (msg == QLatin1String("notify")) {
-        notify(clientId, request);
-    } else if (msg == QLatin1String("cancel") && request.contains(QStringLiteral("id"))) {
-        // A dialog's "cancel" carries its id; an item's never does.
-        if (Dialogs *dialogs = service()->part<Dialogs>())
-            dialogs->cancel(clientId, request);
-    } else {
-        clear(clientId, request, msg == QLatin1String("delete"));
-    }
-}
-
-void Inbox::notify(int clientId, const QVariantMap &request)
-{
-    const QVariant datValue = request.value(QStringLiteral("dat"));
-    if (datValue.userType() != QMetaType::QVariantMap) {
-        service()->fail(clientId, request, QStringLiteral("notify without dat"));
-        return;
-    }
-    const QVariantMap attributes = datValue.toMap();
+    const QVariantMap attributes = request.map();
     const QString itemId = attributes.value(KeyItemId).toString();
     if (itemId.isEmpty()) {
-        service()->fail(clientId, request, QStringLiteral("notify without itemId"));
+        service()->router()->fail(request, 0, QStringLiteral("notify without itemId"));
         return;
     }
-    const QString application = applicationOf(service(), clientId);
+    // The application is the package the bus reports for the client.
+    const QString application = request.package();
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     QVariantMap &item = m_items[application][itemId];
     if (item.isEmpty()) {
@@ -96,20 +81,19 @@ void Inbox::notify(int clientId, const QVariantMap &request)
     item.insert(KeyUpdated, now);
     item.insert(KeyEffectsCleared, false);
     changed();
-    service()->answer(clientId, request, {{KeyItemId, itemId}});
+    service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});
 }
 
-void Inbox::clear(int clientId, const QVariantMap &request, bool remove)
+void Inbox::clear(const Request &request, bool remove)
 {
     // No answer: these messages come on a connection that closes at once.
     QString itemId;
-    if (request.contains(QStringLiteral("dat"))) {
-        const QVariant dat = request.value(QStringLiteral("dat"));
-        if (dat.userType() != QMetaType::QVariantMap)
+    if (request.dat().isValid()) {
+        if (request.dat().userType() != QMetaType::QVariantMap)
             return; // malformed: never taken for "every item"
-        itemId = dat.toMap().value(KeyItemId).toString();
+        itemId = request.map().value(KeyItemId).toString();
     }
-    const QString application = applicationOf(service(), clientId);
+    const QString application = request.package();
     auto app = m_items.find(application);
     if (app == m_items.end())
         return;
@@ -131,11 +115,6 @@ void Inbox::clear(int clientId, const QVariantMap &request, bool remove)
         m_items.erase(app);
     if (any)
         changed();
-}
-
-QString Inbox::applicationOf(const NotifyService *service, int clientId)
-{
-    return service->control()->clientInfo(clientId).value(QStringLiteral("package")).toString();
 }
 
 QList<QVariantMap> Inbox::items() const
@@ -203,7 +182,7 @@ void Inbox::saveInBackground()
 void Inbox::saved(bool ok, const QString &error)
 {
     if (!ok) {
-        std::fprintf(stderr, "omdeviced: notifications: cannot save the inbox: %s\n", qPrintable(error));
+        qCWarning(lcNotify).noquote() << "cannot save the inbox:" << error;
         m_dirty = true; // the changes are still here: try again later
     }
     if (m_dirty && !m_saveTimer.isActive())
@@ -249,7 +228,5 @@ void Inbox::load()
         m_items[application].insert(itemId, item);
     }
 }
-
-OM_NOTIFY_PART(Inbox, "inbox");
 
 } // namespace omdevice

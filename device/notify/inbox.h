@@ -30,8 +30,6 @@ public:
     explicit Inbox(NotifyService *service);
     ~Inbox() override;
 
-    QStringList messages() const override;
-    void handle(int clientId, const QVariantMap &request) override;
     bool start(QString *error) override;
 
     /** Every item, oldest first: "application", "itemId", "attributes"
@@ -39,17 +37,13 @@ public:
      *  the epoch), "effectsCleared". */
     QList<QVariantMap> items() const;
 
-    /** The application of a client of the control object: the package
-     *  that the bus reports for it. */
-    static QString applicationOf(const NotifyService *service, int clientId);
-
     /** Writes the inbox now if it changed since the last write; waits
      *  for a write under way first. */
     bool flush(QString *error = nullptr);
 
 private:
-    void notify(int clientId, const QVariantMap &request);
-    void clear(int clientId, const QVariantMap &request, bool remove);
+    void notify(const Request &request);
+    void clear(const Request &request, bool remove);
     void changed();
     void load();
     QVariantMap snapshot() const;

@@ -2,20 +2,22 @@
 #define OMDEVICE_NOTIFYSERVICE_H
 
 #include "common/controlserver.h"
+#include "common/requestrouter.h"
 #include "common/servicemodule.h"
 
-#include <QHash>
 #include <QList>
-
-#include <functional>
+#include <QLoggingCategory>
 
 namespace omdevice {
+
+Q_DECLARE_LOGGING_CATEGORY(lcNotify)
 
 class NotifyService;
 
 /**
- * One part of the notification service: handles some of the messages of
- * "/pps/services/notify/control" and may serve objects of its own.
+ * One part of the notification service (the inbox, the dialogs, the
+ * settings, the user's side). A part adds the routes of the messages it
+ * takes to the service's router, and may serve objects of its own.
  */
 class NotifyPart : public QObject
 {
@@ -23,11 +25,6 @@ class NotifyPart : public QObject
 public:
     explicit NotifyPart(NotifyService *service);
 
-    /** The "msg" values of the control object that this part handles. */
-    virtual QStringList messages() const = 0;
-    /** One request of a client of the control object. */
-    virtual void handle(int clientId, const QVariantMap &request) = 0;
-    virtual void clientClosed(int clientId) { Q_UNUSED(clientId) }
     /** Opens what the part serves beside the control object. */
     virtual bool start(QString *error)
     {
@@ -42,35 +39,18 @@ private:
     NotifyService *m_service;
 };
 
-struct NotifyPartInfo
-{
-    QString name;
-    std::function<NotifyPart *(NotifyService *)> create;
-};
-
-struct NotifyPartRegistrar
-{
-    explicit NotifyPartRegistrar(const NotifyPartInfo &info);
-};
-
-#define OM_NOTIFY_PART(Class, name)                                                        \
-    static const omdevice::NotifyPartRegistrar Class##PartRegistrar(omdevice::NotifyPartInfo{ \
-        QStringLiteral(name), [](omdevice::NotifyService *service) -> omdevice::NotifyPart * { \
-            return new Class(service);                                                     \
-        }})
-
-/** The module: the control object, and the parts that answer on it. */
+/** The module: the control object, its router, and the parts. */
 class NotifyService : public ServiceModule
 {
     Q_OBJECT
 public:
-    static constexpr const char *ControlPath = "/pps/services/notify/control";
-
     NotifyService(const DeviceContext &context, QObject *parent);
     bool start(QString *error) override;
 
     const DeviceContext &context() const { return m_context; }
-    ControlServer *control() const { return m_control; }
+    ControlServer *control() const { return m_router->server(); }
+    RequestRouter *router() const { return m_router; }
+    /** The part of type @p Part; null if the service has none. */
     template<class Part>
     Part *part() const
     {
@@ -81,18 +61,14 @@ public:
         return nullptr;
     }
 
-    /** Answers @p request: "res" and "id" of the request, and "dat". */
-    void answer(int clientId, const QVariantMap &request, const QVariantMap &dat);
-    /** Answers @p request with "err" @p error. */
-    void fail(int clientId, const QVariantMap &request, const QString &error);
+    /** How the service's objects answer: "res", "id" and "dat" or "err";
+     *  a message that cannot be decoded gets "err" alone. */
+    static WireForm wireForm();
 
 private:
-    void onMessage(int clientId, const QVariantMap &attributes);
-
     DeviceContext m_context;
-    ControlServer *m_control;
+    RequestRouter *m_router;
     QList<NotifyPart *> m_parts;
-    QHash<QString, NotifyPart *> m_handlers;
 };
 
 } // namespace omdevice

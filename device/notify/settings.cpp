@@ -1,52 +1,30 @@
 #include "notify/settings.h"
 
+#include "control/controlprotocol_p.h"
+#include "notify/notifyprotocol_p.h"
+
 namespace omdevice {
 
 namespace {
 
-const QString Msg = QStringLiteral("msg");
-const QString Res = QStringLiteral("res");
-const QString Id = QStringLiteral("id");
-const QString Dat = QStringLiteral("dat");
-const QString Err = QStringLiteral("err");
-const QString Name = QStringLiteral("name");
-const QString Type = QStringLiteral("type");
-const QString Key = QStringLiteral("key");
-const QString Value = QStringLiteral("value");
-const QString Global = QStringLiteral("global");
-const QString Mode = QStringLiteral("mode");
-
-// The answer to @p request on a server object other than the control
-// object: "res" and "id" of the request, and "dat" or "err".
-void answerOn(ControlServer *server, int clientId, const QVariantMap &request,
-              const QVariantMap &dat, const QString &error = QString())
-{
-    QVariantMap reply;
-    reply.insert(Res, request.value(Msg));
-    if (request.contains(Id))
-        reply.insert(Id, request.value(Id));
-    if (error.isEmpty())
-        reply.insert(Dat, dat);
-    else
-        reply.insert(Err, error);
-    server->reply(clientId, reply);
-}
-
-// The arguments of a request, or false if "dat" is not a map.
-bool arguments(const QVariantMap &request, QVariantMap *dat)
-{
-    const QVariant value = request.value(Dat);
-    if (value.userType() != QMetaType::QVariantMap)
-        return false;
-    *dat = value.toMap();
-    return true;
-}
+namespace protocol = om::notifyprotocol;
+const QString Name = protocol::keyName();
+const QString Key = protocol::keyKey();
+const QString Value = protocol::keyValue();
+const QString Mode = protocol::keyMode();
+const QString Global = protocol::globalName();
 
 // A request for the global settings names "global" and, unlike one for an
 // application's, no "type".
 bool isGlobal(const QVariantMap &dat)
 {
-    return dat.value(Name).toString() == Global && !dat.contains(Type);
+    return dat.value(Name).toString() == Global && !dat.contains(protocol::keyType());
+}
+
+// The name a settings request is about; empty if it has none.
+QString nameOf(const Request &request)
+{
+    return request.map().value(Name).toString();
 }
 
 } // namespace
@@ -54,12 +32,15 @@ bool isGlobal(const QVariantMap &dat)
 NotificationSettingsPart::NotificationSettingsPart(NotifyService *service)
     : NotifyPart(service), m_store(service->context().dataDirectory)
 {
-}
-
-QStringList NotificationSettingsPart::messages() const
-{
-    return {QStringLiteral("query"), QStringLiteral("monitorSettings"),
-            QStringLiteral("registerSettings")};
+    // "dat" of another shape than a map has no name and is refused so.
+    service->router()->add({
+        {protocol::queryMessage(), Shape::Any, [this](const Request &r) { query(r); }},
+        {protocol::monitorSettingsMessage(), Shape::Any, [this](const Request &r) { monitor(r); }},
+        {protocol::registerSettingsMessage(), Shape::Any,
+         [this](const Request &r) { registerSettings(r); }},
+    });
+    connect(service->control(), &ControlServer::clientClosed, this,
+            &NotificationSettingsPart::clientClosed);
 }
 
 bool NotificationSettingsPart::start(QString *error)
@@ -73,37 +54,24 @@ bool NotificationSettingsPart::start(QString *error)
                      .arg(QLatin1String(ModeSetting), modeText);
         return false;
     }
-    m_settingsControl = new ControlServer(QLatin1String(SettingsControlPath), mode, this);
-    if (!m_settingsControl->open(error))
-        return false;
-    connect(m_settingsControl, &ControlServer::message, this,
-            &NotificationSettingsPart::onSettingsControl);
-    connect(m_settingsControl, &ControlServer::undecodable, this, [this](int clientId) {
-        answerOn(m_settingsControl, clientId, QVariantMap(), QVariantMap(),
-                 QStringLiteral("malformed message"));
+    m_settingsControl =
+        new RequestRouter(protocol::settingsControlPath(), mode, NotifyService::wireForm(), this);
+    m_settingsControl->add({
+        {protocol::updateGlobalSettingsMessage(), Shape::Any,
+         [this](const Request &r) { updateGlobal(r); }},
+        {protocol::updateStateMessage(), Shape::Any, [this](const Request &r) { updateState(r); }},
     });
 
     // Only the device's owner plays the user.
-    m_simulator = new ControlServer(QLatin1String(SimulatorPath), 0600, this);
-    if (!m_simulator->open(error))
-        return false;
-    connect(m_simulator, &ControlServer::message, this, &NotificationSettingsPart::onSimulator);
-    connect(m_simulator, &ControlServer::undecodable, this, [this](int clientId) {
-        answerOn(m_simulator, clientId, QVariantMap(), QVariantMap(),
-                 QStringLiteral("malformed message"));
+    m_userSide =
+        new RequestRouter(protocol::settingsUserSidePath(), 0600, NotifyService::wireForm(), this);
+    m_userSide->add({
+        {protocol::listMessage(), Shape::Any, [this](const Request &r) { list(r); }},
+        {protocol::setGlobalMessage(), Shape::Any, [this](const Request &r) { set(r, true); }},
+        {protocol::setApplicationMessage(), Shape::Any,
+         [this](const Request &r) { set(r, false); }},
     });
-    return true;
-}
-
-void NotificationSettingsPart::handle(int clientId, const QVariantMap &request)
-{
-    const QString msg = request.value(Msg).toString();
-    if (msg == QLatin1String("query"))
-        query(clientId, request);
-    else if (msg == QLatin1String("monitorSettings"))
-        monitor(clientId, request);
-    else
-        registerSettings(clientId, request);
+    return m_settingsControl->open(error) && m_userSide->open(error);
 }
 
 void NotificationSettingsPart::clientClosed(int clientId)
@@ -119,134 +87,120 @@ QVariantMap NotificationSettingsPart::settingsOf(const QString &name, bool globa
     return settings;
 }
 
-void NotificationSettingsPart::query(int clientId, const QVariantMap &request)
+void NotificationSettingsPart::query(const Request &request)
 {
-    QVariantMap dat;
-    if (!arguments(request, &dat) || dat.value(Name).toString().isEmpty()) {
-        service()->fail(clientId, request, QStringLiteral("query needs a name"));
+    const QString name = nameOf(request);
+    if (name.isEmpty()) {
+        service()->router()->fail(request, 0, QStringLiteral("query needs a name"));
         return;
     }
-    const QString name = dat.value(Name).toString();
-    const bool global = isGlobal(dat);
+    const bool global = isGlobal(request.map());
     if (!global)
         m_store.remember(name);
-    service()->answer(clientId, request, settingsOf(name, global));
+    service()->router()->answer(request, settingsOf(name, global));
 }
 
-void NotificationSettingsPart::monitor(int clientId, const QVariantMap &request)
+void NotificationSettingsPart::monitor(const Request &request)
 {
-    QVariantMap dat;
-    if (!arguments(request, &dat) || dat.value(Name).toString().isEmpty()) {
-        service()->fail(clientId, request, QStringLiteral("monitorSettings needs a name"));
+    const QString name = nameOf(request);
+    if (name.isEmpty()) {
+        service()->router()->fail(request, 0, QStringLiteral("monitorSettings needs a name"));
         return;
     }
-    const QString name = dat.value(Name).toString();
-    const QString id = request.value(Id).toString();
-    if (isGlobal(dat)) {
-        m_globalMonitors.insert(clientId, id);
+    const QString id = request.id().toString();
+    if (isGlobal(request.map())) {
+        m_globalMonitors.insert(request.clientId(), id);
     } else {
         m_store.remember(name);
-        m_applicationMonitors[clientId].insert(name, id);
+        m_applicationMonitors[request.clientId()].insert(name, id);
     }
     // The settings themselves come from "query": an answer here that held
     // them could arrive after a newer update and show an old value again.
-    service()->answer(clientId, request, QVariantMap());
+    service()->router()->answer(request);
 }
 
-void NotificationSettingsPart::registerSettings(int clientId, const QVariantMap &request)
+void NotificationSettingsPart::registerSettings(const Request &request)
 {
-    QVariantMap dat;
-    if (!arguments(request, &dat) || dat.value(Name).toString().isEmpty()) {
-        service()->fail(clientId, request, QStringLiteral("registerSettings needs a name"));
+    QVariantMap dat = request.map();
+    const QString name = dat.take(Name).toString();
+    if (name.isEmpty()) {
+        service()->router()->fail(request, 0, QStringLiteral("registerSettings needs a name"));
         return;
     }
-    const QString name = dat.take(Name).toString();
     bool changed = false;
     QString error;
     if (!m_store.registerDefaults(name, dat, &changed, &error)) {
-        service()->fail(clientId, request, error);
+        service()->router()->fail(request, 0, error);
         return;
     }
-    service()->answer(clientId, request, settingsOf(name, false));
+    service()->router()->answer(request, settingsOf(name, false));
     if (changed)
         pushApplication(name);
 }
 
-void NotificationSettingsPart::onSettingsControl(int clientId, const QVariantMap &request)
+void NotificationSettingsPart::updateGlobal(const Request &request)
 {
-    const QString msg = request.value(Msg).toString();
-    QVariantMap dat;
-    QVariantMap changes;
-    if (msg == QLatin1String("updateGlobalSettings")) {
-        if (!arguments(request, &dat) || dat.isEmpty()) {
-            answerOn(m_settingsControl, clientId, request, QVariantMap(),
-                     QStringLiteral("updateGlobalSettings needs a setting"));
-            return;
-        }
-        // The mode has a message of its own.
-        if (dat.contains(Mode)) {
-            answerOn(m_settingsControl, clientId, request, QVariantMap(),
-                     QStringLiteral("mode is changed with updateState"));
-            return;
-        }
-        changes = dat;
-    } else if (msg == QLatin1String("updateState")) {
-        if (!arguments(request, &dat) || dat.value(Key).toString() != Mode ||
-            !dat.contains(Value)) {
-            answerOn(m_settingsControl, clientId, request, QVariantMap(),
-                     QStringLiteral("updateState needs key 'mode' and a value"));
-            return;
-        }
-        changes.insert(Mode, dat.value(Value));
-    } else {
-        answerOn(m_settingsControl, clientId, request, QVariantMap(),
-                 QStringLiteral("unknown message: %1").arg(msg));
+    const QVariantMap dat = request.map();
+    if (dat.isEmpty()) {
+        m_settingsControl->fail(request, 0, QStringLiteral("updateGlobalSettings needs a setting"));
         return;
     }
+    // The mode has a message of its own.
+    if (dat.contains(Mode)) {
+        m_settingsControl->fail(request, 0, QStringLiteral("mode is changed with updateState"));
+        return;
+    }
+    changeGlobal(request, dat);
+}
+
+void NotificationSettingsPart::updateState(const Request &request)
+{
+    const QVariantMap dat = request.map();
+    if (dat.value(Key).toString() != Mode || !dat.contains(Value)) {
+        m_settingsControl->fail(request, 0,
+                                QStringLiteral("updateState needs key 'mode' and a value"));
+        return;
+    }
+    changeGlobal(request, {{Mode, dat.value(Value)}});
+}
+
+void NotificationSettingsPart::changeGlobal(const Request &request, const QVariantMap &changes)
+{
     bool changed = false;
     QString error;
     if (!m_store.setGlobal(changes, &changed, &error)) {
-        answerOn(m_settingsControl, clientId, request, QVariantMap(), error);
+        m_settingsControl->fail(request, 0, error);
         return;
     }
-    answerOn(m_settingsControl, clientId, request, settingsOf(Global, true));
+    m_settingsControl->answer(request, settingsOf(Global, true));
     if (changed)
         pushGlobal();
 }
 
-void NotificationSettingsPart::onSimulator(int clientId, const QVariantMap &request)
+void NotificationSettingsPart::list(const Request &request)
 {
-    const QString msg = request.value(Msg).toString();
-    QVariantMap dat;
-    arguments(request, &dat);
-    if (msg == QLatin1String("list")) {
-        QVariantMap applications;
-        const QStringList names = m_store.applications();
-        for (const QString &name : names) {
-            QVariantMap sources;
-            const QStringList keys = NotificationSettingsStore::applicationKeys();
-            for (const QString &key : keys)
-                sources.insert(key,
-                               NotificationSettingsStore::sourceName(m_store.source(name, key)));
-            applications.insert(name,
-                                QVariantMap{{QStringLiteral("settings"), m_store.application(name)},
-                                            {QStringLiteral("sources"), sources}});
-        }
-        answerOn(m_simulator, clientId, request,
-                 {{Global, m_store.global()}, {QStringLiteral("applications"), applications}});
-        return;
+    QVariantMap applications;
+    const QStringList names = m_store.applications();
+    for (const QString &name : names) {
+        QVariantMap sources;
+        const QStringList keys = NotificationSettingsStore::applicationKeys();
+        for (const QString &key : keys)
+            sources.insert(key, NotificationSettingsStore::sourceName(m_store.source(name, key)));
+        applications.insert(name, QVariantMap{{protocol::keySettings(), m_store.application(name)},
+                                              {protocol::keySources(), sources}});
     }
-    const bool global = msg == QLatin1String("setGlobal");
-    if (!global && msg != QLatin1String("setApplication")) {
-        answerOn(m_simulator, clientId, request, QVariantMap(),
-                 QStringLiteral("unknown message: %1").arg(msg));
-        return;
-    }
+    m_userSide->answer(request, QVariantMap{{Global, m_store.global()},
+                                            {protocol::keyApplications(), applications}});
+}
+
+void NotificationSettingsPart::set(const Request &request, bool global)
+{
+    const QVariantMap dat = request.map();
     const QString name = global ? Global : dat.value(Name).toString();
     if (name.isEmpty() || dat.value(Key).toString().isEmpty() || !dat.contains(Value)) {
-        answerOn(m_simulator, clientId, request, QVariantMap(),
-                 QStringLiteral("%1 needs %2key and value")
-                     .arg(msg, global ? QString() : QStringLiteral("name, ")));
+        m_userSide->fail(request, 0,
+                         QStringLiteral("%1 needs %2key and value")
+                             .arg(request.msg(), global ? QString() : QStringLiteral("name, ")));
         return;
     }
     const QVariantMap changes{{dat.value(Key).toString(), dat.value(Value)}};
@@ -255,10 +209,10 @@ void NotificationSettingsPart::onSimulator(int clientId, const QVariantMap &requ
     const bool ok = global ? m_store.setGlobal(changes, &changed, &error)
                            : m_store.setApplication(name, changes, &changed, &error);
     if (!ok) {
-        answerOn(m_simulator, clientId, request, QVariantMap(), error);
+        m_userSide->fail(request, 0, error);
         return;
     }
-    answerOn(m_simulator, clientId, request, settingsOf(name, global));
+    m_userSide->answer(request, settingsOf(name, global));
     if (changed && global)
         pushGlobal();
     else if (changed)
@@ -268,11 +222,8 @@ void NotificationSettingsPart::onSimulator(int clientId, const QVariantMap &requ
 void NotificationSettingsPart::pushGlobal()
 {
     const QVariantMap settings = settingsOf(Global, true);
-    for (auto it = m_globalMonitors.cbegin(); it != m_globalMonitors.cend(); ++it) {
-        service()->control()->reply(
-            it.key(),
-            {{Msg, QStringLiteral("settingsChanged")}, {Id, it.value()}, {Dat, settings}});
-    }
+    for (auto it = m_globalMonitors.cbegin(); it != m_globalMonitors.cend(); ++it)
+        service()->control()->reply(it.key(), settingsChanged(it.value(), settings));
 }
 
 void NotificationSettingsPart::pushApplication(const QString &name)
@@ -280,14 +231,20 @@ void NotificationSettingsPart::pushApplication(const QString &name)
     const QVariantMap settings = settingsOf(name, false);
     for (auto it = m_applicationMonitors.cbegin(); it != m_applicationMonitors.cend(); ++it) {
         const auto followed = it.value().constFind(name);
-        if (followed == it.value().cend())
-            continue;
-        service()->control()->reply(
-            it.key(),
-            {{Msg, QStringLiteral("settingsChanged")}, {Id, followed.value()}, {Dat, settings}});
+        if (followed != it.value().cend())
+            service()->control()->reply(it.key(), settingsChanged(followed.value(), settings));
     }
 }
 
-OM_NOTIFY_PART(NotificationSettingsPart, "settings");
+QVariantMap NotificationSettingsPart::settingsChanged(const QString &id,
+                                                      const QVariantMap &settings)
+{
+    // Not an answer but a message of the service's own, under the id the
+    // client followed the settings with.
+    namespace control = om::controlprotocol;
+    return {{control::keyMsg(), protocol::settingsChangedMessage()},
+            {control::keyId(), id},
+            {control::keyDat(), settings}};
+}
 
 } // namespace omdevice

@@ -24,33 +24,34 @@ class NotificationSettingsPart : public NotifyPart
 {
     Q_OBJECT
 public:
-    static constexpr const char *SettingsControlPath = "/pps/services/notify/settings-control";
-    static constexpr const char *SimulatorPath = "/pps/simulator/notification-settings";
     /** The omdeviced --set key for the settings control object's mode. */
     static constexpr const char *ModeSetting = "settings-control-mode";
 
     explicit NotificationSettingsPart(NotifyService *service);
 
-    QStringList messages() const override;
-    void handle(int clientId, const QVariantMap &request) override;
-    void clientClosed(int clientId) override;
     bool start(QString *error) override;
 
 private:
-    void query(int clientId, const QVariantMap &request);
-    void monitor(int clientId, const QVariantMap &request);
-    void registerSettings(int clientId, const QVariantMap &request);
-    void onSettingsControl(int clientId, const QVariantMap &request);
-    void onSimulator(int clientId, const QVariantMap &request);
+    void query(const Request &request);
+    void monitor(const Request &request);
+    void registerSettings(const Request &request);
+    void updateGlobal(const Request &request);
+    void updateState(const Request &request);
+    void list(const Request &request);
+    void set(const Request &request, bool global);
+    void clientClosed(int clientId);
+    /** Applies @p changes of the global settings and answers with them. */
+    void changeGlobal(const Request &request, const QVariantMap &changes);
 
     /** The settings of the global scope or of one application, as sent. */
     QVariantMap settingsOf(const QString &name, bool global) const;
     void pushGlobal();
     void pushApplication(const QString &name);
+    static QVariantMap settingsChanged(const QString &id, const QVariantMap &settings);
 
     NotificationSettingsStore m_store;
-    ControlServer *m_settingsControl = nullptr;
-    ControlServer *m_simulator = nullptr;
+    RequestRouter *m_settingsControl = nullptr;
+    RequestRouter *m_userSide = nullptr;
     // Who follows what: client -> the id it subscribed with.
     QHash<int, QString> m_globalMonitors;
     // client -> package name -> the id it subscribed with.

@@ -1,5 +1,7 @@
 #include "notify/settingsstore.h"
 
+#include "notify/notifyservice.h"
+
 #include <QDebug>
 #include <QUrl>
 
@@ -329,10 +331,7 @@ void NotificationSettingsStore::save() const
         applications.insert(it.key(),
                             QVariantMap{{RegisteredKey, it->registered}, {UserKey, it->user}});
     }
-    QString error;
-    if (!m_store.save({{GlobalKey, m_global}, {ApplicationsKey, applications}}, &error))
-        qWarning("omdeviced: notification settings: cannot save %s: %s",
-                 qPrintable(m_store.fileName()), qPrintable(error));
+    m_store.save({{GlobalKey, m_global}, {ApplicationsKey, applications}}, lcNotify());
 }
 
 } // namespace omdevice

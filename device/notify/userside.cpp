@@ -2,6 +2,7 @@
 
 #include "notify/dialogs.h"
 #include "notify/inbox.h"
+#include "notify/notifyprotocol_p.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -9,6 +10,8 @@
 namespace omdevice {
 
 namespace {
+namespace protocol = om::notifyprotocol;
+
 // Room for the entries of one answer; a message holds at most 64 KiB.
 constexpr int PageBytes = 48 * 1024;
 
@@ -31,9 +34,9 @@ QVariantList page(const QList<QVariantMap> &entries, int from)
                 if (it.value().userType() != QMetaType::QVariantMap)
                     shown.insert(it.key(), it.value());
             }
-            const QString content = entry.contains(QStringLiteral("content"))
-                                        ? QStringLiteral("content")
-                                        : QStringLiteral("attributes");
+            const QString content = entry.contains(protocol::keyContent())
+                                        ? protocol::keyContent()
+                                        : protocol::keyAttributes();
             QVariantMap inner;
             const QVariantMap full = entry.value(content).toMap();
             for (auto it = full.cbegin(); it != full.cend(); ++it) {
@@ -41,7 +44,7 @@ QVariantList page(const QList<QVariantMap> &entries, int from)
                     inner.insert(it.key(), it.value().toString().left(1024));
             }
             shown.insert(content, inner);
-            shown.insert(QStringLiteral("truncated"), true);
+            shown.insert(protocol::keyTruncated(), true);
             entry = shown;
         }
         list.append(entry);
@@ -52,64 +55,63 @@ QVariantList page(const QList<QVariantMap> &entries, int from)
 } // namespace
 
 UserSide::UserSide(NotifyService *service)
-    : NotifyPart(service), m_server(new ControlServer(QString::fromLatin1(Path), 0600, this))
+    : NotifyPart(service),
+      m_router(new RequestRouter(protocol::userSidePath(), 0600, NotifyService::wireForm(), this))
 {
-    connect(m_server, &ControlServer::message, this, &UserSide::onMessage);
-}
-
-void UserSide::handle(int clientId, const QVariantMap &request)
-{
-    Q_UNUSED(clientId)
-    Q_UNUSED(request)
+    m_router->add({
+        {protocol::inboxMessage(), Shape::OptionalMap, [this](const Request &r) { inbox(r); }},
+        {protocol::dialogsMessage(), Shape::OptionalMap, [this](const Request &r) { dialogs(r); }},
+        {protocol::chooseMessage(), Shape::Map, [this](const Request &r) { choose(r); }},
+    });
 }
 
 bool UserSide::start(QString *error)
 {
-    return m_server->open(error);
+    return m_router->open(error);
 }
 
-void UserSide::onMessage(int clientId, const QVariantMap &request)
+template <class Part> Part *UserSide::partFor(const Request &request, const char *what) const
 {
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    const QVariantMap dat = request.value(QStringLiteral("dat")).toMap();
-    const int from = dat.value(QStringLiteral("from")).toInt();
-    if (msg == QLatin1String("inbox")) {
-        const QList<QVariantMap> items = service()->part<Inbox>()->items();
-        answer(clientId, request,
-               {{QStringLiteral("items"), page(items, from)}, {QStringLiteral("total"), items.size()}});
-    } else if (msg == QLatin1String("dialogs")) {
-        const QList<QVariantMap> dialogs = service()->part<Dialogs>()->dialogs();
-        answer(clientId, request,
-               {{QStringLiteral("dialogs"), page(dialogs, from)},
-                {QStringLiteral("total"), dialogs.size()}});
-    } else if (msg == QLatin1String("choose")) {
-        QVariantMap chosen;
-        QString error;
-        if (service()->part<Dialogs>()->choose(dat.value(QStringLiteral("dialog")).toString(),
-                                               dat.value(QStringLiteral("button")).toString(),
-                                               &chosen, &error))
-            answer(clientId, request, chosen);
-        else
-            fail(clientId, request, error);
-    } else {
-        fail(clientId, request, QStringLiteral("unknown message: %1").arg(msg));
-    }
+    Part *part = service()->part<Part>();
+    if (!part)
+        m_router->fail(
+            request, 0,
+            QStringLiteral("the notification service runs without %1").arg(QLatin1String(what)));
+    return part;
 }
 
-void UserSide::answer(int clientId, const QVariantMap &request, const QVariantMap &dat)
+void UserSide::inbox(const Request &request)
 {
-    m_server->reply(clientId, {{QStringLiteral("res"), request.value(QStringLiteral("msg"))},
-                               {QStringLiteral("id"), request.value(QStringLiteral("id"))},
-                               {QStringLiteral("dat"), dat}});
+    if (const Inbox *inbox = partFor<Inbox>(request, "an inbox"))
+        list(request, inbox->items(), protocol::keyItems());
 }
 
-void UserSide::fail(int clientId, const QVariantMap &request, const QString &error)
+void UserSide::dialogs(const Request &request)
 {
-    m_server->reply(clientId, {{QStringLiteral("res"), request.value(QStringLiteral("msg"))},
-                               {QStringLiteral("id"), request.value(QStringLiteral("id"))},
-                               {QStringLiteral("err"), error}});
+    if (const Dialogs *dialogs = partFor<Dialogs>(request, "dialogs"))
+        list(request, dialogs->dialogs(), protocol::keyDialogs());
 }
 
-OM_NOTIFY_PART(UserSide, "userside");
+void UserSide::list(const Request &request, const QList<QVariantMap> &entries,
+                    const QString &listKey)
+{
+    const int from = request.map().value(protocol::keyFrom()).toInt();
+    m_router->answer(request, QVariantMap{{listKey, page(entries, from)},
+                                          {protocol::keyTotal(), entries.size()}});
+}
+
+void UserSide::choose(const Request &request)
+{
+    Dialogs *dialogs = partFor<Dialogs>(request, "dialogs");
+    if (!dialogs)
+        return;
+    QVariantMap chosen;
+    QString error;
+    if (dialogs->choose(request.map().value(protocol::keyDialog()).toString(),
+                        request.map().value(protocol::keyButton()).toString(), &chosen, &error))
+        m_router->answer(request, chosen);
+    else
+        m_router->fail(request, 0, error);
+}
 
 } // namespace omdevice

@@ -6,10 +6,9 @@
 namespace omdevice {
 
 /**
- * The user's side of the notification service, for omctl, on the server
- * object "/pps/simulator/notifications" (mode 0600: only the device's
- * owner plays the user). Requests, each answered with "res", "id" and
- * "dat", or "err":
+ * The user's side of the notification service, for omctl, on its own
+ * server object (mode 0600: only the device's owner plays the user).
+ * Requests, each answered with "res", "id" and "dat", or "err":
  *   "inbox"   dat {"from"}: "items" from place "from" on, as many as fit
  *             in one message, and "total";
  *   "dialogs" dat {"from"}: "dialogs" likewise, and "total";
@@ -19,20 +18,22 @@ class UserSide : public NotifyPart
 {
     Q_OBJECT
 public:
-    static constexpr const char *Path = "/pps/simulator/notifications";
-
     explicit UserSide(NotifyService *service);
 
-    QStringList messages() const override { return QStringList(); }
-    void handle(int clientId, const QVariantMap &request) override;
     bool start(QString *error) override;
 
 private:
-    void onMessage(int clientId, const QVariantMap &request);
-    void answer(int clientId, const QVariantMap &request, const QVariantMap &dat);
-    void fail(int clientId, const QVariantMap &request, const QString &error);
+    void inbox(const Request &request);
+    void dialogs(const Request &request);
+    void choose(const Request &request);
+    /** Answers @p request with the page of @p entries that it asks for,
+     *  under @p listKey, and their "total". */
+    void list(const Request &request, const QList<QVariantMap> &entries, const QString &listKey);
+    /** The service's part @p Part; null, after failing @p request, if
+     *  the service runs without it. */
+    template <class Part> Part *partFor(const Request &request, const char *what) const;
 
-    ControlServer *m_server;
+    RequestRouter *m_router;
 };
 
 } // namespace omdevice

@@ -9,10 +9,10 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QLoggingCategory>
 #include <QSocketNotifier>
 #include <QTextStream>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
@@ -45,6 +45,8 @@ QString usage()
            "  --data=DIR        Where the services keep their state (default:\n"
            "                    $OM_DEVICE_DATA, else ~/.local/share/omdevice).\n"
            "  --set KEY=VALUE   A setting for a service module (see below); may repeat.\n"
+           "  --verbose         Log what the bus and the services do (the debug level of\n"
+           "                    the om.device.* and om.bus logging categories).\n"
            "  --list-services   Print the service modules and exit.\n"
            "  -h, --help        Print this help and exit.\n"
            "\n"
@@ -58,7 +60,8 @@ QString usage()
         }
     }
     out << "\nWhen all services are up, omdeviced prints a line beginning with\n"
-           "\"omdeviced: ready\" on standard output.\n";
+           "\"omdeviced: ready\" on standard output. Warnings and, with --verbose, the\n"
+           "log go to standard error, each line headed by its category.\n";
     return text;
 }
 
@@ -79,6 +82,8 @@ int main(int argc, char *argv[])
         qputenv("QT_NO_GLIB", "1");
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments().mid(1);
+    // QT_MESSAGE_PATTERN, if set, still wins.
+    qSetMessagePattern(QStringLiteral("omdeviced: %{if-category}%{category}: %{endif}%{message}"));
 
     QString services = QStringLiteral("all");
     QString root;
@@ -95,7 +100,11 @@ int main(int argc, char *argv[])
                 std::printf("%s\t%s\n", qPrintable(info.name), qPrintable(info.description));
             return 0;
         }
-        if (arg.startsWith(QLatin1String("--services="))) {
+        if (arg == QLatin1String("--verbose")) {
+            // QT_LOGGING_RULES, if set, still wins.
+            QLoggingCategory::setFilterRules(QStringLiteral("om.device.*.debug=true\n"
+                                                            "om.bus.debug=true"));
+        } else if (arg.startsWith(QLatin1String("--services="))) {
             services = arg.mid(11);
         } else if (arg.startsWith(QLatin1String("--root="))) {
             root = arg.mid(7);
@@ -128,18 +137,15 @@ int main(int argc, char *argv[])
         dataDirectory.isEmpty() ? omdevice::DataStore::defaultDirectory() : dataDirectory;
 
     QList<omdevice::ModuleInfo> chosen;
-    const QList<omdevice::ModuleInfo> all = omdevice::ModuleRegistry::all();
     if (services == QLatin1String("all")) {
-        chosen = all;
+        chosen = omdevice::ModuleRegistry::all();
     } else if (services != QLatin1String("none")) {
         const QStringList names = services.split(QLatin1Char(','), Qt::SkipEmptyParts);
         for (const QString &name : names) {
-            auto it = std::find_if(all.begin(), all.end(), [&](const omdevice::ModuleInfo &info) {
-                return info.name == name.trimmed();
-            });
-            if (it == all.end())
+            const omdevice::ModuleInfo *info = omdevice::ModuleRegistry::find(name.trimmed());
+            if (!info)
                 return fail(QStringLiteral("unknown service '%1'; --list-services names them").arg(name), 2);
-            chosen.append(*it);
+            chosen.append(*info);
         }
     }
 

@@ -1,23 +1,24 @@
 #include "perimeter/perimetermanager.h"
 
-#include "common/controlserver.h"
 #include "common/statepublisher.h"
 
 #include <QDateTime>
-#include <QDebug>
 
 #include <cmath>
 #include <limits>
 
 namespace omdevice {
 
+OM_DEVICE_LOGGING_CATEGORY(lcPerimeter, "perimeter");
+
 namespace {
 
-const QString s_perimeterName = QStringLiteral("enterprise");
-const QString s_attributeState = QStringLiteral("state");
-const QString s_attributeDataLockTime = QStringLiteral("data_lock_time");
-const QString s_keyState = QStringLiteral("state");
-const QString s_keyTime = QStringLiteral("time");
+namespace protocol = om::perimeterprotocol;
+const QString s_attributeState = protocol::keyState();
+const QString s_attributeDataLockTime = protocol::keyDataLockTime();
+// The user side's answers, and the saved state.
+const QString s_keyState = protocol::keyState();
+const QString s_keyTime = protocol::keyTime();
 
 // Applications read the time as a signed 32-bit count of seconds; a time
 // beyond that could be published but never read.
@@ -66,24 +67,50 @@ qint64 nowSeconds()
 
 } // namespace
 
+WireForm PerimeterManager::wireForm()
+{
+    WireForm form = WireForm::standard();
+    form.answer = &WireForm::answerWithoutEmptyDat;
+    form.failure = WireForm::bareWhenUndecodable(form.failure);
+    form.unknown = [](const Request &request) {
+        return Failure(0, QStringLiteral("unknown request '%1'").arg(request.msg()));
+    };
+    form.badShape = [](const Request &request, Shape) {
+        return Failure(0,
+                       QStringLiteral("%1 needs dat with the perimeter's name").arg(request.msg()));
+    };
+    return form;
+}
+
 PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent), m_context(context),
       m_store(context.dataDirectory, QStringLiteral("perimeter")),
       // Applications read the state; only the perimeter manager writes it.
-      m_state(new StatePublisher(QString::fromLatin1(StatePath), 0644, this)),
-      m_control(new ControlServer(QString::fromLatin1(ControlPath), 0666, this)),
-      m_simulator(new ControlServer(QString::fromLatin1(SimulatorPath), 0600, this))
+      m_state(new StatePublisher(protocol::statePath(), 0644, this)),
+      m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this))
 {
     m_due.setSingleShot(true);
     m_due.setTimerType(Qt::PreciseTimer);
     connect(&m_due, &QTimer::timeout, this, &PerimeterManager::fallDue);
-    connect(m_control, &ControlServer::message, this, &PerimeterManager::onControl);
-    connect(m_simulator, &ControlServer::message, this, &PerimeterManager::onSimulator);
-    for (ControlServer *server : {m_control, m_simulator}) {
-        connect(server, &ControlServer::undecodable, this, [server](int clientId) {
-            server->reply(clientId, {{QStringLiteral("err"), QStringLiteral("malformed message")}});
-        });
-    }
+    m_control->add({
+        {protocol::lockMessage(), Shape::Map, [this](const Request &r) { lock(r); }},
+        {protocol::extendLockMessage(), Shape::Map, [this](const Request &r) { extendLock(r); }},
+    });
+    m_userSide->add({
+        {protocol::statusMessage(), Shape::Any,
+         [this](const Request &r) { m_userSide->answer(r, describe()); }},
+        {protocol::lockMessage(), Shape::Any,
+         [this](const Request &r) {
+             change(r, LockState{protocol::Locked, false, QString()});
+         }},
+        {protocol::unlockMessage(), Shape::Any,
+         [this](const Request &r) {
+             change(r, LockState{protocol::Unlocked, false, QString()});
+         }},
+        {protocol::pendingMessage(), Shape::Any, [this](const Request &r) { setPending(r); }},
+        {protocol::rawMessage(), Shape::Any, [this](const Request &r) { setRaw(r); }},
+    });
 }
 
 bool PerimeterManager::start(QString *error)
@@ -105,7 +132,7 @@ bool PerimeterManager::start(QString *error)
             }
         }
     }
-    if (!m_state->open(error) || !m_control->open(error) || !m_simulator->open(error))
+    if (!m_state->open(error) || !m_control->open(error) || !m_userSide->open(error))
         return false;
     publish();
     // A lock that fell due while the device was off is locked now.
@@ -115,7 +142,7 @@ bool PerimeterManager::start(QString *error)
 
 bool PerimeterManager::dueSeconds(qint64 *seconds) const
 {
-    if (m_current.raw != Pending || !m_current.hasTime)
+    if (m_current.raw != protocol::Pending || !m_current.hasTime)
         return false;
     bool ok = false;
     const int value = m_current.time.toInt(&ok, 10);
@@ -127,8 +154,8 @@ bool PerimeterManager::dueSeconds(qint64 *seconds) const
 
 bool PerimeterManager::isLocked() const
 {
-    return m_current.raw == Locked || m_current.raw == StartupLocked ||
-           m_current.raw == StartupUnlocking;
+    return m_current.raw == protocol::Locked || m_current.raw == protocol::StartupLocked ||
+           m_current.raw == protocol::StartupUnlocking;
 }
 
 void PerimeterManager::apply(const LockState &state)
@@ -141,9 +168,7 @@ void PerimeterManager::apply(const LockState &state)
     saved.insert(s_keyState, state.raw);
     if (state.hasTime)
         saved.insert(s_keyTime, state.time);
-    QString error;
-    if (!m_store.save(saved, &error))
-        qWarning().noquote() << "perimeter: cannot save the data lock state:" << error;
+    m_store.save(saved, lcPerimeter());
 }
 
 void PerimeterManager::publish()
@@ -177,7 +202,7 @@ void PerimeterManager::fallDue()
         schedule();
         return;
     }
-    apply(LockState{Locked, false, QString()});
+    apply(LockState{protocol::Locked, false, QString()});
 }
 
 QVariantMap PerimeterManager::describe() const
@@ -189,135 +214,99 @@ QVariantMap PerimeterManager::describe() const
     return dat;
 }
 
-void PerimeterManager::respond(ControlServer *server, int clientId, const QVariantMap &request,
-                               const QString &key, const QVariant &value)
+bool PerimeterManager::perimeterOf(const Request &request)
 {
-    QVariantMap reply;
-    reply.insert(QStringLiteral("res"), request.value(QStringLiteral("msg")));
-    if (request.contains(QStringLiteral("id")))
-        reply.insert(QStringLiteral("id"), request.value(QStringLiteral("id")));
-    if (!key.isEmpty())
-        reply.insert(key, value);
-    server->reply(clientId, reply);
+    const QString name = request.map().value(protocol::keyName()).toString();
+    if (name == protocol::enterprisePerimeter())
+        return true;
+    m_control->fail(request, 0, QStringLiteral("no data lock on perimeter '%1'").arg(name));
+    return false;
 }
 
-void PerimeterManager::answer(ControlServer *server, int clientId, const QVariantMap &request,
-                              const QVariantMap &dat)
+void PerimeterManager::lock(const Request &request)
 {
-    respond(server, clientId, request, dat.isEmpty() ? QString() : QStringLiteral("dat"), dat);
+    if (!perimeterOf(request))
+        return;
+    const QVariantMap dat = request.map();
+    qint64 type = protocol::DataLockType;
+    if (dat.contains(protocol::keyType()) &&
+        (!integerValue(dat.value(protocol::keyType()), &type) || type != protocol::DataLockType)) {
+        m_control->fail(request, 0, QStringLiteral("unknown lock type"));
+        return;
+    }
+    // The answer goes out before the new state, so that an application
+    // hears "granted" before it sees the lock.
+    m_control->answer(request);
+    if (!isLocked())
+        apply(LockState{protocol::Locked, false, QString()});
 }
 
-void PerimeterManager::refuse(ControlServer *server, int clientId, const QVariantMap &request,
-                              const QString &error)
+void PerimeterManager::extendLock(const Request &request)
 {
-    respond(server, clientId, request, QStringLiteral("err"), error);
-}
-
-void PerimeterManager::onControl(int clientId, const QVariantMap &request)
-{
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    if (msg != QLatin1String("lock") && msg != QLatin1String("extend_lock")) {
-        refuse(m_control, clientId, request, QStringLiteral("unknown request '%1'").arg(msg));
+    if (!perimeterOf(request))
         return;
-    }
-    const QVariant datValue = request.value(QStringLiteral("dat"));
-    if (datValue.userType() != QMetaType::QVariantMap) {
-        refuse(m_control, clientId, request,
-               QStringLiteral("%1 needs dat with the perimeter's name").arg(msg));
-        return;
-    }
-    const QVariantMap dat = datValue.toMap();
-    const QString name = dat.value(QStringLiteral("name")).toString();
-    if (name != s_perimeterName) {
-        refuse(m_control, clientId, request,
-               QStringLiteral("no data lock on perimeter '%1'").arg(name));
-        return;
-    }
-
-    if (msg == QLatin1String("lock")) {
-        qint64 type = 1;
-        if (dat.contains(QStringLiteral("type")) &&
-            (!integerValue(dat.value(QStringLiteral("type")), &type) || type != 1)) {
-            refuse(m_control, clientId, request, QStringLiteral("unknown lock type"));
-            return;
-        }
-        // The answer goes out before the new state, so that an application
-        // hears "granted" before it sees the lock.
-        answer(m_control, clientId, request);
-        if (!isLocked())
-            apply(LockState{Locked, false, QString()});
-        return;
-    }
-
     qint64 interval = 0;
-    if (!integerValue(dat.value(QStringLiteral("time")), &interval) || interval < 0) {
-        refuse(m_control, clientId, request,
-               QStringLiteral("extend_lock needs a time of zero or more seconds"));
+    if (!integerValue(request.map().value(protocol::keyTime()), &interval) || interval < 0) {
+        m_control->fail(request, 0,
+                        QStringLiteral("extend_lock needs a time of zero or more seconds"));
         return;
     }
     qint64 due = 0;
     if (!dueSeconds(&due)) {
-        refuse(m_control, clientId, request, QStringLiteral("no lock is pending"));
+        m_control->fail(request, 0, QStringLiteral("no lock is pending"));
         return;
     }
     const qint64 extended = due + interval;
     if (extended > s_latestTime) {
-        refuse(m_control, clientId, request, QStringLiteral("the lock cannot be put off that far"));
+        m_control->fail(request, 0, QStringLiteral("the lock cannot be put off that far"));
         return;
     }
-    answer(m_control, clientId, request, {{QStringLiteral("time"), extended}});
-    apply(LockState{Pending, true, QString::number(extended)});
+    m_control->answer(request, QVariantMap{{protocol::keyTime(), extended}});
+    apply(LockState{protocol::Pending, true, QString::number(extended)});
 }
 
-void PerimeterManager::onSimulator(int clientId, const QVariantMap &request)
+void PerimeterManager::change(const Request &request, const LockState &state)
 {
-    const QString msg = request.value(QStringLiteral("msg")).toString();
-    const QVariantMap dat = request.value(QStringLiteral("dat")).toMap();
-    if (msg == QLatin1String("status")) {
-        // Nothing changes.
-    } else if (msg == QLatin1String("lock")) {
-        apply(LockState{Locked, false, QString()});
-    } else if (msg == QLatin1String("unlock")) {
-        apply(LockState{Unlocked, false, QString()});
-    } else if (msg == QLatin1String("pending")) {
-        qint64 seconds = 0;
-        if (!integerValue(dat.value(QStringLiteral("seconds")), &seconds) || seconds < 0) {
-            refuse(m_simulator, clientId, request,
-                   QStringLiteral("pending needs zero or more seconds"));
-            return;
-        }
-        const qint64 due = nowSeconds() + seconds;
-        if (seconds > s_latestTime || due > s_latestTime) {
-            refuse(m_simulator, clientId, request,
-                   QStringLiteral("the time would be out of range"));
-            return;
-        }
-        apply(LockState{Pending, true, QString::number(due)});
-    } else if (msg == QLatin1String("raw")) {
-        qint64 raw = 0;
-        if (!integerValue(dat.value(s_keyState), &raw) ||
-            raw < std::numeric_limits<qint32>::min() || raw > std::numeric_limits<qint32>::max()) {
-            refuse(m_simulator, clientId, request,
-                   QStringLiteral("raw needs a state that is a 32-bit whole number"));
-            return;
-        }
-        LockState state{int(raw), dat.contains(s_keyTime), QString()};
-        if (state.hasTime) {
-            const QVariant time = dat.value(s_keyTime);
-            if (time.userType() == QMetaType::QVariantMap ||
-                time.userType() == QMetaType::QVariantList) {
-                refuse(m_simulator, clientId, request,
-                       QStringLiteral("the time must be text or a number"));
-                return;
-            }
-            state.time = time.toString();
-        }
-        apply(state);
-    } else {
-        refuse(m_simulator, clientId, request, QStringLiteral("unknown request '%1'").arg(msg));
+    apply(state);
+    m_userSide->answer(request, describe());
+}
+
+void PerimeterManager::setPending(const Request &request)
+{
+    qint64 seconds = 0;
+    if (!integerValue(request.map().value(protocol::keySeconds()), &seconds) || seconds < 0) {
+        m_userSide->fail(request, 0, QStringLiteral("pending needs zero or more seconds"));
         return;
     }
-    answer(m_simulator, clientId, request, describe());
+    const qint64 due = nowSeconds() + seconds;
+    if (seconds > s_latestTime || due > s_latestTime) {
+        m_userSide->fail(request, 0, QStringLiteral("the time would be out of range"));
+        return;
+    }
+    change(request, LockState{protocol::Pending, true, QString::number(due)});
+}
+
+void PerimeterManager::setRaw(const Request &request)
+{
+    const QVariantMap dat = request.map();
+    qint64 raw = 0;
+    if (!integerValue(dat.value(s_keyState), &raw) || raw < std::numeric_limits<qint32>::min() ||
+        raw > std::numeric_limits<qint32>::max()) {
+        m_userSide->fail(request, 0,
+                         QStringLiteral("raw needs a state that is a 32-bit whole number"));
+        return;
+    }
+    LockState state{int(raw), dat.contains(s_keyTime), QString()};
+    if (state.hasTime) {
+        const QVariant time = dat.value(s_keyTime);
+        if (time.userType() == QMetaType::QVariantMap ||
+            time.userType() == QMetaType::QVariantList) {
+            m_userSide->fail(request, 0, QStringLiteral("the time must be text or a number"));
+            return;
+        }
+        state.time = time.toString();
+    }
+    change(request, state);
 }
 
 OM_DEVICE_MODULE(PerimeterManager, "perimeter", "perimeter manager: the enterprise data lock",

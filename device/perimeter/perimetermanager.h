@@ -2,7 +2,9 @@
 #define OMDEVICE_PERIMETERMANAGER_H
 
 #include "common/datastore.h"
+#include "common/requestrouter.h"
 #include "common/servicemodule.h"
+#include "perimeter/perimeterprotocol_p.h"
 
 #include <QString>
 #include <QTimer>
@@ -10,7 +12,6 @@
 
 namespace omdevice {
 
-class ControlServer;
 class StatePublisher;
 
 /**
@@ -30,42 +31,31 @@ class PerimeterManager : public ServiceModule
 {
     Q_OBJECT
 public:
-    static constexpr const char *StatePath = "/pps/system/perimeter/info/1000/enterprise/state";
-    static constexpr const char *ControlPath = "/pps/system/perimeter/control_public";
-    static constexpr const char *SimulatorPath = "/pps/simulator/perimeter";
-
-    /** Raw states as the service publishes them. */
-    enum RawState {
-        StartupLocked = 0,    ///< Locked since the device started.
-        Unlocked = 1,         ///< Open; no lock pending.
-        Unlocking = 2,        ///< Being opened.
-        Locked = 3,           ///< Locked.
-        NoPolicy = 4,         ///< No data lock applies.
-        Pending = 5,          ///< A lock falls due at the published time.
-        StartupUnlocking = 6, ///< Still locked from start-up, being opened.
-    };
-
     PerimeterManager(const DeviceContext &context, QObject *parent);
     bool start(QString *error) override;
+
+    /** How the perimeter manager answers: "res", "id", and "dat" only when
+     *  it holds something, or "err"; a message that cannot be decoded
+     *  gets "err" alone. */
+    static WireForm wireForm();
 
 private:
     /** A whole state: the raw value, and the time text if there is one. */
     struct LockState
     {
-        int raw = Unlocked;
+        int raw = om::perimeterprotocol::Unlocked;
         bool hasTime = false;
         QString time;
     };
 
-    void onControl(int clientId, const QVariantMap &request);
-    void onSimulator(int clientId, const QVariantMap &request);
-    /** Answers @p request with its "msg" as "res", its "id", and @p key if set. */
-    void respond(ControlServer *server, int clientId, const QVariantMap &request,
-                 const QString &key, const QVariant &value);
-    void answer(ControlServer *server, int clientId, const QVariantMap &request,
-                const QVariantMap &dat = QVariantMap());
-    void refuse(ControlServer *server, int clientId, const QVariantMap &request,
-                const QString &error);
+    /** Whether @p request names the enterprise perimeter; fails it if not. */
+    bool perimeterOf(const Request &request);
+    void lock(const Request &request);
+    void extendLock(const Request &request);
+    /** A change by the user; answered with the state that results. */
+    void change(const Request &request, const LockState &state);
+    void setPending(const Request &request);
+    void setRaw(const Request &request);
     QVariantMap describe() const;
 
     /** Stores, saves and publishes @p state, and arms the due timer. */
@@ -80,8 +70,8 @@ private:
     DeviceContext m_context;
     DataStore m_store;
     StatePublisher *m_state;
-    ControlServer *m_control;
-    ControlServer *m_simulator;
+    RequestRouter *m_control;
+    RequestRouter *m_userSide;
     LockState m_current;
     QTimer m_due;
 };

@@ -1,8 +1,10 @@
-// A small application on the simulated device: posts a notification,
+// A small application on the simulated device: signs in with the identity
+// providers (identitydemo.cpp), posts a notification,
 // updates it, asks the user a question in a notification dialog and prints
 // the button the user chose, then shops in the payment service's test
 // store. Answer the dialog with omctl (the demo says how).
 
+#include "identitydemo.h"
 #include "shop.h"
 
 #include <om/platform/notification.h>
@@ -38,6 +40,9 @@ void say(const QString &line)
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
+
+    if (runIdentityDemo(say) != 0)
+        return 1;
 
     Notification notification;
     notification.setTitle(QStringLiteral("Hello from omdemo"));

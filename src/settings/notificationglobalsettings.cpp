@@ -11,11 +11,12 @@
 namespace om {
 namespace platform {
 
+const QString PPS_NOTIFY_SETTINGS_CONTROL_PATH =
+    QStringLiteral("/pps/services/notify/settings-control?wait");
+
 namespace {
 
 const QString PPS_ID = QStringLiteral("_NotificationGlobalSettings");
-const QString PPS_NOTIFY_SETTINGS_CONTROL_PATH =
-    QStringLiteral("/pps/services/notify/settings-control?wait");
 
 const char *const UnknownPolicyWarning =
     "NotificationGlobalSettings::convertStringToNotificationPolicy(): Unknown "

@@ -11,6 +11,9 @@ class PpsObject;
 
 namespace platform {
 
+/** The settings control object, on which the setters wait for answers. */
+extern const QString PPS_NOTIFY_SETTINGS_CONTROL_PATH;
+
 class NotificationGlobalSettingsPrivate : public QObject
 {
     Q_OBJECT

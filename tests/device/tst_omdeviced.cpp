@@ -10,7 +10,6 @@
 
 #include <QDir>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QtTest>
 
 using omtest::DeviceProcess;
@@ -69,6 +68,7 @@ private Q_SLOTS:
     void omctlErrors_data();
     void omctlErrors();
     void omctlWithoutBroker();
+    void omctlRefusedPermission_data();
     void omctlRefusedPermission();
 };
 
@@ -266,24 +266,44 @@ void tst_OmDeviced::omctlWithoutBroker()
     }
 }
 
+void tst_OmDeviced::omctlRefusedPermission_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("refused");
+    // Another user meets the "other" bits: read for cat, write for write.
+    QTest::newRow("write, owner only") << QStringLiteral("write") << 0600 << true;
+    QTest::newRow("write, others read") << QStringLiteral("write") << 0644 << true;
+    QTest::newRow("write, others write") << QStringLiteral("write") << 0622 << false;
+    QTest::newRow("cat, owner only") << QStringLiteral("cat") << 0600 << true;
+    QTest::newRow("cat, others read") << QStringLiteral("cat") << 0644 << false;
+    QTest::newRow("cat, others write") << QStringLiteral("cat") << 0622 << true;
+}
+
 void tst_OmDeviced::omctlRefusedPermission()
 {
+    QFETCH(QString, command);
+    QFETCH(int, mode);
+    QFETCH(bool, refused);
     if (!omtest::canDropPrivileges())
         QSKIP("needs root to run omctl as another user");
-    const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
-    if (setpriv.isEmpty())
-        QSKIP("setpriv is not installed");
     DeviceProcess device;
     QVERIFY(device.start({QStringLiteral("--services=none")}));
-    omtest::FakeServer restricted(QStringLiteral("/pps/services/private/control"), 0600);
+    const QString path = QStringLiteral("/pps/services/private/control");
+    omtest::FakeServer restricted(path, mode);
     QVERIFY(restricted.start());
-    const DeviceProcess::Result result =
-        run(setpriv, {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"), QStringLiteral("--clear-groups"),
-                      DeviceProcess::omctlPath(), QStringLiteral("write"), QStringLiteral("/pps/services/private/control"),
-                      QStringLiteral("msg::hello")});
-    QCOMPARE(result.exitCode, 1);
-    QCOMPARE(result.err, QByteArray("omctl: /pps/services/private/control: permission denied\n"));
-    QCOMPARE(restricted.received().size(), 0);
+    QStringList arguments{command, path};
+    if (command == QLatin1String("write"))
+        arguments << QStringLiteral("msg::hello");
+    const DeviceProcess::Result result = DeviceProcess::omctlAsNobody(arguments);
+    const QByteArray denied = "omctl: " + path.toUtf8() + ": permission denied\n";
+    QCOMPARE(result.err, refused ? denied : QByteArray());
+    QCOMPARE(result.exitCode, refused ? 1 : 0);
+    QCOMPARE(result.out, QByteArray());
+    if (refused || command != QLatin1String("write"))
+        QCOMPARE(restricted.received().size(), 0);
+    else
+        QVERIFY(restricted.waitForReceived(1));
     QVERIFY(device.stop());
 }
 

@@ -12,6 +12,8 @@
 
 #include <QtTest>
 
+#include <algorithm>
+#include <grp.h>
 #include <memory>
 #include <unistd.h>
 #include <vector>
@@ -104,14 +106,22 @@ inline int monitorClient(const omtest::FakeServer &control)
     return -1;
 }
 
-// Runs @p body as uid 65534 with no rights on objects of other users; the
-// broker sees the user of the opening process, QFileInfo the real user.
+// Runs @p body as uid and gid 65534, without root's groups, so that it has
+// no rights on objects of other users; the broker sees the user of the
+// opening process, QFileInfo the real user. The saved ids stay root's, so
+// that the test takes its rights back after.
 template <typename F> auto asNobody(F body)
 {
-    if (::setresuid(omtest::NobodyId, omtest::NobodyId, 0) != 0)
+    gid_t gid, egid, sgid;
+    std::vector<gid_t> groups(size_t(std::max(::getgroups(0, nullptr), 0)));
+    if (::getresgid(&gid, &egid, &sgid) != 0 ||
+        ::getgroups(int(groups.size()), groups.data()) != int(groups.size()) ||
+        ::setgroups(0, nullptr) != 0 || ::setresgid(omtest::NobodyId, omtest::NobodyId, 0) != 0 ||
+        ::setresuid(omtest::NobodyId, omtest::NobodyId, 0) != 0)
         qFatal("cannot drop privileges");
     const auto result = body();
-    if (::setresuid(0, 0, 0) != 0)
+    if (::setresuid(0, 0, 0) != 0 || ::setresgid(gid, egid, sgid) != 0 ||
+        ::setgroups(groups.size(), groups.data()) != 0)
         qFatal("cannot take privileges back");
     return result;
 }

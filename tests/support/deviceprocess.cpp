@@ -4,15 +4,12 @@
 #include <QFile>
 #include <QtTest/QTest>
 
-#include <sys/stat.h>
-
 namespace omtest {
 
 DeviceProcess::DeviceProcess()
-    : m_root(QStringLiteral("/tmp/omdev-XXXXXX")), m_previousRoot(qgetenv("OM_PPS_ROOT")),
+    : m_root(QStringLiteral("omdev")), m_previousRoot(qgetenv("OM_PPS_ROOT")),
       m_hadRoot(qEnvironmentVariableIsSet("OM_PPS_ROOT"))
 {
-    ::chmod(QFile::encodeName(m_root.path()).constData(), 0755);
     qputenv("OM_PPS_ROOT", QFile::encodeName(m_root.path()));
     m_process.setProcessChannelMode(QProcess::MergedChannels);
 }
@@ -101,6 +98,12 @@ DeviceProcess::Result DeviceProcess::omctl(const QStringList &arguments, int tim
     result.out = process.readAllStandardOutput();
     result.err = process.readAllStandardError();
     return result;
+}
+
+DeviceProcess::Result DeviceProcess::omctlAsNobody(const QStringList &arguments)
+{
+    static const ProgramCopy copy(omctlPath());
+    return copy.run(arguments, true);
 }
 
 } // namespace omtest

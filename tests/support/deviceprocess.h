@@ -1,6 +1,8 @@
 #ifndef OMTEST_DEVICEPROCESS_H
 #define OMTEST_DEVICEPROCESS_H
 
+#include "childprocess.h"
+
 #include <QByteArray>
 #include <QProcess>
 #include <QStringList>
@@ -31,19 +33,20 @@ public:
     /** Everything the device printed so far. */
     QByteArray output();
 
-    struct Result
-    {
-        int exitCode = -1;
-        QByteArray out;
-        QByteArray err;
-    };
+    using Result = ProgramCopy::Result;
     /** Runs omctl with @p arguments against this process's bus. */
     static Result omctl(const QStringList &arguments, int timeoutMs = 15000);
+    /**
+     * Runs omctl as uid 65534 when this process runs as root (see
+     * canDropPrivileges()), from a copy that user can reach wherever the
+     * tree is checked out.
+     */
+    static Result omctlAsNobody(const QStringList &arguments);
     static QString omdevicedPath();
     static QString omctlPath();
 
 private:
-    QTemporaryDir m_root;
+    SharedTemporaryDir m_root; // other users reach the bus too
     QTemporaryDir m_data;
     QByteArray m_previousRoot;
     bool m_hadRoot;

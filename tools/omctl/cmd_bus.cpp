@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 
 namespace omctl {
 namespace {
@@ -21,11 +22,11 @@ void printText(const QByteArray &text)
     std::fflush(stdout);
 }
 
-int ls(const QStringList &args)
+int ls(const Invocation &call)
 {
-    if (args.size() > 1)
-        return usage(QStringLiteral("ls takes at most one path"));
-    const QString path = args.value(0, QStringLiteral("/pps"));
+    if (call.args().size() > 1)
+        return call.usage(QStringLiteral("ls takes at most one path"));
+    const QString path = call.args().value(0, QStringLiteral("/pps"));
     int error = 0;
     const QStringList names = om::PpsObject::list(path, &error);
     if (error != 0)
@@ -35,40 +36,31 @@ int ls(const QStringList &args)
     return Success;
 }
 
-int cat(const QStringList &args)
+int cat(const Invocation &call)
 {
-    if (args.size() != 1)
-        return usage(QStringLiteral("cat takes one object path"));
-    om::PpsObject pps(args.first());
+    if (call.args().size() != 1)
+        return call.usage(QStringLiteral("cat takes one object path"));
+    const QString path = call.args().first();
+    om::PpsObject pps(path);
     if (!pps.open(om::PpsOpenMode::Subscribe))
-        return fail(args.first(), reason(pps.error()));
+        return fail(path, reason(pps.error()));
     bool ok = false;
     const QByteArray text = pps.read(&ok);
     if (ok)
         printText(text);
     else if (pps.error() != EAGAIN)
-        return fail(args.first(), reason(pps.error()));
+        return fail(path, reason(pps.error()));
     return Success;
 }
 
-int watch(const QStringList &args)
+int watch(const Invocation &call)
 {
-    QString path;
-    int count = -1;
-    for (int i = 0; i < args.size(); ++i) {
-        if (args.at(i) == QLatin1String("--count") && i + 1 < args.size()) {
-            bool ok = false;
-            count = args.at(++i).toInt(&ok);
-            if (!ok || count <= 0)
-                return usage(QStringLiteral("--count needs a positive number"));
-        } else if (path.isEmpty() && !args.at(i).startsWith(QLatin1String("--"))) {
-            path = args.at(i);
-        } else {
-            return usage(QStringLiteral("unexpected argument '%1'").arg(args.at(i)));
-        }
-    }
-    if (path.isEmpty())
-        return usage(QStringLiteral("watch takes one object path"));
+    if (call.args().size() != 1)
+        return call.usage(QStringLiteral("watch takes one object path"));
+    const std::optional<int> count = call.positive(QStringLiteral("count"), -1);
+    if (!count)
+        return Usage;
+    const QString path = call.args().first();
     om::PpsObject pps(path);
     if (!pps.open(om::PpsOpenMode::Subscribe))
         return fail(path, reason(pps.error()));
@@ -85,40 +77,35 @@ int watch(const QStringList &args)
             return;
         }
         printText(text);
-        if (count > 0 && ++seen >= count)
+        if (*count > 0 && ++seen >= *count)
             QCoreApplication::exit(Success);
     });
     const int code = QCoreApplication::exec();
     return code != Success ? code : result;
 }
 
-int write(const QStringList &args)
+int write(const Invocation &call)
 {
-    QString path;
-    bool create = false;
+    const QStringList args = call.args();
     QByteArray text;
-    for (const QString &arg : args) {
-        if (arg == QLatin1String("--create")) {
-            create = true;
-            continue;
-        }
-        if (path.isEmpty()) {
-            path = arg;
-            continue;
-        }
+    for (const QString &arg : args.mid(1)) {
         const QByteArray line = arg.toUtf8();
         bool ok = line.startsWith('-') && line.size() > 1 && !line.contains('\n');
         if (!ok && !line.contains('\n'))
             om::PpsObject::decode(line, &ok);
         if (!ok || line.startsWith('@') || line.startsWith("+@"))
-            return usage(QStringLiteral("'%1' is not an attribute (name:encoding:value) or a removal (-name)").arg(arg));
+            return call.usage(
+                QStringLiteral(
+                    "'%1' is not an attribute (name:encoding:value) or a removal (-name)")
+                    .arg(arg));
         text += line;
         text += '\n';
     }
-    if (path.isEmpty() || text.isEmpty())
-        return usage(QStringLiteral("write takes an object path and at least one attribute"));
+    if (text.isEmpty())
+        return call.usage(QStringLiteral("write takes an object path and at least one attribute"));
+    const QString path = args.first();
     om::PpsOpenMode::Types mode = om::PpsOpenMode::Publish;
-    if (create)
+    if (call.isSet(QStringLiteral("create")))
         mode |= om::PpsOpenMode::Create;
     om::PpsObject pps(path);
     if (!pps.open(mode))
@@ -130,29 +117,39 @@ int write(const QStringList &args)
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("ls"), QStringLiteral("[path]"),
+OMCTL_COMMAND({QStringLiteral("ls"),
+               QStringLiteral("[path]"),
                QStringLiteral("List the objects and directories below a path (default /pps)."),
-               QStringLiteral("Directories end with '/'."), ls});
+               QStringLiteral("Directories end with '/'."),
+               {},
+               ls});
 
-OMCTL_COMMAND({QStringLiteral("cat"), QStringLiteral("<object>"),
+OMCTL_COMMAND({QStringLiteral("cat"),
+               QStringLiteral("<object>"),
                QStringLiteral("Print the current attributes of an object as PPS text."),
                QStringLiteral("A control object has no attributes of its own and prints nothing."),
+               {},
                cat});
 
-OMCTL_COMMAND({QStringLiteral("watch"), QStringLiteral("<object> [--count N]"),
-               QStringLiteral("Print an object's content, then each update as it arrives."),
-               QStringLiteral("Runs until interrupted, or until N updates have been printed.\n"
-                              "On a control object it prints what the server sends to all clients."),
-               watch});
+OMCTL_COMMAND(
+    {QStringLiteral("watch"),
+     QStringLiteral("<object>"),
+     QStringLiteral("Print an object's content, then each update as it arrives."),
+     QStringLiteral("Runs until interrupted, or until N updates have been printed.\n"
+                    "On a control object it prints what the server sends to all clients."),
+     {{QStringLiteral("count"), QStringLiteral("Stop after N updates."), QStringLiteral("N")}},
+     watch});
 
-OMCTL_COMMAND({QStringLiteral("write"),
-               QStringLiteral("<object> [--create] <name:encoding:value | -name>..."),
-               QStringLiteral("Write attributes to an object as one message."),
-               QStringLiteral("Encodings: empty for text, n number, b boolean (true/false),\n"
-                              "json a nested map or list, c text with C escapes.\n"
-                              "-name removes an attribute from a plain object. --create makes\n"
-                              "a plain object that does not exist yet.\n"
-                              "Example: omctl write /pps/services/navigator/state isDeviceLocked::notLocked"),
-               write});
+OMCTL_COMMAND(
+    {QStringLiteral("write"),
+     QStringLiteral("<object> <name:encoding:value | -name>..."),
+     QStringLiteral("Write attributes to an object as one message."),
+     QStringLiteral("Encodings: empty for text, n number, b boolean (true/false),\n"
+                    "json a nested map or list, c text with C escapes.\n"
+                    "-name removes an attribute from a plain object.\n"
+                    "Example: omctl write /pps/services/navigator/state isDeviceLocked::notLocked"),
+     {{QStringLiteral("create"), QStringLiteral("Make a plain object that does not exist yet.")}},
+     write,
+     true});
 
 } // namespace omctl

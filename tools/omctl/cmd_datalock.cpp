@@ -3,6 +3,8 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "perimeter/perimeterprotocol_p.h"
+
 #include <om/ppsobject.h>
 
 #include <QDateTime>
@@ -12,26 +14,26 @@
 namespace omctl {
 namespace {
 
-const QString statePath = QStringLiteral("/pps/system/perimeter/info/1000/enterprise/state");
-const QString simulatorPath = QStringLiteral("/pps/simulator/perimeter");
-const QString subject = QStringLiteral("datalock");
+namespace protocol = om::perimeterprotocol;
+const QString statePath = protocol::statePath();
+const QString simulatorPath = protocol::userSidePath();
 
 QString rawStateName(int raw)
 {
     switch (raw) {
-    case 0:
+    case protocol::StartupLocked:
         return QStringLiteral("locked since start-up");
-    case 1:
+    case protocol::Unlocked:
         return QStringLiteral("unlocked");
-    case 2:
+    case protocol::Unlocking:
         return QStringLiteral("unlocking");
-    case 3:
+    case protocol::Locked:
         return QStringLiteral("locked");
-    case 4:
+    case protocol::NoPolicy:
         return QStringLiteral("no data lock policy");
-    case 5:
+    case protocol::Pending:
         return QStringLiteral("lock pending");
-    case 6:
+    case protocol::StartupUnlocking:
         return QStringLiteral("start-up lock being opened");
     default:
         return QStringLiteral("unknown");
@@ -69,15 +71,14 @@ void printState(const QVariant &state, const QVariant &time)
     out(QStringLiteral("time: ") + describeTime(time));
 }
 
-int show()
+int show(const Invocation &call)
 {
     om::PpsObject pps(statePath);
     if (!pps.open(om::PpsOpenMode::Subscribe)) {
         if (pps.error() == ENOENT)
-            return fail(subject,
-                        QStringLiteral("no perimeter manager on the bus (%1 does not exist)")
-                            .arg(statePath));
-        return fail(subject, reason(pps.error()));
+            return call.fail(QStringLiteral("no perimeter manager on the bus (%1 does not exist)")
+                                 .arg(statePath));
+        return call.fail(reason(pps.error()));
     }
     // The content comes with the open answer; an object without any has no
     // state yet.
@@ -85,63 +86,62 @@ int show()
     const QByteArray text = pps.read(&ok);
     if (!ok) {
         if (pps.error() == EAGAIN)
-            return fail(subject, QStringLiteral("the perimeter manager has published no state"));
-        return fail(subject, reason(pps.error()));
+            return call.fail(QStringLiteral("the perimeter manager has published no state"));
+        return call.fail(reason(pps.error()));
     }
     const QVariantMap decoded = om::PpsObject::decode(text, &ok);
     if (!ok)
-        return fail(subject, QStringLiteral("the state object cannot be decoded"));
-    const QVariantMap attributes = decoded.value(QStringLiteral("@state")).toMap();
-    printState(attributes.value(QStringLiteral("state")),
-               attributes.value(QStringLiteral("data_lock_time")));
+        return call.fail(QStringLiteral("the state object cannot be decoded"));
+    // Headed "@" and the object's name, the last part of its path.
+    const QString name = QLatin1Char('@') + statePath.section(QLatin1Char('/'), -1);
+    const QVariantMap attributes = decoded.value(name).toMap();
+    printState(attributes.value(protocol::keyState()),
+               attributes.value(protocol::keyDataLockTime()));
     return Success;
 }
 
 /** One request to the simulator; prints the state that results. */
-int change(const QString &msg, const QVariantMap &dat)
+int change(const Invocation &call, const QString &msg, const QVariantMap &dat)
 {
-    QVariantMap answer;
-    QString error;
-    if (!request(simulatorPath, msg, dat, &answer, &error))
-        return fail(subject, error);
-    if (answer.contains(QStringLiteral("err")))
-        return fail(subject, answer.value(QStringLiteral("err")).toString());
-    const QVariantMap state = answer.value(QStringLiteral("dat")).toMap();
-    printState(state.value(QStringLiteral("state")), state.value(QStringLiteral("time")));
+    const auto state = call.request(simulatorPath, msg, dat);
+    if (!state)
+        return Failure;
+    printState(state->value(protocol::keyState()), state->value(protocol::keyTime()));
     return Success;
 }
 
-int datalock(const QStringList &args)
+int datalock(const Invocation &call)
 {
+    const QStringList args = call.args();
     if (args.isEmpty())
-        return show();
+        return show(call);
     const QString &action = args.first();
     const QStringList rest = args.mid(1);
-    if (action == QLatin1String("lock") || action == QLatin1String("unlock")) {
+    if (action == protocol::lockMessage() || action == protocol::unlockMessage()) {
         if (!rest.isEmpty())
-            return usage(QStringLiteral("datalock %1 takes no arguments").arg(action));
-        return change(action, QVariantMap());
+            return call.usage(QStringLiteral("datalock %1 takes no arguments").arg(action));
+        return change(call, action, QVariantMap());
     }
-    if (action == QLatin1String("pending")) {
+    if (action == protocol::pendingMessage()) {
         bool ok = false;
         const qint64 seconds = rest.value(0).toLongLong(&ok);
         if (rest.size() != 1 || !ok || seconds < 0)
-            return usage(
+            return call.usage(
                 QStringLiteral("datalock pending takes one number of seconds, zero or more"));
-        return change(action, {{QStringLiteral("seconds"), seconds}});
+        return change(call, action, {{protocol::keySeconds(), seconds}});
     }
-    if (action == QLatin1String("raw")) {
+    if (action == protocol::rawMessage()) {
         bool ok = false;
         const int raw = rest.value(0).toInt(&ok);
         if (rest.isEmpty() || rest.size() > 2 || !ok)
-            return usage(
+            return call.usage(
                 QStringLiteral("datalock raw takes a whole number and, optionally, a time"));
-        QVariantMap dat{{QStringLiteral("state"), raw}};
+        QVariantMap dat{{protocol::keyState(), raw}};
         if (rest.size() == 2)
-            dat.insert(QStringLiteral("time"), rest.at(1));
-        return change(action, dat);
+            dat.insert(protocol::keyTime(), rest.at(1));
+        return change(call, action, dat);
     }
-    return usage(QStringLiteral("unknown datalock action '%1'").arg(action));
+    return call.usage(QStringLiteral("unknown datalock action '%1'").arg(action));
 }
 
 } // namespace
@@ -160,6 +160,8 @@ OMCTL_COMMAND(
                     "Raw states: 0 locked since start-up, 1 unlocked, 2 unlocking, 3 locked,\n"
                     "4 no data lock policy, 5 lock pending, 6 start-up lock being opened.\n"
                     "Changes print the state that results. They need the device's owner."),
-     datalock});
+     {},
+     datalock,
+     true});
 
 } // namespace omctl

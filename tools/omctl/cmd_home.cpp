@@ -1,64 +1,40 @@
 // The home screen commands: lock, bedside, wallpaper-lock, home. They talk
-// to the navigator's user side, "/pps/simulator/navigator".
+// to the navigator's user side.
 
 #include "command.h"
 #include "omctlclient.h"
+
+#include "oms/navigatorprotocol_p.h"
 
 #include <QVariantList>
 
 namespace omctl {
 namespace {
 
-const QString simulatorPath = QStringLiteral("/pps/simulator/navigator");
+namespace protocol = om::navigatorprotocol;
+const QString simulatorPath = protocol::userSidePath();
+const QStringList lockStates = protocol::lockStates();
 
-const QStringList lockStates = {
-    QStringLiteral("notLocked"),
-    QStringLiteral("screenLocked"),
-    QStringLiteral("passwordLocked"),
-    QStringLiteral("pinBlocked"),
-};
-
-// One request to the navigator; on failure prints why and gives the exit code.
-int ask(const QString &command, const QString &msg, const QVariantMap &dat, QVariantMap *answer)
+int lock(const Invocation &call)
 {
-    QString error;
-    if (!request(simulatorPath, msg, dat, answer, &error))
-        return fail(simulatorPath, error);
-    if (answer->contains(QStringLiteral("err")))
-        return fail(command, answer->value(QStringLiteral("err")).toString());
-    return Success;
-}
-
-bool parseSwitch(const QStringList &args, bool *on)
-{
-    if (args.size() != 1)
-        return false;
-    if (args.first() == QLatin1String("on"))
-        *on = true;
-    else if (args.first() == QLatin1String("off"))
-        *on = false;
-    else
-        return false;
-    return true;
-}
-
-int lock(const QStringList &args)
-{
-    if (args.size() != 1 || !lockStates.contains(args.first()))
-        return usage(
+    if (call.args().size() != 1 || !lockStates.contains(call.args().first()))
+        return call.usage(
             QStringLiteral("lock takes one of %1").arg(lockStates.join(QLatin1String(", "))));
-    QVariantMap answer;
-    return ask(QStringLiteral("lock"), QStringLiteral("setLockState"),
-               {{QStringLiteral("state"), args.first()}}, &answer);
+    return call.perform(simulatorPath, protocol::setLockStateMessage(),
+                        {{protocol::keyState(), call.args().first()}});
 }
 
-int switchCommand(const QString &command, const QString &msg, const QStringList &args)
+// A command that turns something on or off with one request.
+std::function<int(const Invocation &)> switchCommand(const QString &msg)
 {
-    bool on = false;
-    if (!parseSwitch(args, &on))
-        return usage(QStringLiteral("%1 takes on or off").arg(command));
-    QVariantMap answer;
-    return ask(command, msg, {{QStringLiteral("on"), on}}, &answer);
+    return [msg](const Invocation &call) {
+        const QString value = call.args().value(0);
+        if (call.args().size() != 1 ||
+            (value != QLatin1String("on") && value != QLatin1String("off")))
+            return call.usage(QStringLiteral("%1 takes on or off").arg(call.command().name));
+        return call.perform(simulatorPath, msg,
+                            {{protocol::keyOn(), value == QLatin1String("on")}});
+    };
 }
 
 QString onOff(const QVariant &value)
@@ -71,45 +47,42 @@ void row(const QString &name, const QString &value)
     out((name + QLatin1Char(':')).leftJustified(16) + value);
 }
 
-int home(const QStringList &args)
+int home(const Invocation &call)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("home takes no arguments"));
-    QVariantMap answer;
-    const int code = ask(QStringLiteral("home"), QStringLiteral("home"), QVariantMap(), &answer);
-    if (code != Success)
-        return code;
-    const QVariantMap dat = answer.value(QStringLiteral("dat")).toMap();
-    const QString wallpaper = dat.value(QStringLiteral("wallpaper")).toString();
+    const auto answer = call.request(simulatorPath, protocol::homeMessage());
+    if (!answer)
+        return Failure;
+    const QVariantMap &dat = *answer;
+    const QString wallpaper = dat.value(protocol::keyWallpaper()).toString();
     row(QStringLiteral("Wallpaper"),
         wallpaper.isEmpty() ? QStringLiteral("(the device's own)") : wallpaper);
-    row(QStringLiteral("Lock state"), dat.value(QStringLiteral("lockState")).toString());
-    row(QStringLiteral("Bedside mode"), onOff(dat.value(QStringLiteral("bedsideMode"))));
-    row(QStringLiteral("Wallpaper lock"), onOff(dat.value(QStringLiteral("wallpaperLocked"))));
+    row(QStringLiteral("Lock state"), dat.value(protocol::keyLockState()).toString());
+    row(QStringLiteral("Bedside mode"), onOff(dat.value(protocol::keyBedsideMode())));
+    row(QStringLiteral("Wallpaper lock"), onOff(dat.value(protocol::keyHomeWallpaperLocked())));
 
-    const QVariantList shortcuts = dat.value(QStringLiteral("shortcuts")).toList();
+    const QVariantList shortcuts = dat.value(protocol::keyShortcuts()).toList();
     row(QStringLiteral("Shortcuts"), QString::number(shortcuts.size()));
     for (const QVariant &entry : shortcuts) {
         const QVariantMap shortcut = entry.toMap();
         out(QStringLiteral("  \"%1\" %2 (icon %3)")
-                .arg(shortcut.value(QStringLiteral("label")).toString(),
-                     shortcut.value(QStringLiteral("url")).toString(),
-                     shortcut.value(QStringLiteral("icon")).toString()));
+                .arg(shortcut.value(protocol::keyLabel()).toString(),
+                     shortcut.value(protocol::keyUrl()).toString(),
+                     shortcut.value(protocol::keyIcon()).toString()));
     }
 
-    const QVariantMap badges = dat.value(QStringLiteral("badges")).toMap();
+    const QVariantMap badges = dat.value(protocol::keyBadges()).toMap();
     row(QStringLiteral("Badges"), QString::number(badges.size()));
     for (auto it = badges.cbegin(); it != badges.cend(); ++it)
         out(QStringLiteral("  %1: %2").arg(it.key(), it.value().toString()));
 
-    const QVariantList prompts = dat.value(QStringLiteral("closePrompts")).toList();
+    const QVariantList prompts = dat.value(protocol::keyClosePrompts()).toList();
     row(QStringLiteral("Close prompts"), QString::number(prompts.size()));
     for (const QVariant &entry : prompts) {
         const QVariantMap prompt = entry.toMap();
         out(QStringLiteral("  %1: \"%2\" \"%3\"")
-                .arg(prompt.value(QStringLiteral("app")).toString(),
-                     prompt.value(QStringLiteral("title")).toString(),
-                     prompt.value(QStringLiteral("message")).toString()));
+                .arg(prompt.value(protocol::keyApp()).toString(),
+                     prompt.value(protocol::keyTitle()).toString(),
+                     prompt.value(protocol::keyMessage()).toString()));
     }
     return Success;
 }
@@ -121,28 +94,30 @@ OMCTL_COMMAND({QStringLiteral("lock"),
                QStringLiteral("Change the device's lock state."),
                QStringLiteral("Applications see it on /pps/services/navigator/state, and those\n"
                               "that asked for navigator events get a deviceLockState event."),
+               {},
                lock});
 
-OMCTL_COMMAND({QStringLiteral("bedside"), QStringLiteral("<on|off>"),
-               QStringLiteral("Turn bedside mode on or off."), QString(),
-               [](const QStringList &args) {
-                   return switchCommand(QStringLiteral("bedside"), QStringLiteral("setBedsideMode"),
-                                        args);
-               }});
+OMCTL_COMMAND({QStringLiteral("bedside"),
+               QStringLiteral("<on|off>"),
+               QStringLiteral("Turn bedside mode on or off."),
+               QString(),
+               {},
+               switchCommand(protocol::setBedsideModeMessage())});
 
 OMCTL_COMMAND(
-    {QStringLiteral("wallpaper-lock"), QStringLiteral("<on|off>"),
+    {QStringLiteral("wallpaper-lock"),
+     QStringLiteral("<on|off>"),
      QStringLiteral("Lock or unlock the wallpaper."),
      QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."),
-     [](const QStringList &args) {
-         return switchCommand(QStringLiteral("wallpaper-lock"), QStringLiteral("setWallpaperLock"),
-                              args);
-     }});
+     {},
+     switchCommand(protocol::setWallpaperLockMessage())});
 
-OMCTL_COMMAND({QStringLiteral("home"), QString(),
+OMCTL_COMMAND({QStringLiteral("home"),
+               QString(),
                QStringLiteral("Show the home screen: wallpaper, lock state, shortcuts, badges."),
                QStringLiteral("The wallpaper and shortcut icons are shown as the applications\n"
                               "named them; the navigator keeps copies of its own."),
+               {},
                home});
 
 } // namespace omctl

@@ -3,27 +3,16 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "invoke/invokeprotocol_p.h"
+
 #include <QDateTime>
 #include <QVariantList>
 
 namespace omctl {
 namespace {
 
-const QString SimulatorPath = QStringLiteral("/pps/simulator/invoke");
-
-// One request to the invocation service's user side; the answer's "dat".
-bool ask(const QString &msg, const QVariantMap &dat, QVariantMap *result, QString *error)
-{
-    QVariantMap answer;
-    if (!request(SimulatorPath, msg, dat, &answer, error))
-        return false;
-    if (answer.contains(QStringLiteral("err"))) {
-        *error = answer.value(QStringLiteral("err")).toString();
-        return false;
-    }
-    *result = answer.value(QStringLiteral("dat")).toMap();
-    return true;
-}
+namespace protocol = om::system::invokeprotocol;
+const QString SimulatorPath = protocol::userSidePath();
 
 // Bytes as text: printable ASCII as it is, the rest as C escapes, so that a
 // trailing NUL shows as \0.
@@ -160,14 +149,12 @@ void printView(const QVariantMap &shown)
                                                                        : QStringLiteral("not shown")));
 }
 
-int maps(const QStringList &args)
+int maps(const Invocation &call)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("maps takes no arguments"));
-    QVariantMap shown;
-    QString error;
-    if (!ask(QStringLiteral("maps"), QVariantMap(), &shown, &error))
-        return fail(SimulatorPath, error);
+    const auto answer = call.request(SimulatorPath, protocol::mapsMessage());
+    if (!answer)
+        return Failure;
+    const QVariantMap &shown = *answer;
     if (shown.isEmpty()) {
         out(QStringLiteral("The maps application has not been asked to show anything."));
         return Success;
@@ -184,59 +171,48 @@ int maps(const QStringList &args)
     return Success;
 }
 
-int listTargets()
+int listTargets(const Invocation &call)
 {
-    QVariantMap result;
-    QString error;
-    if (!ask(QStringLiteral("targets"), QVariantMap(), &result, &error))
-        return fail(SimulatorPath, error);
-    const QVariantList targets = result.value(QStringLiteral("targets")).toList();
+    const auto result = call.request(SimulatorPath, protocol::targetsMessage());
+    if (!result)
+        return Failure;
+    const QVariantList targets = result->value(protocol::keyTargets()).toList();
     for (const QVariant &entry : targets) {
         const QVariantMap target = entry.toMap();
-        out(target.value(QStringLiteral("name")).toString());
-        out(QStringLiteral("  actions: ") + target.value(QStringLiteral("actions")).toStringList().join(QLatin1String(", ")));
-        out(QStringLiteral("  types:   ") + target.value(QStringLiteral("mimeTypes")).toStringList().join(QLatin1String(", ")));
+        out(target.value(protocol::keyName()).toString());
+        out(QStringLiteral("  actions: ") +
+            target.value(protocol::keyActions()).toStringList().join(QLatin1String(", ")));
+        out(QStringLiteral("  types:   ") +
+            target.value(protocol::keyMimeTypes()).toStringList().join(QLatin1String(", ")));
     }
     return Success;
 }
 
-int invocations(const QStringList &args)
+int invocations(const Invocation &call)
 {
-    int last = 10;
-    bool clear = false;
-    bool targets = false;
-    for (int i = 0; i < args.size(); ++i) {
-        const QString &arg = args.at(i);
-        if (arg == QLatin1String("--last") && i + 1 < args.size()) {
-            bool ok = false;
-            last = args.at(++i).toInt(&ok);
-            if (!ok || last <= 0)
-                return usage(QStringLiteral("--last needs a positive number"));
-        } else if (arg == QLatin1String("--clear")) {
-            clear = true;
-        } else if (arg == QLatin1String("--targets")) {
-            targets = true;
-        } else {
-            return usage(QStringLiteral("unexpected argument '%1'").arg(arg));
-        }
-    }
+    const std::optional<int> last = call.positive(QStringLiteral("last"), 10);
+    if (!last)
+        return Usage;
+    const bool clear = call.isSet(QStringLiteral("clear"));
+    const bool targets = call.isSet(QStringLiteral("targets"));
     if (clear && targets)
-        return usage(QStringLiteral("--clear and --targets do not go together"));
+        return call.usage(QStringLiteral("--clear and --targets do not go together"));
     if (targets)
-        return listTargets();
-
-    QVariantMap result;
-    QString error;
+        return listTargets(call);
     if (clear) {
-        if (!ask(QStringLiteral("clear"), QVariantMap(), &result, &error))
-            return fail(SimulatorPath, error);
-        out(QStringLiteral("Cleared %1 invocations.").arg(result.value(QStringLiteral("cleared")).toInt()));
+        const auto cleared = call.request(SimulatorPath, protocol::clearMessage());
+        if (!cleared)
+            return Failure;
+        out(QStringLiteral("Cleared %1 invocations.")
+                .arg(cleared->value(protocol::keyCleared()).toInt()));
         return Success;
     }
-    if (!ask(QStringLiteral("invocations"), {{QStringLiteral("last"), last}}, &result, &error))
-        return fail(SimulatorPath, error);
-    const QVariantList list = result.value(QStringLiteral("invocations")).toList();
-    const int total = result.value(QStringLiteral("total")).toInt();
+    const auto result =
+        call.request(SimulatorPath, protocol::invocationsMessage(), {{protocol::keyLast(), *last}});
+    if (!result)
+        return Failure;
+    const QVariantList list = result->value(protocol::keyInvocations()).toList();
+    const int total = result->value(protocol::keyTotal()).toInt();
     if (list.isEmpty()) {
         out(QStringLiteral("No invocations."));
         return Success;
@@ -245,21 +221,27 @@ int invocations(const QStringList &args)
     for (const QVariant &entry : list) {
         const QVariantMap invocation = entry.toMap();
         ++index;
-        const int code = invocation.value(QStringLiteral("error")).toInt();
-        const QString outcome = code == 0
-                                    ? QStringLiteral("taken by ") + invocation.value(QStringLiteral("target")).toString()
-                                    : QStringLiteral("refused, error %1: %2").arg(code).arg(invocation.value(QStringLiteral("errorText")).toString());
-        out(QStringLiteral("%1. %2 from %3: %4").arg(index).arg(timeText(invocation.value(QStringLiteral("time"))),
-                                                                 invocation.value(QStringLiteral("sender")).toString(),
-                                                                 outcome));
-        if (!invocation.value(QStringLiteral("requestedTarget")).toString().isEmpty())
-            out(QStringLiteral("   target: ") + invocation.value(QStringLiteral("requestedTarget")).toString());
-        out(QStringLiteral("   action: ") + invocation.value(QStringLiteral("action")).toString());
-        out(QStringLiteral("   type: ") + invocation.value(QStringLiteral("mimeType")).toString());
-        if (!invocation.value(QStringLiteral("uri")).toString().isEmpty())
-            out(QStringLiteral("   uri: ") + invocation.value(QStringLiteral("uri")).toString());
-        const QByteArray data = QByteArray::fromBase64(invocation.value(QStringLiteral("data")).toString().toLatin1());
-        const int size = invocation.value(QStringLiteral("dataSize")).toInt();
+        const int code = invocation.value(protocol::keyRecordError()).toInt();
+        const QString outcome =
+            code == 0
+                ? QStringLiteral("taken by ") + invocation.value(protocol::keyTarget()).toString()
+                : QStringLiteral("refused, error %1: %2")
+                      .arg(code)
+                      .arg(invocation.value(protocol::keyRecordErrorText()).toString());
+        out(QStringLiteral("%1. %2 from %3: %4")
+                .arg(index)
+                .arg(timeText(invocation.value(protocol::keyTime())),
+                     invocation.value(protocol::keySender()).toString(), outcome));
+        if (!invocation.value(protocol::keyRequestedTarget()).toString().isEmpty())
+            out(QStringLiteral("   target: ") +
+                invocation.value(protocol::keyRequestedTarget()).toString());
+        out(QStringLiteral("   action: ") + invocation.value(protocol::keyAction()).toString());
+        out(QStringLiteral("   type: ") + invocation.value(protocol::keyMimeType()).toString());
+        if (!invocation.value(protocol::keyUri()).toString().isEmpty())
+            out(QStringLiteral("   uri: ") + invocation.value(protocol::keyUri()).toString());
+        const QByteArray data =
+            QByteArray::fromBase64(invocation.value(protocol::keyData()).toString().toLatin1());
+        const int size = invocation.value(protocol::keyDataSize()).toInt();
         QString heading = QStringLiteral("   data (%1 bytes").arg(size);
         if (data.size() < size)
             heading += QStringLiteral(", first %1 shown").arg(data.size());
@@ -270,19 +252,25 @@ int invocations(const QStringList &args)
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("invocations"), QStringLiteral("[--last N] [--clear] [--targets]"),
-               QStringLiteral("List the recent invocations: sender, outcome, action, type and data."),
-               QStringLiteral("Shows the last N invocations (default 10), oldest first. Data is\n"
-                              "printed as text with C escapes, so a final NUL shows as \\0; long\n"
-                              "data is cut. --clear forgets them all; --targets lists the targets\n"
-                              "that invocations can go to."),
-               invocations});
+OMCTL_COMMAND(
+    {QStringLiteral("invocations"),
+     QString(),
+     QStringLiteral("List the recent invocations: sender, outcome, action, type and data."),
+     QStringLiteral("Shows the last invocations, oldest first. Data is printed as text\n"
+                    "with C escapes, so a final NUL shows as \\0; long data is cut."),
+     {{QStringLiteral("last"), QStringLiteral("Show the last N (default 10)."),
+       QStringLiteral("N")},
+      {QStringLiteral("clear"), QStringLiteral("Forget every invocation.")},
+      {QStringLiteral("targets"), QStringLiteral("List the targets that invocations can go to.")}},
+     invocations});
 
-OMCTL_COMMAND({QStringLiteral("maps"), QString(),
+OMCTL_COMMAND({QStringLiteral("maps"),
+               QString(),
                QStringLiteral("Show what the maps application was last asked to show."),
                QStringLiteral("The view (map, route or KML places), the center, the places, the\n"
                               "route's start, end and options, the search and whether the current\n"
                               "location is shown; or why the content could not be read."),
+               {},
                maps});
 
 } // namespace omctl

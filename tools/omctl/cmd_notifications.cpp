@@ -4,15 +4,36 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "notify/notifyprotocol_p.h"
+
 #include <QDateTime>
 #include <QVariantList>
-
-#include <cerrno>
 
 namespace omctl {
 namespace {
 
-const QString UserSidePath = QStringLiteral("/pps/simulator/notifications");
+namespace protocol = om::notifyprotocol;
+const QString UserSidePath = protocol::userSidePath();
+
+// Every entry of a listing that the user side gives page by page: asks
+// with "from" the entries so far until "total" are in.
+std::optional<QVariantList> requestAll(const Invocation &call, const QString &msg,
+                                       const QString &listKey)
+{
+    QVariantList entries;
+    int total = 0;
+    do {
+        const auto page = call.request(UserSidePath, msg, {{protocol::keyFrom(), entries.size()}});
+        if (!page)
+            return std::nullopt;
+        const QVariantList part = page->value(listKey).toList();
+        total = page->value(protocol::keyTotal()).toInt();
+        if (part.isEmpty())
+            break; // the list shrank meanwhile
+        entries.append(part);
+    } while (entries.size() < total);
+    return entries;
+}
 
 QString shown(const QVariantMap &map, const QString &key)
 {
@@ -34,76 +55,42 @@ QString timeText(qint64 ms)
     return QDateTime::fromMSecsSinceEpoch(ms).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
 }
 
-// Asks for every entry of a listing, page by page.
-bool fetchAll(const QString &msg, const QString &listKey, QVariantList *entries, QString *error)
+int notifications(const Invocation &call)
 {
-    int total = 0;
-    do {
-        QVariantMap answer;
-        if (!request(UserSidePath, msg, {{QStringLiteral("from"), entries->size()}}, &answer, error))
-            return false;
-        if (answer.contains(QStringLiteral("err"))) {
-            *error = answer.value(QStringLiteral("err")).toString();
-            return false;
-        }
-        const QVariantMap dat = answer.value(QStringLiteral("dat")).toMap();
-        const QVariantList page = dat.value(listKey).toList();
-        total = dat.value(QStringLiteral("total")).toInt();
-        if (page.isEmpty())
-            break; // the list shrank meanwhile
-        entries->append(page);
-    } while (entries->size() < total);
-    return true;
-}
-
-int failRequest(const QString &error)
-{
-    if (error == reason(ENOENT))
-        return fail(QStringLiteral("notifications"),
-                    QStringLiteral("the notification service is not running (no %1)").arg(UserSidePath));
-    return fail(UserSidePath, error);
-}
-
-int notifications(const QStringList &args)
-{
-    QString application;
-    for (int i = 0; i < args.size(); ++i) {
-        if (args.at(i) == QLatin1String("--app") && i + 1 < args.size())
-            application = args.at(++i);
-        else
-            return usage(QStringLiteral("unexpected argument '%1'").arg(args.at(i)));
-    }
-    QVariantList items;
-    QString error;
-    if (!fetchAll(QStringLiteral("inbox"), QStringLiteral("items"), &items, &error))
-        return failRequest(error);
+    const QString application = call.value(QStringLiteral("app"));
+    const auto items = requestAll(call, protocol::inboxMessage(), protocol::keyItems());
+    if (!items)
+        return Failure;
     int count = 0;
-    for (const QVariant &value : qAsConst(items)) {
+    for (const QVariant &value : *items) {
         const QVariantMap item = value.toMap();
-        if (!application.isEmpty() && item.value(QStringLiteral("application")).toString() != application)
+        if (!application.isEmpty() &&
+            item.value(protocol::keyApplication()).toString() != application)
             continue;
-        const QVariantMap attributes = item.value(QStringLiteral("attributes")).toMap();
+        const QVariantMap attributes = item.value(protocol::keyAttributes()).toMap();
         QString time;
         bool numeric = false;
-        const qint64 timestamp = attributes.value(QStringLiteral("timestamp")).toString().toLongLong(&numeric);
+        const qint64 timestamp =
+            attributes.value(protocol::keyTimestamp()).toString().toLongLong(&numeric);
         if (numeric)
             time = timeText(timestamp);
-        else if (attributes.contains(QStringLiteral("timestamp")))
-            time = attributes.value(QStringLiteral("timestamp")).toString();
+        else if (attributes.contains(protocol::keyTimestamp()))
+            time = attributes.value(protocol::keyTimestamp()).toString();
         else
-            time = timeText(item.value(QStringLiteral("received")).toLongLong()) + QStringLiteral(" (received)");
+            time = timeText(item.value(protocol::keyReceived()).toLongLong()) +
+                   QStringLiteral(" (received)");
         if (count++ > 0)
             out(QString());
-        out(QStringLiteral("%1  %2").arg(item.value(QStringLiteral("application")).toString(),
-                                         item.value(QStringLiteral("itemId")).toString()));
-        field(QStringLiteral("title"), shown(attributes, QStringLiteral("title")));
-        field(QStringLiteral("body"), shown(attributes, QStringLiteral("subtitle")));
+        out(QStringLiteral("%1  %2").arg(item.value(protocol::keyApplication()).toString(),
+                                         item.value(protocol::keyItemId()).toString()));
+        field(QStringLiteral("title"), shown(attributes, protocol::keyTitle()));
+        field(QStringLiteral("body"), shown(attributes, protocol::keyBody()));
         field(QStringLiteral("time"), time);
-        field(QStringLiteral("category"), shown(attributes, QStringLiteral("type")));
+        field(QStringLiteral("category"), shown(attributes, protocol::keyCategory()));
         field(QStringLiteral("effects"),
-              (item.value(QStringLiteral("effectsCleared")).toBool() ? QStringLiteral("cleared")
-                                                                       : QStringLiteral("active")));
-        if (item.value(QStringLiteral("truncated")).toBool())
+              (item.value(protocol::keyEffectsCleared()).toBool() ? QStringLiteral("cleared")
+                                                                  : QStringLiteral("active")));
+        if (item.value(protocol::keyTruncated()).toBool())
             out(QStringLiteral("  (too large to show whole)"));
     }
     if (count == 0)
@@ -111,32 +98,30 @@ int notifications(const QStringList &args)
     return Success;
 }
 
-int dialogs(const QStringList &args)
+int dialogs(const Invocation &call)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("dialogs takes no arguments"));
-    QVariantList list;
-    QString error;
-    if (!fetchAll(QStringLiteral("dialogs"), QStringLiteral("dialogs"), &list, &error))
-        return failRequest(error);
+    const auto list = requestAll(call, protocol::dialogsMessage(), protocol::keyDialogs());
+    if (!list)
+        return Failure;
     int count = 0;
-    for (const QVariant &value : qAsConst(list)) {
+    for (const QVariant &value : *list) {
         const QVariantMap dialog = value.toMap();
-        const QVariantMap content = dialog.value(QStringLiteral("content")).toMap();
+        const QVariantMap content = dialog.value(protocol::keyContent()).toMap();
         if (count++ > 0)
             out(QString());
-        out(QStringLiteral("%1  %2").arg(dialog.value(QStringLiteral("itemId")).toString(),
-                                         dialog.value(QStringLiteral("application")).toString()));
-        field(QStringLiteral("title"), shown(content, QStringLiteral("title")));
-        field(QStringLiteral("body"), shown(content, QStringLiteral("subtitle")));
-        if (content.value(QStringLiteral("repeating")).toString() == QLatin1String("on"))
+        out(QStringLiteral("%1  %2").arg(dialog.value(protocol::keyItemId()).toString(),
+                                         dialog.value(protocol::keyApplication()).toString()));
+        field(QStringLiteral("title"), shown(content, protocol::keyTitle()));
+        field(QStringLiteral("body"), shown(content, protocol::keyBody()));
+        if (content.value(protocol::keyRepeating()).toString() == protocol::repeatingOn())
             out(QStringLiteral("  repeats until answered"));
-        const QVariantList buttons = content.value(QStringLiteral("promptChoices")).toList();
+        const QVariantList buttons = content.value(protocol::keyButtons()).toList();
         for (const QVariant &b : buttons) {
             const QVariantMap button = b.toMap();
             field(QStringLiteral("button"),
-                  QStringLiteral("%1  [%2]").arg(button.value(QStringLiteral("label")).toString(),
-                         button.value(QStringLiteral("context")).toString()));
+                  QStringLiteral("%1  [%2]")
+                      .arg(button.value(protocol::keyButtonLabel()).toString(),
+                           button.value(protocol::keyButtonContext()).toString()));
         }
     }
     if (count == 0)
@@ -144,46 +129,51 @@ int dialogs(const QStringList &args)
     return Success;
 }
 
-int choose(const QStringList &args)
+int choose(const Invocation &call)
 {
+    const QStringList args = call.args();
     if (args.size() != 2)
-        return usage(QStringLiteral("choose takes a dialog id and a button's label or context"));
-    QVariantMap answer;
-    QString error;
-    if (!request(UserSidePath, QStringLiteral("choose"),
-                 {{QStringLiteral("dialog"), args.at(0)}, {QStringLiteral("button"), args.at(1)}},
-                 &answer, &error))
-        return failRequest(error);
-    if (answer.contains(QStringLiteral("err")))
-        return fail(QStringLiteral("choose"), answer.value(QStringLiteral("err")).toString());
-    const QVariantMap dat = answer.value(QStringLiteral("dat")).toMap();
+        return call.usage(
+            QStringLiteral("choose takes a dialog id and a button's label or context"));
+    const auto chosen =
+        call.request(UserSidePath, protocol::chooseMessage(),
+                     {{protocol::keyDialog(), args.at(0)}, {protocol::keyButton(), args.at(1)}});
+    if (!chosen)
+        return Failure;
     out(QStringLiteral("chose '%1' in dialog %2")
-            .arg(dat.value(QStringLiteral("label")).toString(), dat.value(QStringLiteral("itemId")).toString()));
+            .arg(chosen->value(protocol::keyButtonLabel()).toString(),
+                 chosen->value(protocol::keyItemId()).toString()));
     return Success;
 }
 
 } // namespace
 
-OMCTL_COMMAND({QStringLiteral("notifications"), QStringLiteral("[--app NAME]"),
+OMCTL_COMMAND({QStringLiteral("notifications"),
+               QString(),
                QStringLiteral("List the items in the notification inbox."),
                QStringLiteral("One block per item, oldest first: application and item id, then\n"
                               "title, body, time (the item's timestamp, or when it arrived),\n"
-                              "category, and whether its effects are cleared.\n"
-                              "--app NAME lists one application's items only."),
+                              "category, and whether its effects are cleared."),
+               {{QStringLiteral("app"), QStringLiteral("List the items of application NAME only."),
+                 QStringLiteral("NAME")}},
                notifications});
 
-OMCTL_COMMAND({QStringLiteral("dialogs"), QString(),
+OMCTL_COMMAND({QStringLiteral("dialogs"),
+               QString(),
                QStringLiteral("List the notification dialogs on screen."),
                QStringLiteral("One block per dialog: its id and application, then title, body\n"
                               "and each button's label with its context in brackets."),
+               {},
                dialogs});
 
-OMCTL_COMMAND({QStringLiteral("choose"), QStringLiteral("<dialog-id> <button label or context>"),
+OMCTL_COMMAND({QStringLiteral("choose"),
+               QStringLiteral("<dialog-id> <button label or context>"),
                QStringLiteral("Press a button of a dialog on screen, as the user."),
                QStringLiteral("The dialog may be named by the start of its id, braces left out,\n"
                               "if no other dialog's id starts so. The application that showed\n"
                               "the dialog learns the choice, and the dialog leaves the screen.\n"
                               "Example: omctl choose 3f2a Yes"),
+               {},
                choose});
 
 } // namespace omctl

@@ -7,8 +7,9 @@
 
 #include "payments/paymentsprotocol_p.h"
 
-#include <QCommandLineParser>
 #include <QDateTime>
+
+#include <optional>
 
 namespace omctl {
 namespace {
@@ -64,20 +65,12 @@ using Options = QVariantMap;
 
 // The answer's "dat" of one request to the user side; prints why and gives
 // false when there is none.
-bool ask(const QString &msg, const QVariantMap &dat, QVariantMap *result)
+bool ask(const Invocation &call, const QString &msg, const QVariantMap &dat, QVariantMap *result)
 {
-    QVariantMap answer;
-    QString error;
-    if (!request(UserSide, msg, dat, &answer, &error)) {
-        fail(UserSide, error);
-        return false;
-    }
-    if (answer.contains(QStringLiteral("err"))) {
-        fail(QStringLiteral("payments"), answer.value(QStringLiteral("err")).toString());
-        return false;
-    }
-    *result = answer.value(QStringLiteral("dat")).toMap();
-    return true;
+    const std::optional<QVariantMap> answer = call.request(UserSide, msg, dat);
+    if (answer)
+        *result = *answer;
+    return bool(answer);
 }
 
 QString when(qint64 msecs)
@@ -147,10 +140,10 @@ QString describePurchase(const QVariantMap &p)
     return line;
 }
 
-int goods()
+int goods(const Invocation &call)
 {
     QVariantMap result;
-    if (!ask(protocol::goodsMessage(), {}, &result))
+    if (!ask(call, protocol::goodsMessage(), {}, &result))
         return Failure;
     const QVariantList list = result.value(protocol::keyGoods()).toList();
     if (list.isEmpty())
@@ -161,7 +154,8 @@ int goods()
 }
 
 // add-good and change-good: the good's fields from the options.
-int editGood(const QString &msg, const QStringList &args, const Options &options)
+int editGood(const Invocation &call, const QString &msg, const QStringList &args,
+             const Options &options)
 {
     if (args.size() != 1)
         return usage(QStringLiteral("payments %1 takes the id of one good")
@@ -184,13 +178,13 @@ int editGood(const QString &msg, const QStringList &args, const Options &options
     if (msg == protocol::changeGoodMessage() && dat.size() == 1)
         return usage(QStringLiteral("payments change-good needs something to change"));
     QVariantMap result;
-    if (!ask(msg, dat, &result))
+    if (!ask(call, msg, dat, &result))
         return Failure;
     out(describeGood(result.value(protocol::keyGood()).toMap()));
     return Success;
 }
 
-int purchases(const Options &options)
+int purchases(const Invocation &call, const Options &options)
 {
     QVariantMap dat;
     if (options.contains(QStringLiteral("app")))
@@ -198,7 +192,7 @@ int purchases(const Options &options)
     if (options.contains(QStringLiteral("store")))
         dat.insert(protocol::keyStore(), options.value(QStringLiteral("store")));
     QVariantMap result;
-    if (!ask(protocol::purchasesMessage(), dat, &result))
+    if (!ask(call, protocol::purchasesMessage(), dat, &result))
         return Failure;
     const QVariantList list = result.value(protocol::keyPurchases()).toList();
     if (list.isEmpty())
@@ -211,7 +205,7 @@ int purchases(const Options &options)
     return Success;
 }
 
-int mode(const QStringList &args, const Options &options)
+int mode(const Invocation &call, const QStringList &args, const Options &options)
 {
     QVariantMap dat;
     if (args.size() > 1)
@@ -225,7 +219,7 @@ int mode(const QStringList &args, const Options &options)
         dat.insert(protocol::keyInvoke(), invoke == QLatin1String("on"));
     }
     QVariantMap result;
-    if (!ask(protocol::modeMessage(), dat, &result))
+    if (!ask(call, protocol::modeMessage(), dat, &result))
         return Failure;
     out(QStringLiteral("mode: %1").arg(result.value(protocol::keyMode()).toString()));
     out(QStringLiteral("store screen invoked before a purchase's answer: %1")
@@ -234,10 +228,10 @@ int mode(const QStringList &args, const Options &options)
     return Success;
 }
 
-int pending()
+int pending(const Invocation &call)
 {
     QVariantMap result;
-    if (!ask(protocol::pendingMessage(), {}, &result))
+    if (!ask(call, protocol::pendingMessage(), {}, &result))
         return Failure;
     const QVariantList list = result.value(protocol::keyPending()).toList();
     if (list.isEmpty())
@@ -255,7 +249,7 @@ int pending()
 }
 
 // approve and decline: the purchase named, else the one that waits.
-int answerPending(const QString &msg, const QStringList &args)
+int answerPending(const Invocation &call, const QString &msg, const QStringList &args)
 {
     QVariantMap dat;
     if (args.size() > 1)
@@ -269,7 +263,7 @@ int answerPending(const QString &msg, const QStringList &args)
         dat.insert(protocol::keyPending(), number);
     }
     QVariantMap result;
-    if (!ask(msg, dat, &result))
+    if (!ask(call, msg, dat, &result))
         return Failure;
     if (msg == protocol::approveMessage())
         out(QStringLiteral("approved: ") +
@@ -280,7 +274,7 @@ int answerPending(const QString &msg, const QStringList &args)
     return Success;
 }
 
-int failNext(const QStringList &args, const Options &options)
+int failNext(const Invocation &call, const QStringList &args, const Options &options)
 {
     if (args.size() != 1)
         return usage(QStringLiteral("payments fail-next takes one error code"));
@@ -296,13 +290,13 @@ int failNext(const QStringList &args, const Options &options)
     if (options.contains(QStringLiteral("request")))
         dat.insert(protocol::keyRequest(), options.value(QStringLiteral("request")));
     QVariantMap result;
-    if (!ask(protocol::failNextMessage(), dat, &result))
+    if (!ask(call, protocol::failNextMessage(), dat, &result))
         return Failure;
     out(QStringLiteral("%1 failure(s) queued").arg(result.value(protocol::keyQueued()).toInt()));
     return Success;
 }
 
-int clock(const QStringList &args)
+int clock(const Invocation &call, const QStringList &args)
 {
     QVariantMap dat;
     if (args.size() > 1)
@@ -318,7 +312,7 @@ int clock(const QStringList &args)
         dat.insert(protocol::keyDays(), count);
     }
     QVariantMap result;
-    if (!ask(protocol::clockMessage(), dat, &result))
+    if (!ask(call, protocol::clockMessage(), dat, &result))
         return Failure;
     out(QStringLiteral("store clock: %1 (%2 ahead)")
             .arg(when(result.value(protocol::keyNow()).toLongLong()),
@@ -326,22 +320,22 @@ int clock(const QStringList &args)
     return Success;
 }
 
-int refund(const QStringList &args)
+int refund(const Invocation &call, const QStringList &args)
 {
     if (args.size() != 1)
         return usage(QStringLiteral("payments refund takes one purchase id"));
     QVariantMap result;
-    if (!ask(protocol::refundMessage(), {{protocol::keyPurchaseIdPlain(), args.first()}}, &result))
+    if (!ask(call, protocol::refundMessage(), {{protocol::keyPurchaseIdPlain(), args.first()}}, &result))
         return Failure;
     out(QStringLiteral("refunded: ") +
         describePurchase(result.value(protocol::keyPurchase()).toMap()));
     return Success;
 }
 
-int invocations()
+int invocations(const Invocation &call)
 {
     QVariantMap result;
-    if (!ask(protocol::invocationsMessage(), {}, &result))
+    if (!ask(call, protocol::invocationsMessage(), {}, &result))
         return Failure;
     const QVariantList list = result.value(protocol::keyInvocations()).toList();
     if (list.isEmpty())
@@ -358,64 +352,61 @@ int invocations()
     return Success;
 }
 
-int payments(const QStringList &positional, const Options &options)
+int payments(const Invocation &call, const Options &options)
 {
-    const QString sub = positional.value(0, QStringLiteral("goods"));
-    const QStringList args = positional.mid(1);
-    auto none = [&](int (*run)()) {
-        return args.isEmpty() ? run()
-                              : usage(QStringLiteral("payments %1 takes no arguments").arg(sub));
+    const QString sub = call.args().value(0, QStringLiteral("goods"));
+    const QStringList args = call.args().mid(1);
+    auto none = [&](int (*run)(const Invocation &)) {
+        return args.isEmpty() ? run(call)
+                              : call.usage(QStringLiteral("payments %1 takes no arguments").arg(sub));
     };
     if (sub == QLatin1String("goods"))
         return none(goods);
     if (sub == QLatin1String("add-good"))
-        return editGood(protocol::addGoodMessage(), args, options);
+        return editGood(call, protocol::addGoodMessage(), args, options);
     if (sub == QLatin1String("change-good"))
-        return editGood(protocol::changeGoodMessage(), args, options);
+        return editGood(call, protocol::changeGoodMessage(), args, options);
     if (sub == QLatin1String("remove-good")) {
         QVariantMap result;
         if (args.size() != 1)
-            return usage(QStringLiteral("payments remove-good takes the id of one good"));
-        if (!ask(protocol::removeGoodMessage(), {{protocol::keyId(), args.first()}}, &result))
+            return call.usage(QStringLiteral("payments remove-good takes the id of one good"));
+        if (!ask(call, protocol::removeGoodMessage(), {{protocol::keyId(), args.first()}}, &result))
             return Failure;
         out(QStringLiteral("removed: ") + describeGood(result.value(protocol::keyGood()).toMap()));
         return Success;
     }
     if (sub == QLatin1String("purchases"))
-        return args.isEmpty() ? purchases(options)
-                              : usage(QStringLiteral("payments purchases takes no arguments"));
+        return args.isEmpty() ? purchases(call, options)
+                              : call.usage(QStringLiteral("payments purchases takes no arguments"));
     if (sub == QLatin1String("mode"))
-        return mode(args, options);
+        return mode(call, args, options);
     if (sub == QLatin1String("pending"))
         return none(pending);
     if (sub == QLatin1String("approve"))
-        return answerPending(protocol::approveMessage(), args);
+        return answerPending(call, protocol::approveMessage(), args);
     if (sub == QLatin1String("decline"))
-        return answerPending(protocol::declineMessage(), args);
+        return answerPending(call, protocol::declineMessage(), args);
     if (sub == QLatin1String("fail-next"))
-        return failNext(args, options);
+        return failNext(call, args, options);
     if (sub == QLatin1String("clock"))
-        return clock(args);
+        return clock(call, args);
     if (sub == QLatin1String("refund"))
-        return refund(args);
+        return refund(call, args);
     if (sub == QLatin1String("invocations"))
         return none(invocations);
-    return usage(QStringLiteral("unknown payments command '%1'").arg(sub));
+    return call.usage(QStringLiteral("unknown payments command '%1'").arg(sub));
 }
 
-int run(const QStringList &args)
+// The options given, by name, for the subcommands.
+int run(const Invocation &call)
 {
-    QCommandLineParser parser;
-    parser.addOptions(options());
-    if (!parser.parse(QStringList{QStringLiteral("omctl")} + args))
-        return usage(parser.errorText());
     Options values;
     for (const QCommandLineOption &option : options()) {
         const QString name = option.names().first();
-        if (parser.isSet(name))
-            values.insert(name, parser.value(name));
+        if (call.isSet(name))
+            values.insert(name, call.value(name));
     }
-    return payments(parser.positionalArguments(), values);
+    return payments(call, values);
 }
 
 } // namespace
@@ -448,6 +439,6 @@ OMCTL_COMMAND(
          "clock [+DAYS]              show the store's clock, or move it ahead\n"
          "refund ID                  refund a purchase: a subscription ends at once\n"
          "invocations                what the store's screen was invoked with"),
-     run});
+     options(), run});
 
 } // namespace omctl

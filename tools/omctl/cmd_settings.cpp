@@ -4,38 +4,16 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include "notify/notifyprotocol_p.h"
+
 #include <QDir>
 #include <QUrl>
 
 namespace omctl {
 namespace {
 
-const QString SettingsPath = QStringLiteral("/pps/simulator/notification-settings");
-
-const QStringList GlobalKeys = {QStringLiteral("sound"),  QStringLiteral("vibrate"),
-                                QStringLiteral("led"),    QStringLiteral("preview"),
-                                QStringLiteral("volume"), QStringLiteral("mode")};
-const QStringList ApplicationKeys = {QStringLiteral("alerts"),  QStringLiteral("sound"),
-                                     QStringLiteral("vibrate"), QStringLiteral("led"),
-                                     QStringLiteral("preview"), QStringLiteral("vib_count"),
-                                     QStringLiteral("tone")};
-
-bool ask(const QString &msg, const QVariantMap &dat, QVariantMap *result, int *exitCode)
-{
-    QVariantMap answer;
-    QString error;
-    if (!request(SettingsPath, msg, dat, &answer, &error)) {
-        *exitCode = fail(SettingsPath, error);
-        return false;
-    }
-    if (answer.contains(QStringLiteral("err"))) {
-        *exitCode =
-            fail(QStringLiteral("settings"), answer.value(QStringLiteral("err")).toString());
-        return false;
-    }
-    *result = answer.value(QStringLiteral("dat")).toMap();
-    return true;
-}
+namespace protocol = om::notifyprotocol;
+const QString SettingsPath = protocol::settingsUserSidePath();
 
 // One block: a heading, then "  key  value  [source]" lines in a fixed order.
 void printBlock(const QString &heading, const QStringList &keys, const QVariantMap &settings,
@@ -56,21 +34,21 @@ void printBlock(const QString &heading, const QStringList &keys, const QVariantM
     }
 }
 
-int show()
+int show(const Invocation &call)
 {
-    QVariantMap dat;
-    int code = Success;
-    if (!ask(QStringLiteral("list"), QVariantMap(), &dat, &code))
-        return code;
-    printBlock(QStringLiteral("global"), GlobalKeys, dat.value(QStringLiteral("global")).toMap(),
-               QVariantMap());
-    const QVariantMap applications = dat.value(QStringLiteral("applications")).toMap();
+    const auto listed = call.request(SettingsPath, protocol::listMessage());
+    if (!listed)
+        return Failure;
+    const QVariantMap &dat = *listed;
+    printBlock(QStringLiteral("global"), protocol::globalSettings(),
+               dat.value(protocol::globalName()).toMap(), QVariantMap());
+    const QVariantMap applications = dat.value(protocol::keyApplications()).toMap();
     for (auto it = applications.cbegin(); it != applications.cend(); ++it) {
         const QVariantMap app = it.value().toMap();
         out(QString());
-        printBlock(QStringLiteral("app ") + it.key(), ApplicationKeys,
-                   app.value(QStringLiteral("settings")).toMap(),
-                   app.value(QStringLiteral("sources")).toMap());
+        printBlock(QStringLiteral("app ") + it.key(), protocol::applicationSettings(),
+                   app.value(protocol::keySettings()).toMap(),
+                   app.value(protocol::keySources()).toMap());
     }
     return Success;
 }
@@ -84,42 +62,41 @@ QString toneValue(const QString &value)
         QUrl::fromLocalFile(QDir::current().absoluteFilePath(value)).toEncoded());
 }
 
-int change(const QString &msg, const QString &scope, QVariantMap dat)
+int change(const Invocation &call, const QString &msg, const QString &scope, QVariantMap dat)
 {
-    const QString key = dat.value(QStringLiteral("key")).toString();
+    const QString key = dat.value(protocol::keyKey()).toString();
     if (key == QLatin1String("tone"))
-        dat.insert(QStringLiteral("value"),
-                   toneValue(dat.value(QStringLiteral("value")).toString()));
-    QVariantMap settings;
-    int code = Success;
-    if (!ask(msg, dat, &settings, &code))
-        return code;
-    out(QStringLiteral("%1 %2 %3").arg(scope, key, settings.value(key).toString()));
+        dat.insert(protocol::keyValue(), toneValue(dat.value(protocol::keyValue()).toString()));
+    const auto settings = call.request(SettingsPath, msg, dat);
+    if (!settings)
+        return Failure;
+    out(QStringLiteral("%1 %2 %3").arg(scope, key, settings->value(key).toString()));
     return Success;
 }
 
-int settings(const QStringList &args)
+int settings(const Invocation &call)
 {
+    const QStringList args = call.args();
     if (args.isEmpty())
-        return show();
+        return show(call);
     const QString scope = args.first();
     if (scope == QLatin1String("global")) {
         if (args.size() != 3)
-            return usage(QStringLiteral("settings global takes a key and a value"));
-        return change(QStringLiteral("setGlobal"), scope,
-                      {{QStringLiteral("key"), args.at(1)}, {QStringLiteral("value"), args.at(2)}});
+            return call.usage(QStringLiteral("settings global takes a key and a value"));
+        return change(call, protocol::setGlobalMessage(), scope,
+                      {{protocol::keyKey(), args.at(1)}, {protocol::keyValue(), args.at(2)}});
     }
     if (scope == QLatin1String("app")) {
         if (args.size() != 4)
-            return usage(QStringLiteral("settings app takes a package, a key and a value"));
+            return call.usage(QStringLiteral("settings app takes a package, a key and a value"));
         if (args.at(1).isEmpty())
-            return usage(QStringLiteral("settings app needs a package name"));
-        return change(QStringLiteral("setApplication"), QStringLiteral("app ") + args.at(1),
-                      {{QStringLiteral("name"), args.at(1)},
-                       {QStringLiteral("key"), args.at(2)},
-                       {QStringLiteral("value"), args.at(3)}});
+            return call.usage(QStringLiteral("settings app needs a package name"));
+        return change(call, protocol::setApplicationMessage(), QStringLiteral("app ") + args.at(1),
+                      {{protocol::keyName(), args.at(1)},
+                       {protocol::keyKey(), args.at(2)},
+                       {protocol::keyValue(), args.at(3)}});
     }
-    return usage(QStringLiteral("settings: unknown scope '%1' (global or app)").arg(scope));
+    return call.usage(QStringLiteral("settings: unknown scope '%1' (global or app)").arg(scope));
 }
 
 } // namespace
@@ -140,6 +117,8 @@ OMCTL_COMMAND(
                     "\n"
                     "A change is the user's choice: it overrides the application's default\n"
                     "and reaches every application that follows those settings."),
-     settings});
+     {},
+     settings,
+     true});
 
 } // namespace omctl

@@ -4,19 +4,38 @@
 #include "command.h"
 #include "omctlclient.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 
 namespace omctl {
 
 namespace {
-QList<Command> &registry()
+
+// "[--name VALUE]" for each option, in the order the command gives them.
+QString optionSynopsis(const Command &command)
 {
-    static QList<Command> commands;
-    return commands;
+    QStringList parts;
+    for (const QCommandLineOption &option : command.options) {
+        QString part = QStringLiteral("--") + option.names().constLast();
+        if (!option.valueName().isEmpty())
+            part += QLatin1Char(' ') + option.valueName();
+        parts.append(QLatin1Char('[') + part + QLatin1Char(']'));
+    }
+    return parts.join(QLatin1Char(' '));
+}
+
+// "name <arguments> [--option VALUE]", as the command is typed.
+QString synopsis(const Command &command)
+{
+    QStringList parts{command.name};
+    for (const QString &part : {command.arguments, optionSynopsis(command)}) {
+        if (!part.isEmpty())
+            parts.append(part);
+    }
+    return parts.join(QLatin1Char(' '));
 }
 
 void printHelp()
@@ -26,44 +45,110 @@ void printHelp()
                 "simulated device. The bus is found through OM_PPS_ROOT (default\n"
                 "$XDG_RUNTIME_DIR/om-pps, else /tmp/om-pps-<uid>), as for applications.\n\n"
                 "Commands:\n");
-    for (const Command &command : CommandRegistry::all()) {
-        const QString head = command.name + QLatin1Char(' ') + command.synopsis;
-        std::printf("  %s\n      %s\n", qPrintable(head.trimmed()), qPrintable(command.summary));
-    }
+    for (const Command &command : CommandRegistry::all())
+        std::printf("  %s\n      %s\n", qPrintable(synopsis(command)), qPrintable(command.summary));
     std::printf("\n'omctl help <command>' tells more of one command.\n"
                 "Exit status: 0 success, 1 the operation failed, 2 bad usage.\n");
 }
 
+const QCommandLineOption HelpOption({QStringLiteral("h"), QStringLiteral("help")},
+                                    QStringLiteral("Show this help."));
+
+// Every option of @p command, and the help option.
+QList<QCommandLineOption> optionsOf(const Command &command)
+{
+    return command.options + QList<QCommandLineOption>{HelpOption};
+}
+
 void printCommandHelp(const Command &command)
 {
-    std::printf("Usage: omctl %s %s\n\n%s\n", qPrintable(command.name),
-                qPrintable(command.synopsis), qPrintable(command.summary));
+    std::printf("Usage: omctl %s\n\n%s\n", qPrintable(synopsis(command)),
+                qPrintable(command.summary));
     if (!command.details.isEmpty())
         std::printf("\n%s\n", qPrintable(command.details));
-}
-} // namespace
-
-void CommandRegistry::add(const Command &command)
-{
-    registry().append(command);
-}
-
-QList<Command> CommandRegistry::all()
-{
-    QList<Command> commands = registry();
-    std::sort(commands.begin(), commands.end(),
-              [](const Command &a, const Command &b) { return a.name < b.name; });
-    return commands;
+    // The option list as the parser writes it, without its own usage line.
+    QCommandLineParser parser;
+    parser.addOptions(optionsOf(command));
+    const QString text = parser.helpText();
+    const int options = text.indexOf(QLatin1String("Options:"));
+    if (options >= 0)
+        std::printf("\n%s", qPrintable(text.mid(options)));
 }
 
-const Command *CommandRegistry::find(const QString &name)
+// Whether @p arg names one of @p options, and whether the next argument is
+// its value. With @p longOnly only "--name" counts: "-x" is then an argument.
+bool isOption(const QList<QCommandLineOption> &options, const QString &arg, bool longOnly,
+              bool *takesValue)
 {
-    for (const Command &command : registry()) {
-        if (command.name == name)
-            return &command;
+    const bool isLong = arg.startsWith(QLatin1String("--")) && arg.size() > 2;
+    const bool isShort = !isLong && arg.startsWith(QLatin1Char('-')) && arg.size() == 2;
+    if (!isLong && (!isShort || longOnly))
+        return false;
+    const QString name = arg.mid(isLong ? 2 : 1).section(QLatin1Char('='), 0, 0);
+    for (const QCommandLineOption &option : options) {
+        if (option.names().contains(name)) {
+            *takesValue = !option.valueName().isEmpty() && !arg.contains(QLatin1Char('='));
+            return true;
+        }
     }
-    return nullptr;
+    return false;
 }
+
+// For a command whose arguments are taken as written: its options, wherever
+// they stand, then "--" and the positional arguments, so that the parser
+// takes an argument such as "-name" or "-1" as it is. Before the first
+// positional argument anything with a dash goes to the parser, which
+// refuses what it does not know.
+QStringList verbatim(const QList<QCommandLineOption> &options, const QStringList &args)
+{
+    QStringList named;
+    QStringList positional;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString &arg = args.at(i);
+        bool takesValue = false;
+        if (arg == QLatin1String("--")) {
+            positional += args.mid(i + 1);
+            break;
+        }
+        if (isOption(options, arg, !positional.isEmpty(), &takesValue)) {
+            named += args.mid(i, takesValue ? 2 : 1);
+            i += takesValue ? 1 : 0;
+        } else if (positional.isEmpty() && arg.startsWith(QLatin1Char('-'))) {
+            named.append(arg);
+        } else {
+            positional.append(arg);
+        }
+    }
+    return named + QStringList{QStringLiteral("--")} + positional;
+}
+
+int runCommand(const Command &command, const QStringList &args)
+{
+    QCommandLineParser parser;
+    const QList<QCommandLineOption> options = optionsOf(command);
+    parser.addOptions(options);
+    QStringList line = command.verbatimArguments ? verbatim(options, args) : args;
+    // The parser looks for the program's name in front.
+    line.prepend(QStringLiteral("omctl ") + command.name);
+    if (!parser.parse(line))
+        return usage(QStringLiteral("%1: %2").arg(command.name, parser.errorText()));
+    if (parser.isSet(HelpOption)) {
+        printCommandHelp(command);
+        return Success;
+    }
+    QVariantMap given;
+    for (const QCommandLineOption &option : command.options) {
+        const QString name = option.names().constLast();
+        if (parser.isSet(name))
+            given.insert(name, option.valueName().isEmpty() ? QString() : parser.value(name));
+    }
+    const QStringList positional = parser.positionalArguments();
+    if (command.arguments.isEmpty() && !positional.isEmpty())
+        return usage(QStringLiteral("%1 takes no arguments").arg(command.name));
+    return command.run(Invocation(command, positional, given));
+}
+
+} // namespace
 
 } // namespace omctl
 
@@ -93,10 +178,5 @@ int main(int argc, char *argv[])
     const omctl::Command *command = omctl::CommandRegistry::find(name);
     if (!command)
         return omctl::usage(QStringLiteral("unknown command '%1'").arg(name));
-    const QStringList rest = args.mid(1);
-    if (rest.contains(QLatin1String("--help")) || rest.contains(QLatin1String("-h"))) {
-        omctl::printCommandHelp(*command);
-        return omctl::Success;
-    }
-    return command->run(rest);
+    return omctl::runCommand(*command, args.mid(1));
 }

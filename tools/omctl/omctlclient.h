@@ -17,14 +17,6 @@ QString reason(int error);
 /** Prints a line on stdout. */
 void out(const QString &line);
 
-/**
- * One request on a control object: writes "msg", "id" and "dat" and waits up
- * to @p timeoutMs for the answer, which it returns as the attributes of the
- * object's answer. On failure returns false with the reason in *error.
- */
-bool request(const QString &path, const QString &msg, const QVariantMap &dat, QVariantMap *answer,
-             QString *error, int timeoutMs = 5000);
-
 } // namespace omctl
 
 #endif

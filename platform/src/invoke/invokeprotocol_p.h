@@ -10,6 +10,13 @@
 //
 // The request's fields are left out when empty or at their default; "data"
 // is the payload in base64, "sender" the package name of the application.
+//
+// The user side (the device's owner, for omctl), answered with "dat" or a
+// reason in "err":
+//   invocations  dat {last}  answered {invocations: [record], total}
+//   clear                    answered {cleared}
+//   targets                  answered {targets: [{name, actions, mimeTypes}]}
+//   maps                     answered with what the maps application shows
 
 #include <om/omsys_export.h>
 #include <om/system/invokerequest.h>
@@ -22,6 +29,7 @@ namespace system {
 namespace invokeprotocol {
 
 inline QString controlPath() { return QStringLiteral("/pps/services/invoke/control"); }
+inline QString userSidePath() { return QStringLiteral("/pps/simulator/invoke"); }
 inline QString invokeMessage() { return QStringLiteral("invoke"); }
 
 inline QString keyTarget() { return QStringLiteral("target"); }
@@ -36,6 +44,28 @@ inline QString keyMetadata() { return QStringLiteral("metadata"); }
 inline QString keySender() { return QStringLiteral("sender"); }
 inline QString keyError() { return QStringLiteral("err"); }
 inline QString keyErrorText() { return QStringLiteral("errstr"); }
+
+// The user side.
+inline QString invocationsMessage() { return QStringLiteral("invocations"); }
+inline QString clearMessage() { return QStringLiteral("clear"); }
+inline QString targetsMessage() { return QStringLiteral("targets"); }
+inline QString mapsMessage() { return QStringLiteral("maps"); }
+inline QString keyLast() { return QStringLiteral("last"); }
+inline QString keyInvocations() { return QStringLiteral("invocations"); }
+inline QString keyTotal() { return QStringLiteral("total"); }
+inline QString keyCleared() { return QStringLiteral("cleared"); }
+inline QString keyTargets() { return QStringLiteral("targets"); }
+inline QString keyName() { return QStringLiteral("name"); }
+inline QString keyActions() { return QStringLiteral("actions"); }
+inline QString keyMimeTypes() { return QStringLiteral("mimeTypes"); }
+// One recorded invocation: its fields as the request had them ("data"
+// cut short in a listing), and "time" (ms since the epoch), "dataSize",
+// "requestedTarget", the "target" that took it, "error" and "errorText".
+inline QString keyTime() { return QStringLiteral("time"); }
+inline QString keyDataSize() { return QStringLiteral("dataSize"); }
+inline QString keyRequestedTarget() { return QStringLiteral("requestedTarget"); }
+inline QString keyRecordError() { return QStringLiteral("error"); }
+inline QString keyRecordErrorText() { return QStringLiteral("errorText"); }
 
 /** The "dat" of a request. */
 OMSYS_EXPORT QVariantMap encodeRequest(const InvokeRequest &request, const QString &sender);

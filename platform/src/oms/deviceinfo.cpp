@@ -1,5 +1,7 @@
 // Device information: one reading of the device properties object.
 
+#include "devicepropertiesprotocol_p.h"
+
 #include <oms/deviceinfo.h>
 
 #include <om/ppsobject.h>
@@ -20,7 +22,7 @@ struct deviceinfo_details_t
 
 namespace {
 
-const char DevicePropertiesPath[] = "/pps/services/deviceproperties";
+namespace protocol = om::devicepropertiesprotocol;
 
 const char *text(deviceinfo_details_t *details, QByteArray deviceinfo_details_t::*field)
 {
@@ -44,7 +46,7 @@ int deviceinfo_get_details(deviceinfo_details_t **details)
     *details = nullptr;
     // The object's content comes with the answer to the open, so the read
     // below never waits.
-    om::PpsObject pps(QString::fromLatin1(DevicePropertiesPath));
+    om::PpsObject pps(protocol::path());
     if (!pps.open(om::PpsOpenMode::Subscribe)) {
         errno = pps.error();
         return -1;
@@ -68,16 +70,16 @@ int deviceinfo_get_details(deviceinfo_details_t **details)
         errno = ENOMEM;
         return -1;
     }
-    const auto take = [&attributes](const char *name) {
-        return attributes.value(QLatin1String(name)).toString().toUtf8();
+    const auto take = [&attributes](const QString &name) {
+        return attributes.value(name).toString().toUtf8();
     };
-    result->osVersion = take("osVersion");
-    result->os = take("os");
-    result->deviceName = take("deviceName");
-    result->modelName = take("modelName");
-    result->modelNumber = take("modelNumber");
-    result->hardwareId = take("hardwareId");
-    result->serialNumber = take("serialNumber");
+    result->osVersion = take(protocol::keyOsVersion());
+    result->os = take(protocol::keyOs());
+    result->deviceName = take(protocol::keyDeviceName());
+    result->modelName = take(protocol::keyModelName());
+    result->modelNumber = take(protocol::keyModelNumber());
+    result->hardwareId = take(protocol::keyHardwareId());
+    result->serialNumber = take(protocol::keySerialNumber());
     *details = result;
     return 0;
 }

@@ -3,6 +3,9 @@
 
 #include "oms_p.h"
 
+#include "control/controlprotocol_p.h"
+#include "navigatorprotocol_p.h"
+
 #include <oms/navigator.h>
 
 #include <om/packageinfo.h>
@@ -11,8 +14,12 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace {
+
+namespace control = om::controlprotocol;
+namespace protocol = om::navigatorprotocol;
 
 // What a navigator event carries, as texts that live as long as the event.
 struct NavigatorEvent
@@ -28,16 +35,21 @@ struct NavigatorEvent
     QByteArray text; // the whole message
 };
 
-const struct
+// The event code of the navigator's message @p msg.
+int eventCode(const QString &msg)
 {
-    const char *msg;
-    int code;
-} eventCodes[] = {
-    {"windowState", NAVIGATOR_WINDOW_STATE},
-    {"orientationCheck", NAVIGATOR_ORIENTATION_CHECK},
-    {"orientation", NAVIGATOR_ORIENTATION},
-    {"deviceLockState", NAVIGATOR_DEVICE_LOCK_STATE},
-};
+    const std::pair<QString, int> codes[] = {
+        {protocol::windowStateEvent(), NAVIGATOR_WINDOW_STATE},
+        {protocol::orientationCheckEvent(), NAVIGATOR_ORIENTATION_CHECK},
+        {protocol::orientationEvent(), NAVIGATOR_ORIENTATION},
+        {protocol::deviceLockStateEvent(), NAVIGATOR_DEVICE_LOCK_STATE},
+    };
+    for (const auto &entry : codes) {
+        if (msg == entry.first)
+            return entry.second;
+    }
+    return NAVIGATOR_OTHER;
+}
 
 const struct
 {
@@ -118,21 +130,17 @@ namespace oms {
 oms_event_t *createNavigatorEvent(const QVariantMap &attributes, const QByteArray &text)
 {
     auto *data = new NavigatorEvent;
-    data->msg = attributes.value(QStringLiteral("msg")).toString().toUtf8();
-    data->dat = textOf(attributes.value(QStringLiteral("dat")));
-    data->hasId = attributes.contains(QStringLiteral("id"));
-    data->id = textOf(attributes.value(QStringLiteral("id")));
-    data->hasErr = attributes.contains(QStringLiteral("err"));
-    data->err = textOf(attributes.value(QStringLiteral("err")));
-    data->hasGroup = attributes.contains(QStringLiteral("group"));
-    data->group = textOf(attributes.value(QStringLiteral("group")));
+    data->msg = attributes.value(control::keyMsg()).toString().toUtf8();
+    data->dat = textOf(attributes.value(control::keyDat()));
+    data->hasId = attributes.contains(control::keyId());
+    data->id = textOf(attributes.value(control::keyId()));
+    data->hasErr = attributes.contains(control::keyErr());
+    data->err = textOf(attributes.value(control::keyErr()));
+    data->hasGroup = attributes.contains(protocol::keyGroup());
+    data->group = textOf(attributes.value(protocol::keyGroup()));
     data->text = text;
 
-    int code = NAVIGATOR_OTHER;
-    for (const auto &entry : eventCodes) {
-        if (data->msg == entry.msg)
-            code = entry.code;
-    }
+    const int code = eventCode(QString::fromUtf8(data->msg));
     oms_event_payload_t payload = {reinterpret_cast<uintptr_t>(data), 0, 0};
     oms_event_t *event = nullptr;
     if (oms_event_create(&event, unsigned(navigatorDomain()), unsigned(code), &payload,
@@ -187,12 +195,12 @@ int navigator_add_uri(const char *icon_path, const char *icon_label, const char 
         return fail(EINVAL);
     }
     QVariantMap dat;
-    dat.insert(QStringLiteral("icon"), QString::fromUtf8(icon_path));
-    dat.insert(QStringLiteral("label"), QString::fromUtf8(icon_label));
-    dat.insert(QStringLiteral("category"),
+    dat.insert(protocol::keyIcon(), QString::fromUtf8(icon_path));
+    dat.insert(protocol::keyLabel(), QString::fromUtf8(icon_label));
+    dat.insert(protocol::keyCategory(),
                QString::fromUtf8(default_category ? default_category : ""));
-    dat.insert(QStringLiteral("url"), QString::fromUtf8(url));
-    return requestWithText(QStringLiteral("addShortcut"), dat, err);
+    dat.insert(protocol::keyUrl(), QString::fromUtf8(url));
+    return requestWithText(protocol::addShortcutMessage(), dat, err);
 }
 
 int navigator_extend_timeout(int extension, char **err)
@@ -235,15 +243,15 @@ int navigator_set_close_prompt(const char *title, const char *message)
     if (!title || !message)
         return fail(EINVAL);
     QVariantMap dat;
-    dat.insert(QStringLiteral("app"), applicationName());
-    dat.insert(QStringLiteral("title"), QString::fromUtf8(title));
-    dat.insert(QStringLiteral("message"), QString::fromUtf8(message));
-    return request(QStringLiteral("setClosePrompt"), dat, nullptr, nullptr, true);
+    dat.insert(protocol::keyApp(), applicationName());
+    dat.insert(protocol::keyTitle(), QString::fromUtf8(title));
+    dat.insert(protocol::keyMessage(), QString::fromUtf8(message));
+    return request(protocol::setClosePromptMessage(), dat, nullptr, nullptr, true);
 }
 
 int navigator_clear_close_prompt(void)
 {
-    return request(QStringLiteral("clearClosePrompt"), QVariantMap(), nullptr, nullptr, true);
+    return request(protocol::clearClosePromptMessage(), QVariantMap(), nullptr, nullptr, true);
 }
 
 int navigator_set_badge(navigator_badge_t badge)
@@ -251,16 +259,16 @@ int navigator_set_badge(navigator_badge_t badge)
     if (badge != NAVIGATOR_BADGE_SPLAT)
         return fail(EINVAL);
     QVariantMap dat;
-    dat.insert(QStringLiteral("app"), applicationName());
-    dat.insert(QStringLiteral("badge"), QStringLiteral("splat"));
-    return request(QStringLiteral("setBadge"), dat);
+    dat.insert(protocol::keyApp(), applicationName());
+    dat.insert(protocol::keyBadge(), QStringLiteral("splat"));
+    return request(protocol::setBadgeMessage(), dat);
 }
 
 int navigator_clear_badge(void)
 {
     QVariantMap dat;
-    dat.insert(QStringLiteral("app"), applicationName());
-    return request(QStringLiteral("clearBadge"), dat);
+    dat.insert(protocol::keyApp(), applicationName());
+    return request(protocol::clearBadgeMessage(), dat);
 }
 
 int navigator_event_get_window_state(oms_event_t *event)
@@ -361,8 +369,8 @@ int navigator_set_wallpaper(const char *filepath)
     if (!filepath || !*filepath)
         return fail(EINVAL);
     QVariantMap dat;
-    dat.insert(QStringLiteral("path"), QString::fromUtf8(filepath));
-    return request(QStringLiteral("setWallpaper"), dat);
+    dat.insert(protocol::keyPath(), QString::fromUtf8(filepath));
+    return request(protocol::setWallpaperMessage(), dat);
 }
 
 } // extern "C"

@@ -39,7 +39,6 @@ char *copyText(const QString &text);
 // last oms_shutdown().
 namespace services {
 
-constexpr const char *ControlPath = "/pps/services/navigator/control";
 constexpr int DefaultTimeoutMs = 5000;
 
 int acquire();

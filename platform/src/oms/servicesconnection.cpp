@@ -8,6 +8,9 @@
 
 #include "oms_p.h"
 
+#include "control/controlprotocol_p.h"
+#include "navigatorprotocol_p.h"
+
 #include <om/ppsobject.h>
 #include <sys/pps.h>
 
@@ -30,6 +33,8 @@ namespace oms {
 namespace services {
 
 namespace {
+
+namespace control = om::controlprotocol;
 
 // Events that nobody takes out of a channel stop piling up here.
 constexpr size_t MaxQueuedEvents = 1024;
@@ -70,7 +75,7 @@ int timeoutMs()
 
 int openControl()
 {
-    return ::pps_open(ControlPath, O_RDWR);
+    return ::pps_open(navigatorprotocol::controlPath().toLatin1().constData(), O_RDWR);
 }
 
 bool writeAll(int fd, const QByteArray &text)
@@ -98,10 +103,10 @@ QVariantMap attributesOf(const QByteArray &data, bool *ok)
 QByteArray encodeRequest(const QString &msg, const QByteArray &id, const QVariantMap &dat)
 {
     QVariantMap message;
-    message.insert(QStringLiteral("msg"), msg);
-    message.insert(QStringLiteral("id"), QString::fromLatin1(id));
+    message.insert(control::keyMsg(), msg);
+    message.insert(control::keyId(), QString::fromLatin1(id));
     if (!dat.isEmpty())
-        message.insert(QStringLiteral("dat"), dat);
+        message.insert(control::keyDat(), dat);
     return PpsObject::encode(message);
 }
 
@@ -145,7 +150,7 @@ bool reconnect(Connection &c)
     log(OMS_VERBOSITY_INFO, "connected to the navigator again");
     if (!c.eventChannels.empty())
         writeAll(c.fd,
-                 encodeRequest(QStringLiteral("requestEvents"), nextRequestId(c), QVariantMap()));
+                 encodeRequest(navigatorprotocol::requestEventsMessage(), nextRequestId(c), QVariantMap()));
     return true;
 }
 
@@ -158,8 +163,8 @@ void dispatch(Connection &c, const QByteArray &data)
         log(OMS_VERBOSITY_WARNINGS, "dropped a message of the navigator that cannot be decoded");
         return;
     }
-    if (attributes.contains(QStringLiteral("res"))) {
-        auto it = c.pending.find(attributes.value(QStringLiteral("id")).toString().toUtf8());
+    if (attributes.contains(control::keyRes())) {
+        auto it = c.pending.find(attributes.value(control::keyId()).toString().toUtf8());
         if (it != c.pending.end() && !it->second->done) {
             it->second->answer = attributes;
             it->second->done = true;
@@ -167,7 +172,7 @@ void dispatch(Connection &c, const QByteArray &data)
         }
         return;
     }
-    if (!attributes.contains(QStringLiteral("msg")))
+    if (!attributes.contains(control::keyMsg()))
         return;
     for (int chid : c.eventChannels) {
         oms_event_t *event = createNavigatorEvent(attributes, data);
@@ -207,11 +212,11 @@ int interpret(const QVariantMap &answer, QVariantMap *out, QString *errorText)
 {
     if (out)
         *out = answer;
-    if (!answer.contains(QStringLiteral("err")))
+    if (!answer.contains(control::keyErr()))
         return OMS_SUCCESS;
     if (errorText)
-        *errorText = answer.value(QStringLiteral("err")).toString();
-    const int code = answer.value(QStringLiteral("errno")).toInt();
+        *errorText = answer.value(control::keyErr()).toString();
+    const int code = answer.value(navigatorprotocol::keyErrno()).toInt();
     errno = code > 0 ? code : EIO;
     return OMS_FAILURE;
 }
@@ -255,8 +260,8 @@ int requestOnce(const QByteArray &text, const QByteArray &id, int timeout, QVari
         }
         bool ok = false;
         const QVariantMap attributes = attributesOf(QByteArray(buffer.constData(), int(got)), &ok);
-        if (ok && attributes.contains(QStringLiteral("res")) &&
-            attributes.value(QStringLiteral("id")).toString().toUtf8() == id) {
+        if (ok && attributes.contains(control::keyRes()) &&
+            attributes.value(control::keyId()).toString().toUtf8() == id) {
             *answer = attributes;
             error = 0;
             break;
@@ -404,7 +409,7 @@ int requestEvents(int chid)
         // follows the answer finds the channel missing.
         added = c.eventChannels.insert(chid).second;
     }
-    if (request(QStringLiteral("requestEvents"), QVariantMap(), nullptr, nullptr, true) ==
+    if (request(navigatorprotocol::requestEventsMessage(), QVariantMap(), nullptr, nullptr, true) ==
         OMS_SUCCESS)
         return OMS_SUCCESS;
     const int error = errno;

@@ -2,6 +2,8 @@
 # device information, with their C interfaces.
 list(APPEND OMSYS_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/oms_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/navigatorprotocol_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/devicepropertiesprotocol_p.h
   ${CMAKE_CURRENT_LIST_DIR}/omscore.cpp
   ${CMAKE_CURRENT_LIST_DIR}/servicesconnection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/navigator.cpp

@@ -1,5 +1,7 @@
 #include <sys/slog.h>
 
+#include "slog/slog_p.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QFile>
@@ -51,16 +53,15 @@ QByteArray format(const char *fmt, va_list args)
 
 // One write() of the whole line on a descriptor opened with O_APPEND, so that
 // lines of several processes never interleave.
-int appendLine(const QByteArray &fileName, int opcode, int severity, QByteArray text)
+int appendLine(const QByteArray &fileName, const QByteArray &source, int severity, QByteArray text)
 {
     text.replace('\n', ' ');
-    QByteArray line = QDateTime::currentDateTime()
-                          .toString(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz"))
-                          .toLatin1();
+    QByteArray line =
+        QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz")).toLatin1();
     line += ' ';
     line += program_invocation_short_name;
     line += '[' + QByteArray::number(qint64(::getpid())) + "] ";
-    line += QByteArray::number(opcode) + ' ' + QByteArray::number(severity) + ' ';
+    line += source + ' ' + QByteArray::number(severity) + ' ';
     line += text;
     line += '\n';
     const int fd = ::open(fileName.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
@@ -81,6 +82,16 @@ int appendLine(const QByteArray &fileName, int opcode, int severity, QByteArray 
 
 } // namespace
 
+int om::slog::write(const QByteArray &source, int severity, const QByteArray &text)
+{
+    ::syslog(syslogPriority(severity), "%s", text.constData());
+
+    const QByteArray fileName = qgetenv("OM_SLOG_FILE");
+    if (fileName.isEmpty())
+        return 0;
+    return appendLine(fileName, source, severity, text);
+}
+
 extern "C" int slogf(int opcode, int severity, const char *fmt, ...)
 {
     if (!fmt) {
@@ -91,11 +102,5 @@ extern "C" int slogf(int opcode, int severity, const char *fmt, ...)
     va_start(args, fmt);
     const QByteArray text = format(fmt, args);
     va_end(args);
-
-    ::syslog(syslogPriority(severity), "%s", text.constData());
-
-    const QByteArray fileName = qgetenv("OM_SLOG_FILE");
-    if (fileName.isEmpty())
-        return 0;
-    return appendLine(fileName, opcode, severity, text);
+    return om::slog::write(QByteArray::number(opcode), severity, text);
 }

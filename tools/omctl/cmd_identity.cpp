@@ -6,59 +6,67 @@
 
 #include "ids/idsprotocol_p.h"
 
-#include <QCommandLineParser>
+#include <climits>
 #include <QDateTime>
 
 #include <cstdio>
+#include <optional>
 
 namespace omctl {
 namespace {
 
 namespace protocol = om::ids::protocol;
 
-const QString subject = QStringLiteral("identity");
-
-/** One request to the service's user side; its "dat", or a failure line. */
-bool call(const QString &msg, const QVariantMap &dat, QVariantMap *result, int *exitCode)
-{
-    QVariantMap answer;
-    QString error;
-    if (!request(protocol::simulatorPath(), msg, dat, &answer, &error)) {
-        *exitCode =
-            fail(subject, error == reason(ENOENT) ? QStringLiteral("no identity service on the bus")
-                                                  : error);
-        return false;
-    }
-    if (answer.contains(QStringLiteral("err"))) {
-        *exitCode = fail(subject, answer.value(QStringLiteral("err")).toString());
-        return false;
-    }
-    *result = answer.value(QStringLiteral("dat")).toMap();
-    return true;
-}
-
-/** Parses @p args of "identity <action>"; false with the exit code set. */
-bool parse(QCommandLineParser *parser, const QString &action, const QStringList &args, int minimum,
-           int maximum, int *exitCode)
-{
-    parser->setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    if (!parser->parse(QStringList{QStringLiteral("omctl identity ") + action} + args)) {
-        *exitCode = usage(QStringLiteral("identity %1: %2").arg(action, parser->errorText()));
-        return false;
-    }
-    const int n = parser->positionalArguments().size();
-    if (n < minimum || n > maximum) {
-        *exitCode = usage(QStringLiteral("identity %1: wrong number of arguments").arg(action));
-        return false;
-    }
-    return true;
-}
-
 const QCommandLineOption packageOption(QStringLiteral("package"),
                                        QStringLiteral("The application (its package name)."),
                                        QStringLiteral("name"));
 const QCommandLineOption vendorOption(QStringLiteral("vendor"),
                                       QStringLiteral("The application's vendor's shared data."));
+const QCommandLineOption base64Option(QStringLiteral("base64"),
+                                      QStringLiteral("The value is (show: print it as) base64."));
+const QCommandLineOption typeOption(QStringLiteral("type"), QStringLiteral("Token type (revoke)."),
+                                    QStringLiteral("type"));
+const QCommandLineOption targetOption(QStringLiteral("applies-to"),
+                                      QStringLiteral("Applies-to target (revoke)."),
+                                      QStringLiteral("target"));
+const QCommandLineOption addOption(QStringLiteral("add"),
+                                   QStringLiteral("Add a target (applies-to)."),
+                                   QStringLiteral("target"));
+const QCommandLineOption removeOption(QStringLiteral("remove"),
+                                      QStringLiteral("Remove a target (applies-to)."),
+                                      QStringLiteral("target"));
+const QCommandLineOption levelOption(
+    QStringLiteral("level"), QStringLiteral("online or offline (approve; default: as the device is)."),
+    QStringLiteral("level"));
+
+/** One request to the service's user side: its "dat", or null after a
+ *  failure line. */
+std::optional<QVariantMap> call(const Invocation &inv, const QString &msg,
+                                const QVariantMap &dat = QVariantMap())
+{
+    return inv.request(protocol::simulatorPath(), msg, dat);
+}
+
+/** Refuses the options that @p action does not take and a wrong number of
+ *  arguments after it; 0 when the command line fits. */
+int check(const Invocation &inv, const QString &action, const QList<QCommandLineOption> &allowed,
+          int minimum, int maximum)
+{
+    const QList<QCommandLineOption> all{packageOption, vendorOption, base64Option, typeOption,
+                                        targetOption,  addOption,    removeOption, levelOption};
+    for (const QCommandLineOption &option : all) {
+        const QString name = option.names().constFirst();
+        bool takes = false;
+        for (const QCommandLineOption &a : allowed)
+            takes = takes || a.names().constFirst() == name;
+        if (!takes && inv.isSet(name))
+            return inv.usage(QStringLiteral("identity %1 does not take --%2").arg(action, name));
+    }
+    const int n = inv.args().size() - 1 - action.count(QLatin1Char(' '));
+    if (n < minimum || n > maximum)
+        return inv.usage(QStringLiteral("identity %1: wrong number of arguments").arg(action));
+    return 0;
+}
 
 QString propertyKey(const QString &key)
 {
@@ -72,63 +80,59 @@ void printAccount(const QVariantMap &account)
                                          it.value().toString()));
 }
 
-int show(const QStringList &args)
+int show(const Invocation &inv)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("identity takes an action; see 'omctl help identity'"));
-    QVariantMap dat;
-    int code = Success;
-    if (!call(protocol::simState(), QVariantMap(), &dat, &code))
-        return code;
-    printAccount(dat.value(protocol::simKeyAccount()).toMap());
+    if (const int bad = check(inv, QString(), {}, 0, 0))
+        return bad;
+    const auto dat = call(inv, protocol::simState());
+    if (!dat)
+        return Failure;
+    printAccount(dat->value(protocol::simKeyAccount()).toMap());
     out(QStringLiteral("offline: %1")
-            .arg(dat.value(protocol::simKeyOffline()).toBool() ? QStringLiteral("yes")
-                                                               : QStringLiteral("no")));
+            .arg(dat->value(protocol::simKeyOffline()).toBool() ? QStringLiteral("yes")
+                                                                : QStringLiteral("no")));
     out(QStringLiteral("challenges: %1, %2 pending")
-            .arg(dat.value(protocol::simKeyPolicy()).toString())
-            .arg(dat.value(protocol::simKeyPending()).toInt()));
+            .arg(dat->value(protocol::simKeyPolicy()).toString())
+            .arg(dat->value(protocol::simKeyPending()).toInt()));
     out(QStringLiteral("token types: %1")
-            .arg(dat.value(protocol::simKeyTokenTypes()).toStringList().join(QLatin1Char(' '))));
+            .arg(dat->value(protocol::simKeyTokenTypes()).toStringList().join(QLatin1Char(' '))));
     out(QStringLiteral("applies to: %1")
-            .arg(dat.value(protocol::keyAppliesTo()).toStringList().join(QLatin1Char(' '))));
-    out(QStringLiteral("tokens: %1").arg(dat.value(protocol::simKeyTokens()).toInt()));
+            .arg(dat->value(protocol::keyAppliesTo()).toStringList().join(QLatin1Char(' '))));
+    out(QStringLiteral("tokens: %1").arg(dat->value(protocol::simKeyTokens()).toInt()));
     return Success;
 }
 
-int account(const QStringList &args)
+int account(const Invocation &inv)
 {
+    if (const int bad = check(inv, QStringLiteral("account"), {}, 0, INT_MAX))
+        return bad;
     QVariantMap changes;
-    for (const QString &arg : args) {
+    for (const QString &arg : inv.args().mid(1)) {
         const int eq = arg.indexOf(QLatin1Char('='));
         if (eq <= 0)
-            return usage(QStringLiteral("identity account takes KEY=VALUE, not '%1'").arg(arg));
+            return inv.usage(QStringLiteral("identity account takes KEY=VALUE, not '%1'").arg(arg));
         changes.insert(propertyKey(arg.left(eq)), arg.mid(eq + 1));
     }
-    QVariantMap dat;
-    int code = Success;
-    if (changes.isEmpty()) {
-        if (!call(protocol::simState(), QVariantMap(), &dat, &code))
-            return code;
-    } else if (!call(protocol::simSetAccount(), {{protocol::simKeyAccount(), changes}}, &dat,
-                     &code)) {
-        return code;
-    }
-    printAccount(dat.value(protocol::simKeyAccount()).toMap());
-    if (dat.contains(protocol::simKeyRevoked()))
+    const auto dat = changes.isEmpty()
+                         ? call(inv, protocol::simState())
+                         : call(inv, protocol::simSetAccount(), {{protocol::simKeyAccount(), changes}});
+    if (!dat)
+        return Failure;
+    printAccount(dat->value(protocol::simKeyAccount()).toMap());
+    if (dat->contains(protocol::simKeyRevoked()))
         out(QStringLiteral("another account: %1 tokens revoked")
-                .arg(dat.value(protocol::simKeyRevoked()).toInt()));
+                .arg(dat->value(protocol::simKeyRevoked()).toInt()));
     return Success;
 }
 
-int tokens(const QStringList &args)
+int tokens(const Invocation &inv)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("identity tokens takes no arguments"));
-    QVariantMap dat;
-    int code = Success;
-    if (!call(protocol::simTokens(), QVariantMap(), &dat, &code))
-        return code;
-    for (const QVariant &entry : dat.value(protocol::simKeyTokens()).toList()) {
+    if (const int bad = check(inv, QStringLiteral("tokens"), {}, 0, 0))
+        return bad;
+    const auto dat = call(inv, protocol::simTokens());
+    if (!dat)
+        return Failure;
+    for (const QVariant &entry : dat->value(protocol::simKeyTokens()).toList()) {
         const QVariantMap t = entry.toMap();
         out(QStringLiteral("%1 %2 %3 %4")
                 .arg(t.value(protocol::simKeyPackage()).toString(),
@@ -139,58 +143,38 @@ int tokens(const QStringList &args)
     return Success;
 }
 
-int revoke(const QStringList &args)
+int revoke(const Invocation &inv)
 {
-    QCommandLineParser parser;
-    const QCommandLineOption type(QStringLiteral("type"), QStringLiteral("Token type."),
-                                  QStringLiteral("type"));
-    const QCommandLineOption target(QStringLiteral("applies-to"), QStringLiteral("Applies-to."),
-                                    QStringLiteral("target"));
-    parser.addOptions({packageOption, type, target});
-    int code = Success;
-    if (!parse(&parser, QStringLiteral("revoke"), args, 0, 0, &code))
-        return code;
-    QVariantMap dat;
-    if (!call(protocol::simRevoke(),
-              {{protocol::simKeyPackage(), parser.value(packageOption)},
-               {protocol::keyTokenType(), parser.value(type)},
-               {protocol::keyAppliesTo(), parser.value(target)}},
-              &dat, &code))
-        return code;
-    out(QStringLiteral("revoked: %1").arg(dat.value(protocol::simKeyRevoked()).toInt()));
+    if (const int bad =
+            check(inv, QStringLiteral("revoke"), {packageOption, typeOption, targetOption}, 0, 0))
+        return bad;
+    const auto dat = call(inv, protocol::simRevoke(),
+                          {{protocol::simKeyPackage(), inv.value(QStringLiteral("package"))},
+                           {protocol::keyTokenType(), inv.value(QStringLiteral("type"))},
+                           {protocol::keyAppliesTo(), inv.value(QStringLiteral("applies-to"))}});
+    if (!dat)
+        return Failure;
+    out(QStringLiteral("revoked: %1").arg(dat->value(protocol::simKeyRevoked()).toInt()));
     return Success;
 }
 
-int appliesTo(const QStringList &args)
+int appliesTo(const Invocation &inv)
 {
-    QCommandLineParser parser;
-    const QCommandLineOption add(QStringLiteral("add"), QStringLiteral("Add a target."),
-                                 QStringLiteral("target"));
-    const QCommandLineOption remove(QStringLiteral("remove"), QStringLiteral("Remove a target."),
-                                    QStringLiteral("target"));
-    parser.addOptions({add, remove});
-    int code = Success;
-    if (!parse(&parser, QStringLiteral("applies-to"), args, 0, 0, &code))
-        return code;
-    QVariantMap dat;
-    if (!call(protocol::simAppliesTo(),
-              {{protocol::simKeyAdd(), parser.values(add)},
-               {protocol::simKeyRemove(), parser.values(remove)}},
-              &dat, &code))
-        return code;
-    for (const QString &t : dat.value(protocol::keyAppliesTo()).toStringList())
+    if (const int bad = check(inv, QStringLiteral("applies-to"), {addOption, removeOption}, 0, 0))
+        return bad;
+    const auto dat = call(inv, protocol::simAppliesTo(),
+                          {{protocol::simKeyAdd(), inv.values(QStringLiteral("add"))},
+                           {protocol::simKeyRemove(), inv.values(QStringLiteral("remove"))}});
+    if (!dat)
+        return Failure;
+    for (const QString &t : dat->value(protocol::keyAppliesTo()).toStringList())
         out(t);
     return Success;
 }
 
-int data(const QStringList &args)
+int data(const Invocation &inv)
 {
-    const QString action = args.value(0);
-    QCommandLineParser parser;
-    const QCommandLineOption base64(QStringLiteral("base64"),
-                                    QStringLiteral("The value is (show: print it as) base64."));
-    parser.addOptions({packageOption, vendorOption, base64});
-    int code = Success;
+    const QString action = inv.args().value(1);
     int names = 0;
     if (action == QLatin1String("list"))
         names = 0;
@@ -199,22 +183,26 @@ int data(const QStringList &args)
     else if (action == QLatin1String("set"))
         names = 2;
     else
-        return usage(QStringLiteral("identity data takes list, show, set or delete"));
-    if (!parse(&parser, QStringLiteral("data ") + action, args.mid(1), names, names, &code))
-        return code;
-    if (!parser.isSet(packageOption))
-        return usage(QStringLiteral("identity data %1: --package is needed").arg(action));
-    const QStringList positional = parser.positionalArguments();
-    QVariantMap request{{protocol::simKeyPackage(), parser.value(packageOption)},
-                        {protocol::simKeyVendor(), parser.isSet(vendorOption)}};
+        return inv.usage(QStringLiteral("identity data takes list, show, set or delete"));
+    QList<QCommandLineOption> allowed{packageOption, vendorOption};
+    if (action == QLatin1String("show") || action == QLatin1String("set"))
+        allowed.append(base64Option);
+    if (const int bad = check(inv, QStringLiteral("data ") + action, allowed, names, names))
+        return bad;
+    if (!inv.isSet(QStringLiteral("package")))
+        return inv.usage(QStringLiteral("identity data %1: --package is needed").arg(action));
+    const QStringList positional = inv.args().mid(2);
+    const bool base64 = inv.isSet(QStringLiteral("base64"));
+    QVariantMap request{{protocol::simKeyPackage(), inv.value(QStringLiteral("package"))},
+                        {protocol::simKeyVendor(), inv.isSet(QStringLiteral("vendor"))}};
     if (names > 0)
         request.insert(protocol::keyName(), positional.at(0));
-    QVariantMap dat;
 
     if (action == QLatin1String("list")) {
-        if (!call(protocol::simListData(), request, &dat, &code))
-            return code;
-        for (const QVariant &e : dat.value(protocol::simKeyEntries()).toList()) {
+        const auto dat = call(inv, protocol::simListData(), request);
+        if (!dat)
+            return Failure;
+        for (const QVariant &e : dat->value(protocol::simKeyEntries()).toList()) {
             const QVariantMap entry = e.toMap();
             QString marks;
             if (entry.value(protocol::simKeyCached()).toBool())
@@ -229,11 +217,12 @@ int data(const QStringList &args)
         return Success;
     }
     if (action == QLatin1String("show")) {
-        if (!call(protocol::simGetData(), request, &dat, &code))
-            return code;
+        const auto dat = call(inv, protocol::simGetData(), request);
+        if (!dat)
+            return Failure;
         QByteArray value;
-        protocol::readBytes(dat, protocol::keyValue(), &value);
-        if (parser.isSet(base64))
+        protocol::readBytes(*dat, protocol::keyValue(), &value);
+        if (base64)
             value = value.toBase64();
         std::fwrite(value.constData(), 1, size_t(value.size()), stdout);
         std::fputc('\n', stdout);
@@ -241,67 +230,63 @@ int data(const QStringList &args)
     }
     if (action == QLatin1String("set")) {
         QByteArray value = positional.at(1).toUtf8();
-        if (parser.isSet(base64)) {
+        if (base64) {
             const auto decoded =
                 QByteArray::fromBase64Encoding(value, QByteArray::AbortOnBase64DecodingErrors);
             if (!decoded)
-                return usage(QStringLiteral("identity data set: the value is not base64"));
+                return inv.usage(QStringLiteral("identity data set: the value is not base64"));
             value = *decoded;
         }
         request.insert(protocol::keyValue(), protocol::encodeBytes(value));
-        return call(protocol::simSetData(), request, &dat, &code) ? int(Success) : code;
+        return inv.perform(protocol::simulatorPath(), protocol::simSetData(), request);
     }
-    return call(protocol::simDeleteData(), request, &dat, &code) ? int(Success) : code;
+    return inv.perform(protocol::simulatorPath(), protocol::simDeleteData(), request);
 }
 
-int offline(const QStringList &args)
+int offline(const Invocation &inv)
 {
-    const QString value = args.value(0);
-    if (args.size() != 1 || (value != QLatin1String("on") && value != QLatin1String("off")))
-        return usage(QStringLiteral("identity offline takes on or off"));
-    QVariantMap dat;
-    int code = Success;
-    if (!call(protocol::simSetOffline(),
-              {{protocol::simKeyOffline(), value == QLatin1String("on")}}, &dat, &code))
-        return code;
+    const QString value = inv.args().value(1);
+    if (inv.args().size() != 2 || (value != QLatin1String("on") && value != QLatin1String("off")))
+        return inv.usage(QStringLiteral("identity offline takes on or off"));
+    if (const int bad = check(inv, QStringLiteral("offline"), {}, 1, 1))
+        return bad;
+    const auto dat =
+        call(inv, protocol::simSetOffline(), {{protocol::simKeyOffline(), value == QLatin1String("on")}});
+    if (!dat)
+        return Failure;
     out(QStringLiteral("offline: %1")
-            .arg(dat.value(protocol::simKeyOffline()).toBool() ? "yes" : "no"));
+            .arg(dat->value(protocol::simKeyOffline()).toBool() ? "yes" : "no"));
     return Success;
 }
 
-int failNext(const QStringList &args)
+int failNext(const Invocation &inv)
 {
-    QCommandLineParser parser;
-    parser.addOption(packageOption);
-    int code = Success;
-    if (!parse(&parser, QStringLiteral("fail"), args, 2, 3, &code))
-        return code;
-    const QStringList positional = parser.positionalArguments();
+    if (const int bad = check(inv, QStringLiteral("fail"), {packageOption}, 2, 3))
+        return bad;
+    const QStringList positional = inv.args().mid(1);
     bool ok = false;
     const int result = positional.at(1).toInt(&ok);
     if (!ok || result == 0)
-        return usage(QStringLiteral("identity fail: the code is a number other than 0"));
-    QVariantMap dat;
-    if (!call(protocol::simFailNext(),
-              {{protocol::simKeyRequest(), positional.at(0)},
-               {protocol::simKeyCode(), result},
-               {protocol::keyInfo(), positional.value(2)},
-               {protocol::simKeyPackage(), parser.value(packageOption)}},
-              &dat, &code))
-        return code;
-    out(QStringLiteral("failures waiting: %1").arg(dat.value(protocol::simKeyPending()).toInt()));
+        return inv.usage(QStringLiteral("identity fail: the code is a number other than 0"));
+    const auto dat = call(inv, protocol::simFailNext(),
+                          {{protocol::simKeyRequest(), positional.at(0)},
+                           {protocol::simKeyCode(), result},
+                           {protocol::keyInfo(), positional.value(2)},
+                           {protocol::simKeyPackage(), inv.value(QStringLiteral("package"))}});
+    if (!dat)
+        return Failure;
+    out(QStringLiteral("failures waiting: %1").arg(dat->value(protocol::simKeyPending()).toInt()));
     return Success;
 }
 
-int challenges(const QStringList &args)
+int challenges(const Invocation &inv)
 {
-    if (!args.isEmpty())
-        return usage(QStringLiteral("identity challenges takes no arguments"));
-    QVariantMap dat;
-    int code = Success;
-    if (!call(protocol::simChallenges(), QVariantMap(), &dat, &code))
-        return code;
-    for (const QVariant &c : dat.value(protocol::simKeyChallenges()).toList()) {
+    if (const int bad = check(inv, QStringLiteral("challenges"), {}, 0, 0))
+        return bad;
+    const auto dat = call(inv, protocol::simChallenges());
+    if (!dat)
+        return Failure;
+    for (const QVariant &c : dat->value(protocol::simKeyChallenges()).toList()) {
         const QVariantMap challenge = c.toMap();
         const int type = challenge.value(protocol::keyType()).toInt();
         QString line = QStringLiteral("%1 %2 %3")
@@ -318,19 +303,14 @@ int challenges(const QStringList &args)
     return Success;
 }
 
-int answer(const QStringList &args, bool approve)
+int answer(const Invocation &inv, bool approve)
 {
     const QString action = approve ? QStringLiteral("approve") : QStringLiteral("refuse");
-    QCommandLineParser parser;
-    const QCommandLineOption level(QStringLiteral("level"),
-                                   QStringLiteral("online or offline (default: as the device is)."),
-                                   QStringLiteral("level"));
-    if (approve)
-        parser.addOption(level);
-    int code = Success;
-    if (!parse(&parser, action, args, 1, 1, &code))
-        return code;
-    const QString which = parser.positionalArguments().at(0);
+    const QList<QCommandLineOption> allowed =
+        approve ? QList<QCommandLineOption>{levelOption} : QList<QCommandLineOption>{};
+    if (const int bad = check(inv, action, allowed, 1, 1))
+        return bad;
+    const QString which = inv.args().at(1);
     QVariantMap request{{protocol::simKeyApprove(), approve}};
     if (which == QLatin1String("all")) {
         request.insert(protocol::simKeyAll(), true);
@@ -338,66 +318,66 @@ int answer(const QStringList &args, bool approve)
         bool ok = false;
         const int id = which.toInt(&ok);
         if (!ok)
-            return usage(
+            return inv.usage(
                 QStringLiteral("identity %1 takes a challenge number or 'all'").arg(action));
         request.insert(protocol::keyId(), id);
     }
-    if (parser.isSet(level)) {
-        const QString value = parser.value(level);
+    if (inv.isSet(QStringLiteral("level"))) {
+        const QString value = inv.value(QStringLiteral("level"));
         if (value != QLatin1String("online") && value != QLatin1String("offline"))
-            return usage(QStringLiteral("identity approve: --level is online or offline"));
+            return inv.usage(QStringLiteral("identity approve: --level is online or offline"));
         request.insert(protocol::keyLevel(), value == QLatin1String("online")
                                                  ? protocol::AuthenticatedOnline
                                                  : protocol::AuthenticatedOffline);
     }
-    QVariantMap dat;
-    if (!call(protocol::simAnswerChallenge(), request, &dat, &code))
-        return code;
-    out(QStringLiteral("answered: %1").arg(dat.value(protocol::simKeyAnswered()).toInt()));
+    const auto dat = call(inv, protocol::simAnswerChallenge(), request);
+    if (!dat)
+        return Failure;
+    out(QStringLiteral("answered: %1").arg(dat->value(protocol::simKeyAnswered()).toInt()));
     return Success;
 }
 
-int policy(const QStringList &args)
+int policy(const Invocation &inv)
 {
-    if (args.size() != 1)
-        return usage(QStringLiteral("identity policy takes ask, approve or refuse"));
-    QVariantMap dat;
-    int code = Success;
-    if (!call(protocol::simSetPolicy(), {{protocol::simKeyPolicy(), args.at(0)}}, &dat, &code))
-        return code;
-    out(QStringLiteral("challenges: %1").arg(dat.value(protocol::simKeyPolicy()).toString()));
+    if (inv.args().size() != 2)
+        return inv.usage(QStringLiteral("identity policy takes ask, approve or refuse"));
+    if (const int bad = check(inv, QStringLiteral("policy"), {}, 1, 1))
+        return bad;
+    const auto dat = call(inv, protocol::simSetPolicy(), {{protocol::simKeyPolicy(), inv.args().at(1)}});
+    if (!dat)
+        return Failure;
+    out(QStringLiteral("challenges: %1").arg(dat->value(protocol::simKeyPolicy()).toString()));
     return Success;
 }
 
-int identity(const QStringList &args)
+int identity(const Invocation &inv)
 {
-    if (args.isEmpty())
-        return show(args);
-    const QString action = args.first();
-    const QStringList rest = args.mid(1);
+    if (inv.args().isEmpty())
+        return show(inv);
+    const QString action = inv.args().first();
     if (action == QLatin1String("account"))
-        return account(rest);
+        return account(inv);
     if (action == QLatin1String("tokens"))
-        return tokens(rest);
+        return tokens(inv);
     if (action == QLatin1String("revoke"))
-        return revoke(rest);
+        return revoke(inv);
     if (action == QLatin1String("applies-to"))
-        return appliesTo(rest);
+        return appliesTo(inv);
     if (action == QLatin1String("data"))
-        return data(rest);
+        return data(inv);
     if (action == QLatin1String("offline"))
-        return offline(rest);
+        return offline(inv);
     if (action == QLatin1String("fail"))
-        return failNext(rest);
+        return failNext(inv);
     if (action == QLatin1String("challenges"))
-        return challenges(rest);
+        return challenges(inv);
     if (action == QLatin1String("approve"))
-        return answer(rest, true);
+        return answer(inv, true);
     if (action == QLatin1String("refuse"))
-        return answer(rest, false);
+        return answer(inv, false);
     if (action == QLatin1String("policy"))
-        return policy(rest);
-    return usage(QStringLiteral("unknown identity action '%1'").arg(action));
+        return policy(inv);
+    return inv.usage(QStringLiteral("unknown identity action '%1'").arg(action));
 }
 
 } // namespace
@@ -435,6 +415,8 @@ OMCTL_COMMAND(
          "  refuse ID|all                answer waiting challenges (refused: 50004)\n"
          "  policy ask|approve|refuse    how new challenges are answered\n"
          "These need the device's owner."),
+     {packageOption, vendorOption, base64Option, typeOption, targetOption, addOption, removeOption,
+      levelOption},
      identity});
 
 } // namespace omctl

@@ -55,7 +55,17 @@ public:
     /** The positional arguments. */
     const QStringList &args() const { return m_positional; }
     bool isSet(const QString &option) const { return m_options.contains(option); }
-    QString value(const QString &option) const { return m_options.value(option).toString(); }
+    /** The value of @p option; the last one if it was given several times. */
+    QString value(const QString &option) const
+    {
+        const QStringList all = values(option);
+        return all.isEmpty() ? QString() : all.constLast();
+    }
+    /** Every value of @p option, in the order given. */
+    QStringList values(const QString &option) const
+    {
+        return m_options.value(option).toStringList();
+    }
 
     /** The value of @p option as a whole number of at least 1; @p fallback
      *  if it is not given. Null, after a usage message, if it is no such

@@ -140,7 +140,7 @@ int runCommand(const Command &command, const QStringList &args)
     for (const QCommandLineOption &option : command.options) {
         const QString name = option.names().constLast();
         if (parser.isSet(name))
-            given.insert(name, option.valueName().isEmpty() ? QString() : parser.value(name));
+            given.insert(name, option.valueName().isEmpty() ? QStringList() : parser.values(name));
     }
     const QStringList positional = parser.positionalArguments();
     if (command.arguments.isEmpty() && !positional.isEmpty())

@@ -94,10 +94,10 @@ Catalogue::Catalogue(const QString &dataDirectory)
 {
     if (!QFile::exists(m_store.fileName())) {
         m_goods = samples();
-        QString error;
-        if (!save(&error))
-            qCWarning(lcPayments, "cannot save %s: %s", qPrintable(m_store.fileName()),
-                      qPrintable(error));
+        QVariantList goods;
+        for (const Good &good : qAsConst(m_goods))
+            goods.append(good.toVariant());
+        m_store.save({{protocol::keyGoods(), goods}}, lcPayments());
         return;
     }
     const QVariantList stored = m_store.load().value(protocol::keyGoods()).toList();

@@ -11,7 +11,7 @@
 
 namespace omdevice {
 
-Q_LOGGING_CATEGORY(lcPayments, "om.device.payments", QtInfoMsg)
+OM_DEVICE_LOGGING_CATEGORY(lcPayments, "payments")
 
 namespace protocol = om::paymentsprotocol;
 
@@ -164,10 +164,8 @@ bool PaymentSystem::start(QString *error)
 
 void PaymentSystem::saveSettings()
 {
-    QString error;
-    if (!m_settings.save({{protocol::keyMode(), m_mode}, {protocol::keyInvoke(), m_invoke}},
-                         &error))
-        qCWarning(lcPayments, "cannot save the user side's settings: %s", qPrintable(error));
+    m_settings.save({{protocol::keyMode(), m_mode}, {protocol::keyInvoke(), m_invoke}},
+                    lcPayments());
 }
 
 bool PaymentSystem::fail(const Request &request, int code, const QString &text,

@@ -146,10 +146,10 @@ void PurchaseStore::advance()
     bool changed = false;
     for (Purchase &p : m_purchases)
         changed = p.advance(at) || changed;
-    QString error;
-    if (changed && !save(&error))
-        qCWarning(lcPayments, "cannot save %s: %s", qPrintable(m_store.fileName()),
-                  qPrintable(error));
+    // Renewals are a matter of time: kept in memory if the file cannot be
+    // written, and made again at the next start.
+    if (changed)
+        m_store.save(snapshot(), lcPayments());
 }
 
 QList<Purchase> PurchaseStore::purchasesOf(const QString &package, bool test) const
@@ -258,14 +258,18 @@ bool PurchaseStore::refund(const QString &purchaseId, Purchase *refunded, QStrin
     return true;
 }
 
-bool PurchaseStore::save(QString *error)
+QVariantMap PurchaseStore::snapshot() const
 {
     QVariantList purchases;
-    for (const Purchase &p : qAsConst(m_purchases))
+    for (const Purchase &p : m_purchases)
         purchases.append(p.toVariant());
-    return m_store.save(
-        {{KeyPurchases, purchases}, {KeyOffsetDays, m_offsetDays}, {KeyNextNumber, m_nextNumber}},
-        error);
+    return {
+        {KeyPurchases, purchases}, {KeyOffsetDays, m_offsetDays}, {KeyNextNumber, m_nextNumber}};
+}
+
+bool PurchaseStore::save(QString *error)
+{
+    return m_store.save(snapshot(), error);
 }
 
 } // namespace omdevice

@@ -88,6 +88,7 @@ public:
     bool refund(const QString &purchaseId, Purchase *refunded, QString *error);
 
 private:
+    QVariantMap snapshot() const;
     bool save(QString *error);
     Purchase *findMutable(const QString &purchaseId);
 

@@ -325,7 +325,8 @@ int refund(const Invocation &call, const QStringList &args)
     if (args.size() != 1)
         return usage(QStringLiteral("payments refund takes one purchase id"));
     QVariantMap result;
-    if (!ask(call, protocol::refundMessage(), {{protocol::keyPurchaseIdPlain(), args.first()}}, &result))
+    if (!ask(call, protocol::refundMessage(), {{protocol::keyPurchaseIdPlain(), args.first()}},
+             &result))
         return Failure;
     out(QStringLiteral("refunded: ") +
         describePurchase(result.value(protocol::keyPurchase()).toMap()));
@@ -357,8 +358,9 @@ int payments(const Invocation &call, const Options &options)
     const QString sub = call.args().value(0, QStringLiteral("goods"));
     const QStringList args = call.args().mid(1);
     auto none = [&](int (*run)(const Invocation &)) {
-        return args.isEmpty() ? run(call)
-                              : call.usage(QStringLiteral("payments %1 takes no arguments").arg(sub));
+        return args.isEmpty()
+                   ? run(call)
+                   : call.usage(QStringLiteral("payments %1 takes no arguments").arg(sub));
     };
     if (sub == QLatin1String("goods"))
         return none(goods);

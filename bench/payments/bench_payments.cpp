@@ -17,6 +17,7 @@
 // compares whatever modes its two sides met.
 
 #include "benchcommon.h"
+#include "persistentfloor.h"
 
 #include <om/platform/paymentmanager.h>
 #include <om/ppsobject.h>
@@ -61,66 +62,6 @@ QPair<int, int> wireSizes()
                                               {"dat", QVariantMap{{"price", "0.99"}}}});
     return {request.size(), answer.size()};
 }
-
-// The floor: one connected SOCK_SEQPACKET pair, its server a forked child
-// that answers every message at once.
-class PersistentFloor
-{
-public:
-    PersistentFloor(int requestBytes, int answerBytes)
-        : m_out(size_t(requestBytes), 'q'), m_in(65536)
-    {
-        int pair[2];
-        ::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, pair);
-        std::vector<char> answer(size_t(answerBytes), 'a');
-        m_child = ::fork();
-        if (m_child == 0) {
-            ::close(pair[0]);
-            std::vector<char> in(65536);
-            while (::recv(pair[1], in.data(), in.size(), 0) > 0)
-                ::send(pair[1], answer.data(), answer.size(), MSG_NOSIGNAL);
-            ::_exit(0);
-        }
-        ::close(pair[1]);
-        m_fd = pair[0];
-    }
-    ~PersistentFloor()
-    {
-        ::close(m_fd);
-        ::waitpid(m_child, nullptr, 0);
-    }
-
-    void roundTrip()
-    {
-        ::send(m_fd, m_out.data(), m_out.size(), MSG_NOSIGNAL);
-        ::recv(m_fd, m_in.data(), m_in.size(), 0);
-    }
-
-    // @p count round trips in flight: requests go out while the socket
-    // takes them, answers are read as they come.
-    void inFlight(int count)
-    {
-        int sent = 0;
-        int received = 0;
-        while (received < count) {
-            pollfd p = {m_fd, short(POLLIN | (sent < count ? POLLOUT : 0)), 0};
-            ::poll(&p, 1, -1);
-            if ((p.revents & POLLOUT) && sent<count && ::send(m_fd, m_out.data(), m_out.size(),
-                                                              MSG_NOSIGNAL | MSG_DONTWAIT)> 0)
-                ++sent;
-            if (p.revents & POLLIN) {
-                while (::recv(m_fd, m_in.data(), m_in.size(), MSG_DONTWAIT) > 0)
-                    ++received;
-            }
-        }
-    }
-
-private:
-    std::vector<char> m_out;
-    std::vector<char> m_in;
-    int m_fd = -1;
-    pid_t m_child = -1;
-};
 
 // Spurious reads are logged by the library (the GLib dispatcher reports a
 // descriptor once more after the read its first report queued); they are
@@ -187,7 +128,7 @@ int main(int argc, char *argv[])
     }
 
     const QPair<int, int> sizes = wireSizes();
-    PersistentFloor floor(sizes.first, sizes.second);
+    ombench::PersistentFloor floor(sizes.first, sizes.second);
     PaymentManager manager;
     manager.setWindowGroupId(QStringLiteral("bench-window"));
     bool failed = false;

@@ -53,3 +53,6 @@ fi
 
 echo "demo: the inbox, as the device keeps it (omctl notifications):"
 "$bin/omctl" notifications
+
+echo "demo: the demo's purchases, as the store keeps them (omctl payments purchases):"
+"$bin/omctl" payments purchases --app "$OM_PACKAGE_NAME"

@@ -12,6 +12,7 @@
 // Usage: bench_identity [iterations]
 
 #include "benchcommon.h"
+#include "persistentfloor.h"
 #include "deviceprocess.h"
 
 #include <om/platform/identity/identityserviceprovider.h>
@@ -63,67 +64,6 @@ int answerBytes()
                .size() +
            int(sizeof "@control\n") - 1;
 }
-
-/** A server process answering every message on one connection. */
-class PersistentFloor
-{
-public:
-    PersistentFloor(int requestSize, int answerSize)
-        : m_out(size_t(requestSize), 'r'), m_in(size_t(answerSize) + 1024)
-    {
-        int pair[2];
-        if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, pair) != 0)
-            return;
-        std::vector<char> in(size_t(requestSize) + 1024);
-        const std::vector<char> out(size_t(answerSize), 'a');
-        m_child = ::fork();
-        if (m_child == 0) {
-            ::close(pair[0]);
-            while (::recv(pair[1], in.data(), in.size(), 0) > 0)
-                ::send(pair[1], out.data(), out.size(), MSG_NOSIGNAL);
-            ::_exit(0);
-        }
-        ::close(pair[1]);
-        m_fd = pair[0];
-    }
-    ~PersistentFloor()
-    {
-        ::close(m_fd);
-        if (m_child > 0)
-            ::waitpid(m_child, nullptr, 0);
-    }
-
-    void roundTrip()
-    {
-        ::send(m_fd, m_out.data(), m_out.size(), MSG_NOSIGNAL);
-        ::recv(m_fd, m_in.data(), m_in.size(), 0);
-    }
-
-    /** @p count requests in flight: sent while the socket takes them,
-     *  answers read as they come. */
-    void inFlight(int count)
-    {
-        int sent = 0;
-        int answered = 0;
-        while (answered < count) {
-            pollfd p = {m_fd, short(POLLIN | (sent < count ? POLLOUT : 0)), 0};
-            ::poll(&p, 1, -1);
-            if ((p.revents & POLLOUT) && sent<count && ::send(m_fd, m_out.data(), m_out.size(),
-                                                              MSG_NOSIGNAL | MSG_DONTWAIT)> 0)
-                ++sent;
-            if (p.revents & POLLIN) {
-                while (::recv(m_fd, m_in.data(), m_in.size(), MSG_DONTWAIT) > 0)
-                    ++answered;
-            }
-        }
-    }
-
-private:
-    std::vector<char> m_out;
-    std::vector<char> m_in;
-    int m_fd = -1;
-    pid_t m_child = -1;
-};
 
 double seconds(const std::function<void()> &operation)
 {
@@ -195,7 +135,7 @@ int main(int argc, char *argv[])
 
     const int out = requestBytes();
     const int in = answerBytes();
-    PersistentFloor floor(out, in);
+    ombench::PersistentFloor floor(out, in);
     std::printf("bench_identity: %d iterations; requests of %d bytes, answers of %d\n", iterations,
                 out, in);
 

@@ -79,6 +79,8 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
         m_invocations.removeFirst();
 
     m_targets.add(&m_maps);
+    for (InvokeTarget *target : TargetRegistry::offered())
+        m_targets.add(target);
 
     m_control->add(protocol::invokeMessage(), Shape::Map, [this](const Request &r) { invoke(r); });
     m_userSide->add({

@@ -9,6 +9,24 @@ void TargetRegistry::add(InvokeTarget *target)
     m_targets.append(target);
 }
 
+namespace {
+QList<InvokeTarget *> &offeredTargets()
+{
+    static QList<InvokeTarget *> targets;
+    return targets;
+}
+} // namespace
+
+void TargetRegistry::offer(InvokeTarget *target)
+{
+    offeredTargets().append(target);
+}
+
+QList<InvokeTarget *> TargetRegistry::offered()
+{
+    return offeredTargets();
+}
+
 QString TargetRegistry::essence(const QString &mimeType)
 {
     return mimeType.section(QLatin1Char(';'), 0, 0).trimmed().toLower();

@@ -48,6 +48,18 @@ public:
     /** The MIME type without parameters, in lower case. */
     static QString essence(const QString &mimeType);
 
+    /** Targets that other modules of the device provide, offered while the
+     *  program loads (see OfferedTarget); the invocation service adds them
+     *  to its registry after its own. Not owned. */
+    static void offer(InvokeTarget *target);
+    static QList<InvokeTarget *> offered();
+
+    /** Offers a target from a static object's constructor. */
+    struct OfferedTarget
+    {
+        explicit OfferedTarget(InvokeTarget *target) { offer(target); }
+    };
+
 private:
     static bool handles(const InvokeTarget *target, const Invocation &invocation);
 

@@ -1,9 +1,11 @@
 // A small application on the simulated device: signs in with the identity
 // providers (identitydemo.cpp), posts a notification,
 // updates it, asks the user a question in a notification dialog and prints
-// the button the user chose. Answer the dialog with omctl (the demo says how).
+// the button the user chose, then shops in the payment service's test
+// store. Answer the dialog with omctl (the demo says how).
 
 #include "identitydemo.h"
+#include "shop.h"
 
 #include <om/platform/notification.h>
 #include <om/platform/notificationdialog.h>
@@ -83,5 +85,5 @@ int main(int argc, char *argv[])
         notification.deleteFromInbox();
         say(QStringLiteral("deleted item %1 from the inbox").arg(notification.key()));
     }
-    return 0;
+    return runShop();
 }

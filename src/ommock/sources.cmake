@@ -18,3 +18,11 @@ list(APPEND OMPLATFORM_PUBLIC_HEADERS
   om/platform/ommock/omseventprovider.h
   om/platform/ommock/omsnavigator.h
   om/platform/ommock/omsnavigatorimpl.h)
+# The wire layer of payments.
+list(APPEND OMPLATFORM_SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/paymentserviceinterface.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/paymentserviceinterfaceimpl_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/paymentserviceinterfaceimpl.cpp)
+list(APPEND OMPLATFORM_PUBLIC_HEADERS
+  om/platform/ommock/paymentserviceinterface.h
+  om/platform/ommock/responseinfo.h)

@@ -157,7 +157,7 @@ void tst_DesktopBridge::init()
     ControlClient application(NotifyControl);
     for (int i = 0; i < 20 && m_fake->shown.isEmpty(); ++i) {
         application.ask(request("notify", {{"itemId", "warm-up"}, {"title", QString::number(i)}}));
-        QTest::qWaitFor([this]() { return !m_fake->shown.isEmpty(); }, 250);
+        (void)QTest::qWaitFor([this]() { return !m_fake->shown.isEmpty(); }, 250);
     }
     QVERIFY(!m_fake->shown.isEmpty());
     m_fake->shown.clear();
@@ -180,7 +180,7 @@ const FakeNotifications::Shown *tst_DesktopBridge::waitForShown(FakeNotification
         }
         return found != nullptr;
     };
-    QTest::qWaitFor(find, 5000);
+    (void)QTest::qWaitFor(find, 5000);
     return found;
 }
 

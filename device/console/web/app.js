@@ -5,8 +5,14 @@ import {eventsUrl, h, show} from './dom.js';
 import * as panels from './panels.js';
 
 const connection = document.getElementById('connection');
+// What each panel shows now, so that a state like the one on screen
+// changes nothing under the user's mouse.
+const drawn = new Map();
 
 function draw(state) {
+  const text = JSON.stringify(state);
+  if (drawn.get(state.topic) === text) return;
+  drawn.set(state.topic, text);
   const container = document.getElementById(state.topic);
   const render = panels[state.topic];
   if (!container || !render) return;

@@ -39,6 +39,8 @@ struct Broker::Impl
     std::unique_ptr<broker::Registry> registry;
     std::unique_ptr<broker::Handshake> handshake;
     std::thread thread;
+    // Set while accepting pauses for want of descriptors: see acceptOne().
+    bool acceptPaused = false;
 
     ~Impl() { teardown(); }
 
@@ -129,15 +131,23 @@ struct Broker::Impl
     bool poll()
     {
         epoll_event events[64];
+        bool accept = false;
         int n;
         do {
-            n = ::epoll_wait(epollFd, events, 64, -1);
+            n = ::epoll_wait(epollFd, events, 64, acceptPaused ? om::bus::AcceptPauseMs : -1);
         } while (n < 0 && errno == EINTR);
         if (n < 0)
             return false;
+        if (acceptPaused) {
+            // Connections may end meanwhile and free descriptors; whatever
+            // woke the loop, the listening socket is watched again (and
+            // the pause starts again if there is still no room).
+            acceptPaused = false;
+            om::bus::watchInPoll(epollFd, EPOLL_CTL_MOD, listenFd, quint64(listenFd), EPOLLIN);
+            accept = true;
+        }
         // Messages already sent come before new connections: a subscriber
         // that opens after a publisher wrote must find what it wrote.
-        bool accept = false;
         for (int i = 0; i < n; ++i) {
             const int fd = int(events[i].data.u64);
             if (fd == stopFd)
@@ -165,8 +175,16 @@ struct Broker::Impl
     void acceptOne()
     {
         Connection *c = connections->accept(listenFd);
-        if (!c)
+        if (!c) {
+            // Out of descriptors, the connection stays waiting and the
+            // socket ready: trying again at once would spin. It leaves the
+            // poll set for a moment instead (events 0 keeps it registered).
+            if (om::bus::outOfResources(errno) && !acceptPaused) {
+                acceptPaused = true;
+                om::bus::watchInPoll(epollFd, EPOLL_CTL_MOD, listenFd, quint64(listenFd), 0);
+            }
             return;
+        }
         // A client sends its request right after connecting; taking it now
         // saves a turn of the poll loop, and the connection then joins the
         // poll set with what it is to be watched for.

@@ -55,10 +55,17 @@ Connection *Connections::accept(int listenFd)
 {
     const int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) {
-        if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR && errno != ECONNABORTED)
-            qCWarning(om::bus::lcBus) << "the broker cannot take a connection:" << strerror(errno);
+        const int error = errno;
+        // Out of descriptors this repeats until there is room: told once.
+        const bool repeated = om::bus::outOfResources(error) && error == m_lastAcceptError;
+        m_lastAcceptError = error;
+        if (error != EAGAIN && error != EWOULDBLOCK && error != EINTR && error != ECONNABORTED &&
+            !repeated)
+            qCWarning(om::bus::lcBus) << "the broker cannot take a connection:" << strerror(error);
+        errno = error; // the caller pauses on a lack of descriptors
         return nullptr;
     }
+    m_lastAcceptError = 0;
     ucred cred;
     socklen_t len = sizeof cred;
     if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) < 0) {
@@ -104,9 +111,16 @@ void Connections::receive(Connection *c,
             doom(c);
             return;
         }
-        // Over-long messages are dropped; a client of ours never sends one.
-        if ((msg.msg_flags & MSG_TRUNC) || n > om::bus::MaxMessage)
-            continue;
+        // A message over the limit is refused whole, never acted on in
+        // part: the library refuses to send one, so whoever sent it does
+        // not speak the protocol, and its connection ends.
+        if ((msg.msg_flags & MSG_TRUNC) || n > om::bus::MaxMessage) {
+            qCWarning(om::bus::lcBus).nospace()
+                << "the broker disconnected a client (pid " << c->pid
+                << ") that sent a message over " << om::bus::MaxMessage << " bytes";
+            doom(c);
+            return;
+        }
         handle(c, QByteArray(m_buffer.data(), int(n)));
     }
 }

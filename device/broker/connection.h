@@ -90,6 +90,7 @@ private:
     std::map<int, Connection *> m_connections;
     std::vector<Connection *> m_doomed;
     std::vector<char> m_buffer;
+    int m_lastAcceptError = 0;
 };
 
 } // namespace broker

@@ -5,6 +5,7 @@
 #include "broker/registry.h"
 
 #include "pps/buspolicy_p.h"
+#include "pps/busprotocol_p.h"
 #include "pps/bussocket_p.h"
 
 #include <cerrno>
@@ -38,6 +39,10 @@ void Handshake::handle(Connection *c, const QByteArray &request)
     om::bus::OpenRequest open;
     if (!om::bus::parseOpenRequest(request, &open)) {
         answer(c, EPROTO);
+        return;
+    }
+    if (open.path.size() > om::bus::MaxObjectPath) {
+        answer(c, ENAMETOOLONG);
         return;
     }
     om::bus::OpenOptions options;

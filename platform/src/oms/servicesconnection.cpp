@@ -193,8 +193,13 @@ void drain(Connection &c)
         return;
     QByteArray buffer(PpsObject::MaxMessageSize + 4096, Qt::Uninitialized);
     for (;;) {
-        const ssize_t n = ::recv(c.fd, buffer.data(), size_t(buffer.size()), MSG_DONTWAIT);
+        // MSG_TRUNC: the whole length, so that a message cut short is
+        // dropped rather than read as something else.
+        const ssize_t n =
+            ::recv(c.fd, buffer.data(), size_t(buffer.size()), MSG_DONTWAIT | MSG_TRUNC);
         if (n < 0 && errno == EINTR)
+            continue;
+        if (n > buffer.size())
             continue;
         if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
             return;
@@ -251,7 +256,10 @@ int requestOnce(const QByteArray &text, const QByteArray &id, int timeout, QVari
             continue;
         if (n <= 0)
             break;
-        const ssize_t got = ::recv(fd, buffer.data(), size_t(buffer.size()), MSG_DONTWAIT);
+        const ssize_t got =
+            ::recv(fd, buffer.data(), size_t(buffer.size()), MSG_DONTWAIT | MSG_TRUNC);
+        if (got > buffer.size())
+            continue; // cut short: dropped whole
         if (got <= 0) {
             if (got < 0 && (errno == EAGAIN || errno == EINTR))
                 continue;

@@ -100,6 +100,14 @@ QString packageName()
     return packageOf().package;
 }
 
+bool fitsOneMessage(const QByteArray &objectPath, const QByteArray &options)
+{
+    return objectPath.size() <= MaxObjectPath &&
+           5 + objectPath.size() + 3 + options.size() + 1 + packageOf().packageUtf8.size() +
+                   int(sizeof ",separate") <=
+               MaxMessage;
+}
+
 QByteArray openRequest(const QByteArray &objectPath, int mode, const QByteArray &options)
 {
     const QByteArray &package = packageOf().packageUtf8;
@@ -125,13 +133,19 @@ ssize_t sendMessage(int fd, const QByteArray &data)
     return n;
 }
 
-ssize_t receive(int fd, int flags, QByteArray *data)
+ssize_t receive(int fd, int flags, QByteArray *data, int limit)
 {
     thread_local char buffer[MaxDatagram];
     ssize_t n;
+    // MSG_TRUNC makes the kernel tell the datagram's whole length, however
+    // much of it fits in the buffer.
     do {
-        n = ::recv(fd, buffer, sizeof buffer, flags);
+        n = ::recv(fd, buffer, sizeof buffer, flags | MSG_TRUNC);
     } while (n < 0 && errno == EINTR);
+    if (n > limit || n > ssize_t(sizeof buffer)) {
+        errno = EMSGSIZE;
+        return -1;
+    }
     if (n > 0)
         *data = QByteArray(buffer, int(n));
     return n;

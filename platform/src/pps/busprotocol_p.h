@@ -27,6 +27,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cerrno>
 #include <cstring>
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -62,6 +63,12 @@ QByteArray rootPath();
 // so that the service knows which application it talks to.
 QString packageName();
 
+// Whether a path of @p objectPath and @p options is short enough to be
+// opened: the object path within MaxObjectPath, and the whole open request
+// within one message. What is longer is refused with ENAMETOOLONG before
+// anything is sent, as nobody would read it.
+bool fitsOneMessage(const QByteArray &objectPath, const QByteArray &options);
+
 // The open request for @p objectPath.
 QByteArray openRequest(const QByteArray &objectPath, int mode, const QByteArray &options);
 
@@ -69,11 +76,16 @@ QByteArray openRequest(const QByteArray &objectPath, int mode, const QByteArray 
 // -1 with errno on failure. A peer that is gone gives EPIPE, not SIGPIPE.
 ssize_t sendMessage(int fd, const QByteArray &data);
 
+// The longest open request: a longer path cannot be opened (ENAMETOOLONG).
+constexpr int MaxObjectPath = 1024;
+
 // Receives one datagram into a buffer that is reused for every receive of
 // this thread, and returns a copy of just what arrived. A fresh buffer of
 // MaxDatagram bytes for every message costs more than the message itself.
 // Returns the byte count, 0 at the end of the connection, -1 with errno.
-ssize_t receive(int fd, int flags, QByteArray *data);
+// A datagram longer than @p limit is consumed and refused whole: -1 with
+// EMSGSIZE, nothing of it in *data, so that no cut-off message is acted on.
+ssize_t receive(int fd, int flags, QByteArray *data, int limit = MaxDatagram);
 
 // One datagram of @p iov with @p control for a passed descriptor.
 // The listening sockets of a control object go to its server in one answer.
@@ -110,6 +122,8 @@ inline ssize_t sendWithDescriptors(int socket, const char *data, size_t size,
 
 // Receives one datagram into @p data, and the descriptors that came with it
 // into @p descriptors (at most MaxPassedDescriptors); *count tells how many.
+// A datagram that does not fit in @p size is refused whole: -1 with
+// EMSGSIZE, and the descriptors that came with it closed.
 inline ssize_t receiveWithDescriptors(int socket, char *data, size_t size, int *descriptors,
                                       int *count, int flags)
 {
@@ -120,6 +134,7 @@ inline ssize_t receiveWithDescriptors(int socket, char *data, size_t size, int *
     *count = 0;
     if (n < 0)
         return n;
+    const bool truncated = (msg.msg_flags & MSG_TRUNC) != 0;
     for (cmsghdr *c = CMSG_FIRSTHDR(&msg); c; c = CMSG_NXTHDR(&msg, c)) {
         if (c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS)
             continue;
@@ -127,14 +142,29 @@ inline ssize_t receiveWithDescriptors(int socket, char *data, size_t size, int *
         for (int k = 0; k < passed; ++k) {
             int fd;
             std::memcpy(&fd, CMSG_DATA(c) + sizeof(int) * size_t(k), sizeof fd);
-            if (*count < MaxPassedDescriptors)
+            if (*count < MaxPassedDescriptors && !truncated)
                 descriptors[(*count)++] = fd;
             else
                 ::close(fd);
         }
     }
+    if (truncated) {
+        errno = EMSGSIZE;
+        return -1;
+    }
     return n;
 }
+
+// Whether accept() failed for want of descriptors or memory. The listening
+// socket then stays ready with the connection still waiting, so trying
+// again at once would spin: the broker and servers stop watching it for
+// AcceptPauseMs instead, and take the connection once there is room again
+// (its client waits meanwhile, connected, for its answer).
+inline bool outOfResources(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+constexpr int AcceptPauseMs = 100;
 
 // Adds @p fd to the epoll set @p poll, or changes what it is watched for
 // (op EPOLL_CTL_ADD or EPOLL_CTL_MOD); events come back with @p key.

@@ -300,6 +300,10 @@ bool PpsObject::open(PpsOpenMode::Types mode)
     }
     // The path and options are checked here, before anything is looked up
     // in the file system: a control object's server is reached directly.
+    if (!bus::fitsOneMessage(d->objectBytes, d->optionBytes)) {
+        d->error = ENAMETOOLONG;
+        return false;
+    }
     bus::OpenOptions options;
     if (!bus::validObjectPath(d->objectBytes) || !bus::parseOptions(d->optionBytes, &options) ||
         (int(mode) & 3) == 0) {

@@ -55,6 +55,10 @@ extern "C" int pps_open(const char *path, int oflag)
     om::bus::splitPath(QString::fromUtf8(path), &objectPath, &optionText);
     const QByteArray object = om::bus::fileName(objectPath);
     QByteArray options = optionText.toUtf8();
+    if (!om::bus::fitsOneMessage(object, options)) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
     om::bus::OpenOptions parsed;
     // A descriptor serves no control object: a server takes connections,
     // which a plain read() cannot.

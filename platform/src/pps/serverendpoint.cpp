@@ -14,6 +14,7 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 namespace om {
@@ -28,6 +29,7 @@ constexpr size_t MaxQueuedBytes = 32 * 1024 * 1024;
 // Keys of the poll set besides the clients, whose ids count up from 1: the
 // listening sockets have the keys ListenerKey - 1 + access.
 constexpr quint64 LinkKey = 0;
+constexpr quint64 PauseKey = ~quint64(0) - 4;
 constexpr quint64 ListenerKey = ~quint64(0) - 3;
 constexpr quint64 WakeKey = ~quint64(0);
 
@@ -68,7 +70,9 @@ std::unique_ptr<ServerEndpoint> ServerEndpoint::open(const QString &objectPath,
 
 ServerEndpoint::ServerEndpoint(int link, const int *listeners, const QByteArray &objectName)
     : m_poll(::epoll_create1(EPOLL_CLOEXEC)), m_link(link),
-      m_wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_name(objectName)
+      m_wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      // Made now: it is needed when no descriptor is left to make it.
+      m_pause(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)), m_name(objectName)
 {
     watchInPoll(m_poll, EPOLL_CTL_ADD, m_link, LinkKey, EPOLLIN | EPOLLRDHUP);
     for (int k = 0; k < 3; ++k) {
@@ -76,12 +80,14 @@ ServerEndpoint::ServerEndpoint(int link, const int *listeners, const QByteArray 
         watchInPoll(m_poll, EPOLL_CTL_ADD, m_listeners[k], ListenerKey + quint64(k), EPOLLIN);
     }
     watchInPoll(m_poll, EPOLL_CTL_ADD, m_wake, WakeKey, EPOLLIN);
+    watchInPoll(m_poll, EPOLL_CTL_ADD, m_pause, PauseKey, EPOLLIN);
 }
 
 ServerEndpoint::~ServerEndpoint()
 {
     close();
     ::close(m_wake);
+    ::close(m_pause);
     ::close(m_poll);
 }
 
@@ -131,6 +137,12 @@ bool ServerEndpoint::poll(int timeoutMs)
         if (key == WakeKey) {
             uint64_t count;
             (void)!::read(m_wake, &count, sizeof count);
+            continue;
+        }
+        if (key == PauseKey) {
+            uint64_t count;
+            (void)!::read(m_pause, &count, sizeof count);
+            pauseAccepting(false);
             continue;
         }
         // Room to write is dealt with at once; what is left is to be read.
@@ -213,6 +225,25 @@ ServerEndpoint::Outcome ServerEndpoint::readLink(int *error)
     return Failed;
 }
 
+void ServerEndpoint::pauseAccepting(bool pause)
+{
+    // The listening sockets leave the poll set for the pause (events 0
+    // keeps them registered), and the timer brings them back.
+    if (pause == m_paused && !pause)
+        return;
+    m_paused = pause;
+    for (int k = 0; k < 3; ++k) {
+        if (m_listeners[k] >= 0)
+            watchInPoll(m_poll, EPOLL_CTL_MOD, m_listeners[k], ListenerKey + quint64(k),
+                        pause ? 0u : uint32_t(EPOLLIN));
+    }
+    if (pause) {
+        itimerspec when{};
+        when.it_value.tv_nsec = long(AcceptPauseMs) * 1000000L;
+        ::timerfd_settime(m_pause, 0, &when, nullptr);
+    }
+}
+
 void ServerEndpoint::closeListeners()
 {
     for (int &listener : m_listeners) {
@@ -235,9 +266,15 @@ void ServerEndpoint::acceptClient(int access)
         fd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     } while (fd < 0 && (errno == EINTR || errno == ECONNABORTED));
     if (fd < 0) {
-        if (!wouldBlock(errno))
+        if (outOfResources(errno)) {
+            if (!m_paused)
+                qCWarning(lcBus) << "the server of" << m_name
+                                 << "cannot take a client for now:" << strerror(errno);
+            pauseAccepting(true);
+        } else if (!wouldBlock(errno)) {
             qCWarning(lcBus) << "the server of" << m_name
                              << "cannot take a client:" << strerror(errno);
+        }
         return;
     }
     ucred cred{};
@@ -265,7 +302,23 @@ ServerEndpoint::Outcome ServerEndpoint::readClient(quint64 id, QByteArray *data)
     Client &client = it->second;
     QByteArray text;
     for (;;) {
-        const ssize_t n = receive(client.fd, MSG_DONTWAIT, &text);
+        const ssize_t n = receive(client.fd, MSG_DONTWAIT, &text, MaxMessage);
+        if (n < 0 && errno == EMSGSIZE) {
+            // Refused whole: a cut-off message must not be acted on, and a
+            // client that sends one does not speak the protocol (the
+            // library refuses to send it). It is shut out: it reads the
+            // end of its connection instead of waiting for an answer.
+            qCWarning(lcBus).nospace()
+                << "the server of " << m_name << " shut out client " << id << " (pid "
+                << client.pid << "), which sent a message over " << MaxMessage << " bytes";
+            if (!client.announced) {
+                forget(id);
+                return Nothing;
+            }
+            if (!client.shutOut)
+                shutOut(id, client);
+            continue;
+        }
         if (n > 0 && client.shutOut)
             continue; // nobody listens to it any more
         if (n > 0 && !client.announced) {

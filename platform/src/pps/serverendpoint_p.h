@@ -80,6 +80,7 @@ private:
     Outcome readLink(int *error);
     void acceptClient(int access);
     void closeListeners();
+    void pauseAccepting(bool pause);
     Outcome readClient(quint64 id, QByteArray *data);
     QByteArray announcement(quint64 id, const Client &client, const QByteArray &preface) const;
     void forget(quint64 id);
@@ -96,6 +97,8 @@ private:
     // Where clients connect, by the access they get: index access - 1.
     int m_listeners[3] = {-1, -1, -1};
     int m_wake = -1; // readable while notices wait
+    int m_pause = -1; // a timer: ends a pause of accepting, see acceptClient()
+    bool m_paused = false;
     QByteArray m_name;
     quint64 m_nextId = 1;
     std::map<quint64, Client> m_clients;

@@ -10,3 +10,4 @@ build=${OM_BUILD_DIR:-$top/build}
 jobs=$(nproc 2>/dev/null || echo 2)
 cd "$build"
 ctest --output-on-failure --parallel "$jobs" "$@"
+[ "${OM_SANITIZE:-1}" = 0 ] || "$top/scripts/sanitize.sh" # ASan+UBSan suite, fuzz targets

@@ -5,6 +5,7 @@
 
 #include "pps/busprotocol_p.h"
 #include "pps/bussocket_p.h"
+#include "rawclient.h"
 #include "testbroker.h"
 
 #include <om/ppsobject.h>
@@ -18,6 +19,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+using namespace omtest::raw;
 using om::PpsObject;
 using om::PpsOpenMode;
 
@@ -26,23 +28,6 @@ const QString Control = QStringLiteral("/pps/services/test/control");
 const QString State = QStringLiteral("/pps/test/state");
 
 enum Path { ToServer, ToBrokerAsPublisher, ToBrokerAsOpen };
-
-// The open request a client sends first, as the library makes it.
-QByteArray openRequest(const QByteArray &object, int mode)
-{
-    return "OPEN\n" + object + '\n' + QByteArray::number(mode & 7) + "\n\ntest";
-}
-
-int connectTo(const QByteArray &socketFile)
-{
-    const om::bus::SocketAddress address(socketFile);
-    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    if (address.error() != 0 || ::connect(fd, address.address(), address.length()) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
 
 // Sends @p size bytes in one datagram, making the send buffer big enough
 // for it (beyond the system's cap only as root); false if it cannot.
@@ -129,15 +114,14 @@ void tst_BusBounds::oversizeIsRefusedWhole()
     int fd = -1;
     const QByteArray message = "msg::notify\nid::big\n";
     if (path == ToServer) {
-        fd = connectTo(om::bus::socketPath(QFile::encodeName(PpsObject::mirrorFilePath(Control)),
-                                           om::bus::ReadWrite));
+        fd = connectTo(serverSocket(Control));
         QVERIFY(fd >= 0);
         const QByteArray preface = openRequest(Control.toUtf8(), PpsOpenMode::PublishSubscribe);
         QVERIFY(::send(fd, preface.constData(), size_t(preface.size()), 0) == preface.size());
         if (!sendHuge(fd, message, size))
             QSKIP("this system's socket buffers do not take a datagram this large");
     } else {
-        fd = connectTo(QFile::encodeName(PpsObject::rootDirectory() + QStringLiteral("/.bus")));
+        fd = connectTo(busSocket());
         QVERIFY(fd >= 0);
         if (path == ToBrokerAsPublisher) {
             const QByteArray request = openRequest(State.toUtf8(), PpsOpenMode::Publish);
@@ -238,8 +222,7 @@ void tst_BusBounds::brokerRefusesTooLongPath()
 {
     // A client that builds its own request gets the same answer from the
     // broker as from the library.
-    const int fd =
-        connectTo(QFile::encodeName(PpsObject::rootDirectory() + QStringLiteral("/.bus")));
+    const int fd = connectTo(busSocket());
     QVERIFY(fd >= 0);
     const QByteArray request = "OPEN\n/pps/" + QByteArray(2000, 'a') + "\n3\ncreate\npackage";
     QVERIFY(::send(fd, request.constData(), size_t(request.size()), 0) == request.size());

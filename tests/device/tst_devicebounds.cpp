@@ -6,6 +6,7 @@
 
 #include "pps/busprotocol_p.h"
 #include "pps/bussocket_p.h"
+#include "rawclient.h"
 
 #include <om/ppsobject.h>
 
@@ -23,6 +24,7 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace omtest::raw;
 using om::PpsObject;
 using om::PpsOpenMode;
 using omtest::DeviceProcess;
@@ -46,15 +48,9 @@ const QStringList ControlObjects = {
     QStringLiteral("/pps/simulator/perimeter"),
 };
 
-QByteArray socketOf(const QString &object)
-{
-    return om::bus::socketPath(QFile::encodeName(PpsObject::mirrorFilePath(object)),
-                               om::bus::ReadWrite);
-}
-
 bool isControlObject(const QString &object)
 {
-    return QFileInfo::exists(QFile::decodeName(socketOf(object)));
+    return QFileInfo::exists(QFile::decodeName(serverSocket(object)));
 }
 
 // Every object under @p directory, at any depth.
@@ -69,28 +65,6 @@ QStringList objectsUnder(const QString &directory)
             found += path;
     }
     return found;
-}
-
-// The open request a client sends first, as the library makes it.
-QByteArray openRequest(const QByteArray &object, int mode)
-{
-    return "OPEN\n" + object + '\n' + QByteArray::number(mode & 7) + "\n\ntest";
-}
-
-int connectTo(const QByteArray &socketFile)
-{
-    const om::bus::SocketAddress address(socketFile);
-    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    if (address.error() != 0 || ::connect(fd, address.address(), address.length()) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-QByteArray busSocket()
-{
-    return QFile::encodeName(PpsObject::rootDirectory() + QStringLiteral("/.bus"));
 }
 
 bool sendText(int fd, const QByteArray &text)
@@ -242,7 +216,7 @@ void tst_DeviceBounds::outOfDescriptorsWaitsAndResumes()
     const auto full = [&]() {
         if (openDescriptors(pid) >= limit)
             return true;
-        for (const QByteArray &socket : {busSocket(), socketOf(control)}) {
+        for (const QByteArray &socket : {busSocket(), serverSocket(control)}) {
             const int fd = connectTo(socket);
             if (fd >= 0)
                 fillers.push_back(fd);
@@ -261,7 +235,7 @@ void tst_DeviceBounds::outOfDescriptorsWaitsAndResumes()
     QVERIFY(brokered >= 0);
     QVERIFY(
         sendText(brokered, openRequest("/pps/services/navigator/state", PpsOpenMode::Subscribe)));
-    const int direct = connectTo(socketOf(control));
+    const int direct = connectTo(serverSocket(control));
     QVERIFY(direct >= 0);
     QVERIFY(sendText(direct, openRequest(control.toUtf8(), PpsOpenMode::PublishSubscribe)));
     QVERIFY(sendText(direct, "msg::no-such-request\nid::w1\n"));

@@ -229,8 +229,8 @@ void ServerEndpoint::pauseAccepting(bool pause)
 {
     // The listening sockets leave the poll set for the pause (events 0
     // keeps them registered), and the timer brings them back.
-    if (pause == m_paused && !pause)
-        return;
+    if ((pause == m_paused && !pause) || m_pause < 0)
+        return; // (without a timer nothing would end the pause)
     m_paused = pause;
     for (int k = 0; k < 3; ++k) {
         if (m_listeners[k] >= 0)

@@ -8,7 +8,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const QByteArray text = QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size));
+    const QByteArray text =
+        QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size));
     bool ok = false;
     const QVariantMap map = om::pps::decode(text, &ok);
     if (!ok) {

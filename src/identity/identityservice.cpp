@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 namespace om {
 namespace platform {
@@ -40,7 +41,10 @@ int IdentityService::setGuiAllowed(bool allowed)
 int IdentityService::setLogVerbosity(IdentityServiceLogVerbosity::Type verbosity)
 {
     const char *text;
-    switch (verbosity) {
+    // Read as a number: a caller may pass a value the enum does not name.
+    std::underlying_type_t<IdentityServiceLogVerbosity::Type> number;
+    std::memcpy(&number, &verbosity, sizeof number);
+    switch (number) {
     case IdentityServiceLogVerbosity::None:
         text = "Silent";
         break;

@@ -25,6 +25,8 @@
 #include <memory>
 #include <mutex>
 #include <poll.h>
+#include <cstring>
+#include <type_traits>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/timerfd.h>
@@ -944,7 +946,11 @@ int ids_register_notifier(ids_provider_t *provider, int type, int flags, const c
 
 int ids_set_option(ids_option_t option, const char *value)
 {
-    if (!value || option < IDS_OPT_GUI_ALLOWED || option > IDS_OPT_VERBOSITY)
+    // A caller may pass any number: it is read as a number, since an enum
+    // holding a value it does not name must not be read as the enum.
+    std::underlying_type_t<ids_option_t> number;
+    std::memcpy(&number, &option, sizeof number);
+    if (!value || number < IDS_OPT_GUI_ALLOWED || number > IDS_OPT_VERBOSITY)
         return fail(EINVAL);
     QString text;
     if (!isUtf8(value, &text))

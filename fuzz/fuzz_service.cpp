@@ -19,6 +19,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <cstdint>
 #include <cstdio>
@@ -80,6 +81,7 @@ struct Device
             fail(QStringLiteral("write failed: errno %1").arg(client->error()));
         QElapsedTimer waited;
         waited.start();
+        int idle = 0;
         for (;;) {
             bool ok = false;
             const QByteArray answer = client->read(&ok);
@@ -91,7 +93,13 @@ struct Device
                 fail(QStringLiteral("read failed: errno %1").arg(client->error()));
             if (waited.elapsed() > 20000)
                 fail(QStringLiteral("no answer from " OM_FUZZ_OBJECT));
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+            // The service runs on this thread: what is pending for it runs
+            // here, and its answer is then on the client's socket. A short
+            // sleep after a round that brought nothing (a timer of the
+            // service, or the broker's thread, has yet to come).
+            if (idle++ > 0)
+                QThread::usleep(100);
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
         }
     }
 };

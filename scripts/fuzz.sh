@@ -6,8 +6,10 @@
 #
 #   scripts/fuzz.sh <directory of the fuzz_* executables> [seconds each]
 #
-# New inputs found go to a scratch directory, not into the repository; a
-# crash stops the run with the input saved under fuzz-crashes/.
+# New inputs found go to a scratch directory, not into the repository
+# (OM_FUZZ_MERGE=1 merges them in); a crash fails the run with the input
+# saved under fuzz-crashes/, to be added to the corpus as a regression input
+# once fixed.
 set -euo pipefail
 
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -31,6 +33,10 @@ for target in "$bin"/fuzz_*; do
     tail -60 "$log"
     status=1
     continue
+  fi
+  # OM_FUZZ_MERGE=1 keeps what the run found in the repository's corpus.
+  if [ "${OM_FUZZ_MERGE:-0}" = 1 ]; then
+    "$target" -merge=1 "$corpus" "$scratch/$name" >/dev/null 2>&1 || true
   fi
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
   echo "fuzz: $name ${runs:-?} executions in ${seconds} s, corpus $(ls "$corpus" | wc -l) inputs"

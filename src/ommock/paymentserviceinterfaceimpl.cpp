@@ -349,9 +349,15 @@ void PaymentServiceInterfaceImpl::readInvocation(pps_decoder_t *decoder) const
     if (const char *uri = optionalString(decoder, "uri"))
         request.setUri(in(uri));
     int number = 0;
-    if (pps_decoder_get_int(decoder, "fileTransferMode", &number) == PPS_DECODER_OK)
+    // Numbers from the wire become enum values only if they name one; an
+    // unknown one leaves the default.
+    if (pps_decoder_get_int(decoder, "fileTransferMode", &number) == PPS_DECODER_OK &&
+        number >= om::system::FileTransferMode::Unspecified &&
+        number <= om::system::FileTransferMode::Link)
         request.setFileTransferMode(om::system::FileTransferMode::Type(number));
-    if (pps_decoder_get_int(decoder, "perimeter", &number) == PPS_DECODER_OK)
+    if (pps_decoder_get_int(decoder, "perimeter", &number) == PPS_DECODER_OK &&
+        number >= om::system::SecurityPerimeter::Default &&
+        number <= om::system::SecurityPerimeter::Enterprise)
         request.setPerimeter(om::system::SecurityPerimeter::Type(number));
     if (pps_decoder_get_int(decoder, "targetTypes", &number) == PPS_DECODER_OK)
         request.setTargetTypes(om::system::InvokeTarget::Types(number));

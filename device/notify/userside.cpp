@@ -14,6 +14,8 @@ namespace protocol = om::notifyprotocol;
 
 // Room for the entries of one answer; a message holds at most 64 KiB.
 constexpr int PageBytes = 48 * 1024;
+// More entries than fit in one answer.
+constexpr int PageEntries = 1024;
 
 // The entries from place @p from on that fit into one answer; always at
 // least one, cut down if it is too large by itself.
@@ -82,8 +84,16 @@ template <class Part> Part *UserSide::partFor(const Request &request, const char
 
 void UserSide::inbox(const Request &request)
 {
-    if (const Inbox *inbox = partFor<Inbox>(request, "an inbox"))
-        list(request, inbox->items(), protocol::keyItems());
+    const Inbox *inbox = partFor<Inbox>(request, "an inbox");
+    if (!inbox)
+        return;
+    // Only the items from "from" on are looked at: an inbox may hold many
+    // pages, and fewer than this fill one.
+    const int from = qMax(0, request.map().value(protocol::keyFrom()).toInt());
+    m_router->answer(request,
+                     QVariantMap{{protocol::keyItems(), page(inbox->items(from, PageEntries), 0)},
+                                 {protocol::keyTotal(), inbox->count()},
+                                 {protocol::keyDropped(), inbox->dropped()}});
 }
 
 void UserSide::dialogs(const Request &request)

@@ -98,6 +98,8 @@ inline QStringList applicationSettings()
 inline QString keyFrom() { return QStringLiteral("from"); }
 inline QString keyTotal() { return QStringLiteral("total"); }
 inline QString keyItems() { return QStringLiteral("items"); }
+// The user side's inbox: application -> items the inbox cap dropped.
+inline QString keyDropped() { return QStringLiteral("dropped"); }
 inline QString keyDialogs() { return QStringLiteral("dialogs"); }
 inline QString keyApplication() { return QStringLiteral("application"); }
 inline QString keyAttributes() { return QStringLiteral("attributes"); }

@@ -248,6 +248,7 @@ void Inbox::notify(const Request &request)
     app.dropped += dropping;
     insert(item);
     service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});
+    Q_EMIT itemsChanged();
 }
 
 void Inbox::clear(const Request &request, bool remove)
@@ -259,18 +260,25 @@ void Inbox::clear(const Request &request, bool remove)
             return; // malformed: never taken for "every item"
         itemId = request.map().value(KeyItemId).toString();
     }
-    const QString application = request.package();
+    clear(request.package(), itemId, remove);
+}
+
+bool Inbox::clear(const QString &application, const QString &itemId, bool remove,
+                  QString *error)
+{
     auto app = m_applications.find(application);
     if (app == m_applications.end())
-        return;
+        return false;
     std::vector<qint64> affected;
     if (itemId.isEmpty()) {
         affected.assign(app->order.cbegin(), app->order.cend());
     } else if (app->sequences.contains(itemId)) {
         affected.push_back(app->sequences.value(itemId));
     }
+    if (affected.empty())
+        return false;
     DataStore::Changes changes;
-    if (remove && itemId.isEmpty() && !affected.empty()) {
+    if (remove && itemId.isEmpty()) {
         changes.remove({StoreItems, application});
     } else {
         for (qint64 sequence : affected) {
@@ -286,11 +294,13 @@ void Inbox::clear(const Request &request, bool remove)
         }
     }
     if (changes.isEmpty())
-        return;
-    QString error;
-    if (!m_store.commit(changes, &error)) {
-        qCWarning(lcNotify).noquote() << "cannot save the inbox:" << error;
-        return;
+        return true; // every effect was cleared already
+    QString why;
+    if (!m_store.commit(changes, &why)) {
+        qCWarning(lcNotify).noquote() << "cannot save the inbox:" << why;
+        if (error)
+            *error = QStringLiteral("the inbox cannot keep the change: %1").arg(why);
+        return false;
     }
     for (qint64 sequence : affected) {
         if (remove)
@@ -300,6 +310,19 @@ void Inbox::clear(const Request &request, bool remove)
     }
     if (app->order.empty() && app->dropped == 0)
         m_applications.erase(app);
+    Q_EMIT itemsChanged();
+    return true;
+}
+
+QVariantMap Inbox::item(const QString &application, const QString &itemId) const
+{
+    const auto app = m_applications.constFind(application);
+    if (app == m_applications.cend())
+        return QVariantMap();
+    const auto sequence = app->sequences.constFind(itemId);
+    if (sequence == app->sequences.cend())
+        return QVariantMap();
+    return m_order.at(*sequence);
 }
 
 QList<QVariantMap> Inbox::items(int from, int count) const

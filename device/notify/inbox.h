@@ -47,9 +47,25 @@ public:
     int count() const { return int(m_order.size()); }
     /** How many items each application lost to the cap, by package. */
     QVariantMap dropped() const;
+    /** The item @p itemId of @p application, as items() gives it; empty
+     *  if there is none. */
+    QVariantMap item(const QString &application, const QString &itemId) const;
+
+    /**
+     * Clears the effects of (or with @p remove, deletes) the item @p itemId
+     * of @p application, or every item of the application when @p itemId
+     * is empty, once the change is in the store. False if no item matched,
+     * or with the reason in @p error if the store cannot keep the change.
+     */
+    bool clear(const QString &application, const QString &itemId, bool remove,
+               QString *error = nullptr);
 
     /** Waits for a compaction of the store under way. */
     void flush() { m_store.flush(); }
+
+Q_SIGNALS:
+    /** An item came, changed or went. */
+    void itemsChanged();
 
 private:
     struct Application

@@ -89,7 +89,8 @@ PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent
       // Applications read the state; only the perimeter manager writes it.
       m_state(new StatePublisher(protocol::statePath(), 0644, this)),
       m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
-      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this))
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this)),
+      m_watchers(m_userSide)
 {
     m_due.setSingleShot(true);
     m_due.setTimerType(Qt::PreciseTimer);
@@ -110,6 +111,7 @@ PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent
              change(r, LockState{protocol::Unlocked, false, QString()});
          }},
         {protocol::pendingMessage(), Shape::Any, [this](const Request &r) { setPending(r); }},
+        {protocol::extendMessage(), Shape::Any, [this](const Request &r) { extendByUser(r); }},
         {protocol::rawMessage(), Shape::Any, [this](const Request &r) { setRaw(r); }},
     });
 }
@@ -200,6 +202,7 @@ void PerimeterManager::enter(const LockState &state)
     m_current = state;
     publish();
     schedule();
+    m_watchers.changed(protocol::statusMessage());
 }
 
 void PerimeterManager::apply(const LockState &state)
@@ -301,23 +304,45 @@ void PerimeterManager::extendLock(const Request &request)
         return;
     }
     qint64 due = 0;
-    if (!dueSeconds(&due)) {
-        m_control->fail(request, 0, QStringLiteral("no lock is pending"));
-        return;
-    }
-    const qint64 extended = due + interval;
-    if (extended > s_latestTime) {
-        m_control->fail(request, 0, QStringLiteral("the lock cannot be put off that far"));
-        return;
-    }
-    const LockState pending{protocol::Pending, true, QString::number(extended)};
     QString error;
+    if (!extended(interval, &due, &error)) {
+        m_control->fail(request, 0, error);
+        return;
+    }
+    const LockState pending{protocol::Pending, true, QString::number(due)};
     if (!keep(pending, &error)) {
         m_control->fail(request, EIO, QStringLiteral("the data lock cannot be kept: %1").arg(error));
         return;
     }
-    m_control->answer(request, QVariantMap{{protocol::keyTime(), extended}});
+    m_control->answer(request, QVariantMap{{protocol::keyTime(), due}});
     enter(pending);
+}
+
+bool PerimeterManager::extended(qint64 seconds, qint64 *due, QString *error) const
+{
+    qint64 current = 0;
+    if (!dueSeconds(&current)) {
+        *error = QStringLiteral("no lock is pending");
+        return false;
+    }
+    if (seconds > s_latestTime || current + seconds > s_latestTime) {
+        *error = QStringLiteral("the lock cannot be put off that far");
+        return false;
+    }
+    *due = current + seconds;
+    return true;
+}
+
+void PerimeterManager::extendByUser(const Request &request)
+{
+    qint64 seconds = 0;
+    qint64 due = 0;
+    QString error;
+    if (!integerValue(request.map().value(protocol::keySeconds()), &seconds) || seconds < 0)
+        error = QStringLiteral("extend needs zero or more seconds");
+    else if (extended(seconds, &due, &error))
+        return change(request, LockState{protocol::Pending, true, QString::number(due)});
+    m_userSide->fail(request, 0, error);
 }
 
 void PerimeterManager::change(const Request &request, const LockState &state)

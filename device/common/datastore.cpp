@@ -531,6 +531,10 @@ public:
     void moveAside(const QString &culprit, const QString &reason);
     bool append(const QVariantList &ops, QString *error);
     void startCompaction();
+    /** Starts a compaction once the journal has outgrown the snapshot.
+     *  Only with the document up to date: the snapshot is made from it and
+     *  replaces the journal. */
+    void compactIfDue();
     /** Takes the outcome of a compaction that ended (or waits for it);
      *  false if one failed. */
     bool finishCompaction(bool wait);
@@ -711,10 +715,14 @@ bool DataStore::Private::append(const QVariantList &ops, QString *error)
         return false;
     }
     journalBytes += record.size();
+    return true;
+}
+
+void DataStore::Private::compactIfDue()
+{
     finishCompaction(false);
     if (!compaction && journalBytes > std::max(CompactAtLeast, 2 * stateBytes))
         startCompaction();
-    return true;
 }
 
 void DataStore::Private::startCompaction()
@@ -824,6 +832,7 @@ bool DataStore::commit(const Changes &changes, QString *error)
     if (!d->append(changes.m_ops, error))
         return false;
     apply(d->document, changes.m_ops);
+    d->compactIfDue();
     return true;
 }
 

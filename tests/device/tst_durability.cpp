@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QFile>
 #include <QSet>
+#include <QSignalSpy>
 #include <QtTest>
 
 #include <fcntl.h>
@@ -98,6 +99,8 @@ private Q_SLOTS:
     void killedUnderLoadLosesNothingAcknowledged();
     void unreadableStateIsSetAside_data();
     void unreadableStateIsSetAside();
+    void monitorComesBackAfterRestart_data();
+    void monitorComesBackAfterRestart();
 };
 
 void tst_Durability::killedUnderLoadLosesNothingAcknowledged_data()
@@ -281,6 +284,52 @@ void tst_Durability::unreadableStateIsSetAside()
         const DeviceProcess::Result cat = DeviceProcess::omctl({QStringLiteral("cat"), object});
         QVERIFY2(cat.out.contains(shows.toUtf8()), cat.out.constData());
     }
+}
+
+void tst_Durability::monitorComesBackAfterRestart_data()
+{
+    QTest::addColumn<bool>("killed");
+    QTest::newRow("killed") << true;
+    QTest::newRow("stopped") << false;
+}
+
+void tst_Durability::monitorComesBackAfterRestart()
+{
+    QFETCH(bool, killed);
+    DeviceProcess device;
+    QVERIFY2(device.start(), device.output().constData());
+    om::PpsObject monitor(QStringLiteral("/pps/services/navigator/state"));
+    QVERIFY(monitor.open(om::PpsOpenMode::Subscribe));
+    QSignalSpy readable(&monitor, &om::PpsObject::readyRead);
+    const auto readAll = [&monitor]() {
+        QByteArray all;
+        bool ok = true;
+        while (ok) {
+            const QByteArray data = monitor.read(&ok);
+            all += data;
+        }
+        return all;
+    };
+    QVERIFY(readable.wait(5000));
+    QVERIFY(readAll().contains("isDeviceLocked::notLocked"));
+
+    if (killed)
+        device.kill();
+    else
+        QVERIFY(device.stop());
+    QVERIFY2(device.start(), device.output().constData());
+    // Nothing is asked of the monitor's owner: it reads the object again
+    // as it is now, then its changes.
+    QVERIFY(readable.wait(5000));
+    QVERIFY(readAll().contains("isDeviceLocked::notLocked"));
+    QCOMPARE(monitor.error(), EAGAIN);
+    const DeviceProcess::Result lock =
+        DeviceProcess::omctl({QStringLiteral("lock"), QStringLiteral("screenLocked")});
+    QVERIFY2(lock.exitCode == 0, lock.err.constData());
+    QByteArray seen;
+    while (!seen.contains("isDeviceLocked::screenLocked") && readable.wait(5000))
+        seen += readAll();
+    QVERIFY2(seen.contains("isDeviceLocked::screenLocked"), seen.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_Durability)

@@ -99,6 +99,7 @@ private Q_SLOTS:
     void killedUnderLoadLosesNothingAcknowledged();
     void unreadableStateIsSetAside_data();
     void unreadableStateIsSetAside();
+    void capDropsTheOldestAndCountsThem();
     void monitorComesBackAfterRestart_data();
     void monitorComesBackAfterRestart();
 };
@@ -284,6 +285,40 @@ void tst_Durability::unreadableStateIsSetAside()
         const DeviceProcess::Result cat = DeviceProcess::omctl({QStringLiteral("cat"), object});
         QVERIFY2(cat.out.contains(shows.toUtf8()), cat.out.constData());
     }
+}
+
+void tst_Durability::capDropsTheOldestAndCountsThem()
+{
+    DeviceProcess device;
+    QVERIFY2(device.start({QStringLiteral("--set"), QStringLiteral("inbox-cap=2")}),
+             device.output().constData());
+    const int fd = pps_open(NotifyControl, O_RDWR);
+    QVERIFY(fd >= 0);
+    for (int n = 1; n <= 5; ++n) {
+        const QByteArray message = om::PpsObject::encode(
+            {{QStringLiteral("msg"), QStringLiteral("notify")},
+             {QStringLiteral("id"), QString::number(n)},
+             {QStringLiteral("dat"), QVariantMap{{QStringLiteral("itemId"), QString::number(n)}}}});
+        QCOMPARE(::write(fd, message.constData(), size_t(message.size())), ssize_t(message.size()));
+        pollfd readable{fd, POLLIN, 0};
+        QCOMPARE(::poll(&readable, 1, 10000), 1);
+        char answer[4096];
+        QVERIFY(::read(fd, answer, sizeof answer) > 0);
+    }
+    ::close(fd);
+    int dropped = 0;
+    QCOMPARE(inboxIds(&dropped), (QSet<QString>{QStringLiteral("4"), QStringLiteral("5")}));
+    QCOMPARE(dropped, 3);
+
+    // Told by omctl, and still so after a restart.
+    QVERIFY(device.stop());
+    QVERIFY2(device.start({QStringLiteral("--set"), QStringLiteral("inbox-cap=2")}),
+             device.output().constData());
+    const DeviceProcess::Result listed = DeviceProcess::omctl({QStringLiteral("notifications")});
+    QCOMPARE(listed.exitCode, 0);
+    QVERIFY2(listed.out.contains("(3 older items of tst_durability dropped by the inbox's cap)"),
+             listed.out.constData());
+    QCOMPARE(listed.out.count("tst_durability  "), 2);
 }
 
 void tst_Durability::monitorComesBackAfterRestart_data()

@@ -100,6 +100,8 @@ private Q_SLOTS:
     void unreadableStateIsSetAside_data();
     void unreadableStateIsSetAside();
     void capDropsTheOldestAndCountsThem();
+    void waitingPurchaseOutlivesTheDevice_data();
+    void waitingPurchaseOutlivesTheDevice();
     void monitorComesBackAfterRestart_data();
     void monitorComesBackAfterRestart();
 };
@@ -319,6 +321,52 @@ void tst_Durability::capDropsTheOldestAndCountsThem()
     QVERIFY2(listed.out.contains("(3 older items of tst_durability dropped by the inbox's cap)"),
              listed.out.constData());
     QCOMPARE(listed.out.count("tst_durability  "), 2);
+}
+
+void tst_Durability::waitingPurchaseOutlivesTheDevice_data()
+{
+    QTest::addColumn<bool>("killed");
+    QTest::newRow("killed") << true;
+    QTest::newRow("stopped") << false;
+}
+
+void tst_Durability::waitingPurchaseOutlivesTheDevice()
+{
+    QFETCH(bool, killed);
+    const auto payments = [](const QStringList &arguments) {
+        const DeviceProcess::Result result =
+            DeviceProcess::omctl(QStringList{QStringLiteral("payments")} + arguments);
+        return QString::fromUtf8(result.out + result.err);
+    };
+    DeviceProcess device;
+    QVERIFY2(device.start(), device.output().constData());
+    payments({QStringLiteral("mode"), QStringLiteral("hold")});
+    QProcess shop;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("OM_PACKAGE_NAME"), QStringLiteral("com.example.shop"));
+    shop.setProcessEnvironment(env);
+    shop.start(QStringLiteral(PAYMENTCLIENT_PATH), {QStringLiteral("buy"), QStringLiteral("gems-100")});
+    QVERIFY(shop.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(payments({QStringLiteral("pending")}).contains("gems-100"), 10000);
+
+    if (killed)
+        device.kill();
+    else
+        QVERIFY(device.stop());
+    shop.kill();
+    shop.waitForFinished();
+    QVERIFY2(device.start(), device.output().constData());
+    // Still waiting for the user, who buys it for the application.
+    QVERIFY(payments({QStringLiteral("pending")}).contains("gems-100"));
+    QVERIFY(payments({QStringLiteral("approve")}).startsWith("approved: "));
+    QVERIFY(!payments({QStringLiteral("pending")}).contains("gems-100"));
+    const QString bought = payments(
+        {QStringLiteral("purchases"), QStringLiteral("--app"), QStringLiteral("com.example.shop")});
+    QVERIFY2(bought.contains("gems-100"), qPrintable(bought));
+    // Once, also after another restart.
+    QVERIFY(device.stop());
+    QVERIFY2(device.start(), device.output().constData());
+    QVERIFY(!payments({QStringLiteral("pending")}).contains("gems-100"));
 }
 
 void tst_Durability::monitorComesBackAfterRestart_data()

@@ -70,7 +70,7 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
       m_watchers(m_userSide),
       m_store(context.dataDirectory, QStringLiteral("invoke")),
       m_history(context.setting(QStringLiteral("invoke.history")).toInt()),
-      m_maps(context.dataDirectory)
+      m_maps(&m_store, context.dataDirectory)
 {
     if (m_history <= 0)
         m_history = DefaultHistory;
@@ -116,13 +116,18 @@ void InvokeService::invoke(const Request &request)
     InvokeTarget *target = m_targets.route(invocation, &invocation.error, &invocation.errorText);
     if (target)
         invocation.target = target->name();
-    record(invocation);
+    // What the maps application shows goes with the invocation: one record.
+    DataStore::Changes changes;
+    if (target == &m_maps)
+        m_maps.take(invocation, &changes);
+    record(invocation, &changes);
     if (!target) {
         m_control->fail(request, invocation.error, invocation.errorText);
         m_watchers.changed(protocol::invocationsMessage());
         return;
     }
-    target->take(invocation);
+    if (target != &m_maps)
+        target->take(invocation);
     m_control->answer(request, QVariantMap{{protocol::keyTarget(), target->name()}});
     // After the target took it: what the maps application shows changes too.
     m_watchers.changed(protocol::invocationsMessage());
@@ -178,17 +183,16 @@ void InvokeService::trim(DataStore::Changes *changes)
     }
 }
 
-void InvokeService::record(const Invocation &invocation)
+void InvokeService::record(const Invocation &invocation, DataStore::Changes *changes)
 {
     // One record: the invocation, and the oldest one it pushes out.
     const qint64 number = (m_numbers.isEmpty() ? 0 : m_numbers.last()) + 1;
-    DataStore::Changes changes;
-    changes.set({HistoryKey, numberKey(number)}, invocation.toVariant());
+    changes->set({HistoryKey, numberKey(number)}, invocation.toVariant());
     m_invocations.append(invocation);
     m_numbers.append(number);
-    trim(&changes);
+    trim(changes);
     QString error;
-    if (!m_store.commit(changes, &error))
+    if (!m_store.commit(*changes, &error))
         qCWarning(lcInvoke).noquote() << "cannot save the invocations:" << error;
 }
 

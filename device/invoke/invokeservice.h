@@ -49,7 +49,8 @@ private:
     void clear(const Request &request);
     void listTargets(const Request &request);
     void load();
-    void record(const Invocation &invocation);
+    /** Writes @p invocation to the history, with @p changes, in one record. */
+    void record(const Invocation &invocation, DataStore::Changes *changes);
     /** Drops the oldest invocations beyond the history's length. */
     void trim(DataStore::Changes *changes);
     static QString numberKey(qint64 number);

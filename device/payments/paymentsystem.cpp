@@ -133,7 +133,7 @@ PaymentSystem::PaymentSystem(const DeviceContext &context, QObject *parent)
       m_controlServer(new ControlServer(protocol::controlPath(), 0666, this)),
       m_control(new RequestRouter(m_controlServer, wireForm(), this)),
       m_userServer(new ControlServer(protocol::userSidePath(), 0600, this)),
-      m_userSide(new RequestRouter(m_userServer, WireForm::standard(), this)),
+      m_userSide(new RequestRouter(m_userServer, WireForm::standard(), this)), m_watchers(m_userSide),
       m_catalogue(context.dataDirectory), m_store(context.dataDirectory),
       m_settings(context.dataDirectory, QStringLiteral("payments-settings"))
 {
@@ -175,7 +175,10 @@ bool PaymentSystem::saveSettings(QString *error)
 {
     DataStore::Changes changes;
     changes.set({protocol::keyMode()}, m_mode).set({protocol::keyInvoke()}, m_invoke);
-    return m_settings.commit(changes, error);
+    if (!m_settings.commit(changes, error))
+        return false;
+    changed();
+    return true;
 }
 
 void PaymentSystem::loadPending(const QVariantMap &saved)
@@ -213,6 +216,11 @@ bool PaymentSystem::keepPending(const Pending &pending, QString *error)
 bool PaymentSystem::forgetPending(const Pending &pending, QString *error)
 {
     return m_settings.remove({PendingKey, QString::number(pending.number)}, error);
+}
+
+void PaymentSystem::changed() const
+{
+    m_watchers.changed(protocol::storeChanged());
 }
 
 bool PaymentSystem::fail(const Request &request, int code, const QString &text,
@@ -309,6 +317,7 @@ void PaymentSystem::purchase(const Request &request)
             return;
         }
         m_pending.append(pending);
+        changed();
         qCInfo(lcPayments, "purchase %d of \"%s\" by %s waits for the user", pending.number,
                qPrintable(good->id), qPrintable(request.package()));
     } else {
@@ -359,6 +368,7 @@ bool PaymentSystem::complete(const Pending &pending, Purchase *done)
            qPrintable(bought.goodId), bought.test ? "test" : "production",
            qPrintable(bought.purchaseId));
     m_control->answer(pending.request, bought.receipt());
+    changed();
     return true;
 }
 
@@ -374,6 +384,7 @@ void PaymentSystem::clientClosed(int clientId)
             if (!forgetPending(m_pending.at(i), &error))
                 qCWarning(lcPayments, "cannot forget a purchase: %s", qPrintable(error));
             m_pending.removeAt(i);
+            changed();
         }
     }
 }
@@ -453,6 +464,7 @@ void PaymentSystem::cancelSubscription(const Request &request)
     }
     m_control->answer(request, QVariantMap{{protocol::keyPurchaseId(), purchaseId},
                                            {protocol::keyCancelled(), QStringLiteral("true")}});
+    changed();
 }
 
 // ---------------------------------------------------------------- the user side
@@ -468,8 +480,8 @@ void PaymentSystem::addUserSideRoutes()
     });
     // The catalogue's edits: the good as it is afterwards, or why not.
     using Edit = std::function<bool(const QVariantMap &dat, Good *good, QString *error)>;
-    auto editRoute = [r](const QString &msg, const Edit &edit) {
-        r->add(msg, Shape::Map, [r, edit](const Request &request) {
+    auto editRoute = [this, r](const QString &msg, const Edit &edit) {
+        r->add(msg, Shape::Map, [this, r, edit](const Request &request) {
             Good good;
             QString error;
             if (!edit(request.map(), &good, &error)) {
@@ -477,6 +489,7 @@ void PaymentSystem::addUserSideRoutes()
                 return;
             }
             r->answer(request, QVariantMap{{protocol::keyGood(), good.toVariant()}});
+            changed();
         });
     };
     editRoute(protocol::addGoodMessage(),
@@ -515,6 +528,8 @@ void PaymentSystem::addUserSideRoutes()
     });
     r->add(protocol::modeMessage(), Shape::OptionalMap, [this, r](const Request &request) {
         const QVariantMap dat = request.map();
+        const QString oldMode = m_mode;
+        const bool oldInvoke = m_invoke;
         if (dat.contains(protocol::keyMode())) {
             const QString mode = text(dat, protocol::keyMode());
             if (!modes().contains(mode)) {
@@ -529,7 +544,10 @@ void PaymentSystem::addUserSideRoutes()
             m_invoke = dat.value(protocol::keyInvoke()).toBool();
         QString error;
         if (!saveSettings(&error)) {
-            r->fail(request, EIO, QStringLiteral("the store's settings cannot be kept: %1").arg(error));
+            m_mode = oldMode;
+            m_invoke = oldInvoke;
+            r->fail(request, EIO,
+                    QStringLiteral("the store's settings cannot be kept: %1").arg(error));
             return;
         }
         r->answer(request,
@@ -601,6 +619,7 @@ void PaymentSystem::addUserSideRoutes()
                         QStringLiteral("the user declined the purchase"),
                         protocol::subCodeDeclined());
                r->answer(request, QVariantMap{{protocol::keyPending(), pending.number}});
+               changed();
            });
     r->add(protocol::failNextMessage(), Shape::Map, [this, r](const Request &request) {
         const QVariantMap dat = request.map();
@@ -636,6 +655,7 @@ void PaymentSystem::addUserSideRoutes()
                 return;
             }
             qCInfo(lcPayments, "the store's clock moved %lld days ahead", days);
+            changed();
         }
         r->answer(request, QVariantMap{{protocol::keyNow(), m_store.now()},
                                        {protocol::keyOffsetDays(), m_store.offsetDays()}});
@@ -649,6 +669,7 @@ void PaymentSystem::addUserSideRoutes()
             return;
         }
         r->answer(request, QVariantMap{{protocol::keyPurchase(), refunded.toVariant()}});
+        changed();
     });
     r->add(protocol::invocationsMessage(), Shape::Any, [r](const Request &request) {
         QVariantList invocations;

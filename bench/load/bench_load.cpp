@@ -165,25 +165,11 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    QTemporaryDir root(QStringLiteral("/tmp/ombench-load-XXXXXX"));
-    QTemporaryDir data(QStringLiteral("/tmp/ombench-load-data-XXXXXX"));
     QTemporaryDir times(QStringLiteral("/tmp/ombench-load-times-XXXXXX"));
-    qputenv("OM_PPS_ROOT", QFile::encodeName(root.path()));
-    QProcess device;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("OM_DEVICE_DATA"), data.path());
-    device.setProcessEnvironment(env);
-    device.setProcessChannelMode(QProcess::MergedChannels);
-    device.start(QStringLiteral(OMDEVICED_PATH),
-                 {QStringLiteral("--services=notifications"), QStringLiteral("--set"),
-                  QStringLiteral("inbox-cap=%1").arg(std::max(perClient, 1000))});
-    QByteArray output;
-    while (!output.contains("omdeviced: ready") && device.waitForReadyRead(10000))
-        output += device.readAll();
-    if (!output.contains("omdeviced: ready")) {
-        std::fprintf(stderr, "bench_load: omdeviced did not start: %s\n", output.constData());
+    ombench::Device device(QStringLiteral("load"));
+    if (!device.start(QStringLiteral(OMDEVICED_PATH), {QStringLiteral("--services=notifications"), QStringLiteral("--set"),
+                       QStringLiteral("inbox-cap=%1").arg(std::max(perClient, 1000))}))
         return 1;
-    }
     const qint64 rssBefore = rssKiB(device.processId());
 
     // The floor: one round trip of the same sizes between two processes.
@@ -267,7 +253,5 @@ int main(int argc, char *argv[])
                                              kept >= 0 ? double(sent - kept) / double(sent) : 1.0,
                                              QStringLiteral("<="), 0);
 
-    device.terminate();
-    device.waitForFinished(10000);
     return nothingLost && failedClients == 0 ? 0 : 1;
 }

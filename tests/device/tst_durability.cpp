@@ -2,6 +2,7 @@
 // read: what it answered "ok" to is there after a restart, and what it
 // cannot read is kept aside and never taken for an open lock.
 
+#include "common/datastore.h"
 #include "deviceprocess.h"
 
 #include <om/ppsobject.h>
@@ -100,6 +101,7 @@ private Q_SLOTS:
     void unreadableStateIsSetAside_data();
     void unreadableStateIsSetAside();
     void capDropsTheOldestAndCountsThem();
+    void mapsViewOfAnEarlierVersionIsTakenOver();
     void waitingPurchaseOutlivesTheDevice_data();
     void waitingPurchaseOutlivesTheDevice();
     void monitorComesBackAfterRestart_data();
@@ -321,6 +323,30 @@ void tst_Durability::capDropsTheOldestAndCountsThem()
     QVERIFY2(listed.out.contains("(3 older items of tst_durability dropped by the inbox's cap)"),
              listed.out.constData());
     QCOMPARE(listed.out.count("tst_durability  "), 2);
+}
+
+void tst_Durability::mapsViewOfAnEarlierVersionIsTakenOver()
+{
+    DeviceProcess device;
+    {
+        // Where an earlier version kept what the maps application showed.
+        omdevice::DataStore earlier(device.dataDirectory(), QStringLiteral("maps"));
+        QVERIFY(earlier.save({{QStringLiteral("sender"), QStringLiteral("com.example.trip")},
+                              {QStringLiteral("mimeType"), QStringLiteral("text/plain")},
+                              {QStringLiteral("time"), 0},
+                              {QStringLiteral("size"), 3},
+                              {QStringLiteral("readable"), false},
+                              {QStringLiteral("reason"), QStringLiteral("not a map")}}));
+    }
+    for (int start = 0; start < 2; ++start) {
+        QVERIFY2(device.start(), device.output().constData());
+        const DeviceProcess::Result shown = DeviceProcess::omctl({QStringLiteral("maps")});
+        QVERIFY2(shown.out.contains("asked by: com.example.trip"), shown.out.constData());
+        QVERIFY2(shown.out.contains("could not read it: not a map"), shown.out.constData());
+        QVERIFY(device.stop());
+    }
+    // Taken over: the earlier store holds nothing any more.
+    QVERIFY(omdevice::DataStore(device.dataDirectory(), QStringLiteral("maps")).load().isEmpty());
 }
 
 void tst_Durability::waitingPurchaseOutlivesTheDevice_data()

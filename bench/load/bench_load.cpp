@@ -127,15 +127,19 @@ int inboxTotal()
     const int fd = pps_open("/pps/simulator/notifications", O_RDWR);
     if (fd < 0)
         return -1;
-    const QByteArray request = om::PpsObject::encode(
-        {{QStringLiteral("msg"), QStringLiteral("inbox")}, {QStringLiteral("id"), QStringLiteral("1")}});
+    const QByteArray request =
+        om::PpsObject::encode({{QStringLiteral("msg"), QStringLiteral("inbox")},
+                               {QStringLiteral("id"), QStringLiteral("1")}});
     int total = -1;
     if (::write(fd, request.constData(), size_t(request.size())) == request.size()) {
         const QVariantMap answer = om::PpsObject::decode(readMessage(fd));
         for (const QVariant &value : answer) {
             const QVariantMap inner = value.toMap();
             if (inner.contains(QStringLiteral("dat")))
-                total = inner.value(QStringLiteral("dat")).toMap().value(QStringLiteral("total")).toInt();
+                total = inner.value(QStringLiteral("dat"))
+                            .toMap()
+                            .value(QStringLiteral("total"))
+                            .toInt();
         }
     }
     ::close(fd);
@@ -167,24 +171,27 @@ int main(int argc, char *argv[])
 
     QTemporaryDir times(QStringLiteral("/tmp/ombench-load-times-XXXXXX"));
     ombench::Device device(QStringLiteral("load"));
-    if (!device.start(QStringLiteral(OMDEVICED_PATH), {QStringLiteral("--services=notifications"), QStringLiteral("--set"),
+    if (!device.start(QStringLiteral(OMDEVICED_PATH),
+                      {QStringLiteral("--services=notifications"), QStringLiteral("--set"),
                        QStringLiteral("inbox-cap=%1").arg(std::max(perClient, 1000))}))
         return 1;
     const qint64 rssBefore = rssKiB(device.processId());
 
     // The floor: one round trip of the same sizes between two processes.
     const QByteArray request = notifyText(0, 0);
-    const int answerBytes = int(QByteArray("@control\nres::notify\nid::c0-0\ndat:json:{\"itemId\":\"c0-0\"}\n").size());
+    const int answerBytes =
+        int(QByteArray("@control\nres::notify\nid::c0-0\ndat:json:{\"itemId\":\"c0-0\"}\n").size());
     ombench::SocketFloor floor(request.size(), answerBytes);
     const ombench::Stats floorStats = ombench::measure([&]() { floor.roundTrip(); }, 2000, 100);
 
-    std::printf("bench_load: %d client processes x %d notifications, request %d bytes\n\n",
-                clients, perClient, int(request.size()));
+    std::printf("bench_load: %d client processes x %d notifications, request %d bytes\n\n", clients,
+                perClient, int(request.size()));
     std::vector<std::unique_ptr<QProcess>> children;
     for (int i = 0; i < clients; ++i) {
         auto child = std::make_unique<QProcess>();
         QProcessEnvironment childEnv = QProcessEnvironment::systemEnvironment();
-        childEnv.insert(QStringLiteral("OM_PACKAGE_NAME"), QStringLiteral("com.example.load%1").arg(i));
+        childEnv.insert(QStringLiteral("OM_PACKAGE_NAME"),
+                        QStringLiteral("com.example.load%1").arg(i));
         child->setProcessEnvironment(childEnv);
         child->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         child->start(QCoreApplication::applicationFilePath(),
@@ -241,8 +248,8 @@ int main(int argc, char *argv[])
     // One server answers them all: what each notification costs it, against
     // what one round trip costs the machine at the least.
     const double perItem = seconds * 1e9 / double(std::max<size_t>(1, took.size()));
-    std::printf("time per notification: %.1f us (1 / throughput; %.1fx the floor)\n",
-                perItem / 1e3, perItem / floorStats.median);
+    std::printf("time per notification: %.1f us (1 / throughput; %.1fx the floor)\n", perItem / 1e3,
+                perItem / floorStats.median);
     std::printf("floor (raw round trip, no load): %.1f us\n", floorStats.median / 1e3);
     std::printf("in the inbox:          %d of %lld sent; clients that failed: %d\n", kept,
                 static_cast<long long>(sent), failedClients);

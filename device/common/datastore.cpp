@@ -283,7 +283,9 @@ FileRead readRecords(const QString &path, bool state, QVariantMap &document)
         result.reason = errnoText(errno);
         return result;
     }
-    struct stat info{};
+    struct stat info
+    {
+    };
     ::fstat(fd, &info);
     result.bytes = info.st_size;
     Reader reader(fd);
@@ -553,7 +555,8 @@ void DataStore::Private::load()
     QList<quint64> found;
     for (const QString &entry : entries) {
         bool ok = false;
-        const quint64 g = entry.mid(prefix.size(), entry.size() - prefix.size() - 8).toULongLong(&ok);
+        const quint64 g =
+            entry.mid(prefix.size(), entry.size() - prefix.size() - 8).toULongLong(&ok);
         if (ok && g > 0)
             found.append(g);
     }
@@ -648,17 +651,18 @@ void DataStore::Private::moveAside(const QString &culprit, const QString &reason
             0)
             target.clear();
         if (culpritKept.isNull())
-            culpritKept = target.isEmpty() ? QStringLiteral("(cannot be moved: %1)").arg(errnoText(errno))
-                                           : target;
+            culpritKept = target.isEmpty()
+                              ? QStringLiteral("(cannot be moved: %1)").arg(errnoText(errno))
+                              : target;
     }
-    qCWarning(lcStore).noquote() << QStringLiteral("%1 cannot be read (%2): kept as %3%4; %5 "
-                                                   "starts from its defaults")
-                                        .arg(culprit, reason, culpritKept,
-                                             files.size() > 1
-                                                 ? QStringLiteral(" with the other %1 files of it")
-                                                       .arg(files.size() - 1)
-                                                 : QString(),
-                                             name);
+    qCWarning(lcStore).noquote()
+        << QStringLiteral("%1 cannot be read (%2): kept as %3%4; %5 "
+                          "starts from its defaults")
+               .arg(culprit, reason, culpritKept,
+                    files.size() > 1
+                        ? QStringLiteral(" with the other %1 files of it").arg(files.size() - 1)
+                        : QString(),
+                    name);
     document.clear();
     journals.clear();
     legacy.clear();
@@ -693,7 +697,9 @@ bool DataStore::Private::append(const QVariantList &ops, QString *error)
                 *error = QStringLiteral("%1: %2").arg(path, errnoText(errno));
             return false;
         }
-        struct stat info{};
+        struct stat info
+        {
+        };
         ::fstat(fd, &info);
         journalBytes = info.st_size;
         if (journalBytes == 0)
@@ -763,8 +769,8 @@ bool DataStore::Private::finishCompaction(bool wait)
     } else {
         // The journals stay and hold everything; the next try comes when
         // the journal has grown as much again.
-        qCWarning(lcStore).noquote() << QStringLiteral("cannot write %1: %2")
-                                            .arg(statePath, compaction->error);
+        qCWarning(lcStore).noquote()
+            << QStringLiteral("cannot write %1: %2").arg(statePath, compaction->error);
         stateBytes = std::max(stateBytes, journalBytes);
     }
     const bool ok = compaction->ok;
@@ -915,7 +921,9 @@ bool DataStore::makeDirectory(const QString &path, QString *error)
     }
     // What the services keep is the user's own: a directory made by an
     // earlier version (0755) is closed too.
-    struct stat info{};
+    struct stat info
+    {
+    };
     if (::stat(name.constData(), &info) == 0 && info.st_uid == ::geteuid() &&
         (info.st_mode & 07777) != 0700)
         ::chmod(name.constData(), 0700);

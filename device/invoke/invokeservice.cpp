@@ -67,8 +67,7 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent),
       m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
       m_userSide(new RequestRouter(protocol::userSidePath(), 0600, userSideForm(), this)),
-      m_watchers(m_userSide),
-      m_store(context.dataDirectory, QStringLiteral("invoke")),
+      m_watchers(m_userSide), m_store(context.dataDirectory, QStringLiteral("invoke")),
       m_history(context.setting(QStringLiteral("invoke.history")).toInt()),
       m_maps(&m_store, context.dataDirectory)
 {

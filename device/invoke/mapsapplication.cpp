@@ -342,8 +342,8 @@ MapsApplication::MapsApplication(DataStore *store, const QString &dataDirectory)
         return;
     QString error;
     if (!m_store->set({ShownKey}, shown, &error) || !earlier.save(QVariantMap(), &error)) {
-        qCWarning(lcInvoke).noquote() << "cannot take over what the maps application showed:"
-                                      << error;
+        qCWarning(lcInvoke).noquote()
+            << "cannot take over what the maps application showed:" << error;
         return;
     }
     m_shown = shown;

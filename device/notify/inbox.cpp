@@ -151,8 +151,8 @@ bool Inbox::load(const QVariantMap &stored, QString *reason)
     const QVariantMap dropped = stored.value(StoreDropped).toMap();
     for (auto it = dropped.cbegin(); it != dropped.cend(); ++it) {
         if (!isNumber(it.value()) || it.value().toLongLong() < 0) {
-            *reason = QStringLiteral("the count of items dropped of '%1' is out of range")
-                          .arg(it.key());
+            *reason =
+                QStringLiteral("the count of items dropped of '%1' is out of range").arg(it.key());
             return false;
         }
         m_applications[it.key()].dropped = it.value().toLongLong();
@@ -230,7 +230,8 @@ void Inbox::notify(const Request &request)
         dropping = std::max(0, int(app.order.size()) + 1 - m_cap);
         auto oldest = app.order.cbegin();
         for (int i = 0; i < dropping; ++i, ++oldest)
-            changes.remove({StoreItems, application, m_order.at(*oldest).value(KeyItemId).toString()});
+            changes.remove(
+                {StoreItems, application, m_order.at(*oldest).value(KeyItemId).toString()});
         if (dropping > 0)
             changes.set({StoreDropped, application}, app.dropped + dropping);
     }
@@ -263,8 +264,7 @@ void Inbox::clear(const Request &request, bool remove)
     clear(request.package(), itemId, remove);
 }
 
-bool Inbox::clear(const QString &application, const QString &itemId, bool remove,
-                  QString *error)
+bool Inbox::clear(const QString &application, const QString &itemId, bool remove, QString *error)
 {
     auto app = m_applications.find(application);
     if (app == m_applications.end())

@@ -158,11 +158,12 @@ void UserSide::clear(const Request &request, bool remove)
     const QString itemId = dat.value(protocol::keyItemId()).toString();
     QString error;
     if (!inbox->clear(application, itemId, remove, &error)) {
-        m_router->fail(request, error.isEmpty() ? 0 : EIO,
-                       !error.isEmpty() ? error
-                       : itemId.isEmpty()
-                           ? QStringLiteral("no item of '%1' in the inbox").arg(application)
-                           : QStringLiteral("no item '%1' of '%2' in the inbox").arg(itemId, application));
+        m_router->fail(
+            request, error.isEmpty() ? 0 : EIO,
+            !error.isEmpty() ? error
+            : itemId.isEmpty()
+                ? QStringLiteral("no item of '%1' in the inbox").arg(application)
+                : QStringLiteral("no item '%1' of '%2' in the inbox").arg(itemId, application));
         return;
     }
     m_router->answer(request);

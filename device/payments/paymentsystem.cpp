@@ -200,8 +200,8 @@ void PaymentSystem::loadPending(const QVariantMap &saved)
         restored.purchase = purchase;
         restored.restored = true;
         // No connection has this id: the purchase answers nobody.
-        restored.request = Request(-1, QVariantMap(),
-                                   QVariantMap{{QStringLiteral("package"), purchase.package}});
+        restored.request =
+            Request(-1, QVariantMap(), QVariantMap{{QStringLiteral("package"), purchase.package}});
         m_pending.append(restored);
         m_nextPending = std::max(m_nextPending, number + 1);
     }

@@ -284,7 +284,8 @@ void PerimeterManager::lock(const Request &request)
     const LockState locked{protocol::Locked, false, QString()};
     QString error;
     if (!isLocked() && !keep(locked, &error)) {
-        m_control->fail(request, EIO, QStringLiteral("the data lock cannot be kept: %1").arg(error));
+        m_control->fail(request, EIO,
+                        QStringLiteral("the data lock cannot be kept: %1").arg(error));
         return;
     }
     const bool wasLocked = isLocked();
@@ -311,7 +312,8 @@ void PerimeterManager::extendLock(const Request &request)
     }
     const LockState pending{protocol::Pending, true, QString::number(due)};
     if (!keep(pending, &error)) {
-        m_control->fail(request, EIO, QStringLiteral("the data lock cannot be kept: %1").arg(error));
+        m_control->fail(request, EIO,
+                        QStringLiteral("the data lock cannot be kept: %1").arg(error));
         return;
     }
     m_control->answer(request, QVariantMap{{protocol::keyTime(), due}});
@@ -349,7 +351,8 @@ void PerimeterManager::change(const Request &request, const LockState &state)
 {
     QString error;
     if (!keep(state, &error)) {
-        m_userSide->fail(request, EIO, QStringLiteral("the data lock cannot be kept: %1").arg(error));
+        m_userSide->fail(request, EIO,
+                         QStringLiteral("the data lock cannot be kept: %1").arg(error));
         return;
     }
     enter(state);

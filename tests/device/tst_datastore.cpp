@@ -67,8 +67,9 @@ QByteArray contentOf(const QString &path)
 // The files of the directory whose name says they were set aside.
 QStringList setAside(const QTemporaryDir &dir)
 {
-    return QDir(dir.path()).entryList({QStringLiteral("*.unreadable-*")},
-                                      QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot);
+    return QDir(dir.path())
+        .entryList({QStringLiteral("*.unreadable-*")},
+                   QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot);
 }
 
 QVariantMap item(int n)
@@ -249,13 +250,21 @@ void tst_DataStore::unreadableFilesAreSetAside_data()
     QTest::addColumn<QString>("culprit");
     QTest::addColumn<QString>("reason");
 
-    QTest::newRow("snapshot truncated") << "truncated" << "module.state" << "cut short after";
-    QTest::newRow("snapshot not records") << "garbage" << "module.state"
+    QTest::newRow("snapshot truncated") << "truncated"
+                                        << "module.state"
+                                        << "cut short after";
+    QTest::newRow("snapshot not records") << "garbage"
+                                          << "module.state"
                                           << "not a state file of the device";
-    QTest::newRow("snapshot unreadable") << "directory" << "module.state" << "Is a directory";
-    QTest::newRow("journal damaged before its end")
-        << "journal" << "module.2.journal" << "damaged after 0 records";
-    QTest::newRow("earlier format, not JSON") << "legacy" << "module.json" << "";
+    QTest::newRow("snapshot unreadable") << "directory"
+                                         << "module.state"
+                                         << "Is a directory";
+    QTest::newRow("journal damaged before its end") << "journal"
+                                                    << "module.2.journal"
+                                                    << "damaged after 0 records";
+    QTest::newRow("earlier format, not JSON") << "legacy"
+                                              << "module.json"
+                                              << "";
 }
 
 void tst_DataStore::unreadableFilesAreSetAside()
@@ -299,15 +308,17 @@ void tst_DataStore::unreadableFilesAreSetAside()
     }
     const QStringList kept = setAside(dir);
     QVERIFY2(!kept.isEmpty(), qPrintable(QDir(dir.path()).entryList().join(' ')));
-    const QString keptCulprit = kept.filter(QRegularExpression(
-        QStringLiteral("^%1\\.unreadable-\\d{8}-\\d{6}$").arg(QRegularExpression::escape(culprit))))
-                                    .value(0);
+    const QString keptCulprit =
+        kept.filter(QRegularExpression(QStringLiteral("^%1\\.unreadable-\\d{8}-\\d{6}$")
+                                           .arg(QRegularExpression::escape(culprit))))
+            .value(0);
     QVERIFY2(!keptCulprit.isEmpty(), qPrintable(kept.join(' ')));
     QCOMPARE(contentOf(dir.filePath(keptCulprit)), original);
     QCOMPARE(capture.warnings().size(), 1);
     const QString warning = capture.warnings().first();
-    QVERIFY2(warning.startsWith(dir.filePath(culprit) + QLatin1String(" cannot be read (") + reason),
-             qPrintable(warning));
+    QVERIFY2(
+        warning.startsWith(dir.filePath(culprit) + QLatin1String(" cannot be read (") + reason),
+        qPrintable(warning));
     QVERIFY2(warning.contains(QLatin1String("kept as ") + dir.filePath(keptCulprit)),
              qPrintable(warning));
     QVERIFY(warning.endsWith(QLatin1String("module starts from its defaults")));
@@ -368,7 +379,9 @@ void tst_DataStore::filesAreTheUsersOwn()
         QVERIFY(store.compact());
         QVERIFY(store.set({"b"}, 2));
     }
-    struct stat info{};
+    struct stat info
+    {
+    };
     QCOMPARE(::stat(QFile::encodeName(dir).constData(), &info), 0);
     QCOMPARE(info.st_mode & 07777, mode_t(0700));
     const QStringList files = QDir(dir).entryList(QDir::Files);

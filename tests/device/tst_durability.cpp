@@ -205,16 +205,14 @@ void tst_Durability::killedUnderLoadLosesNothingAcknowledged()
     QVERIFY(acknowledged.size() >= killAfter);
     if (cap < killAfter) {
         QCOMPARE(kept.size(), cap);
-        QVERIFY2(lost.size() <= dropped, qPrintable(QStringLiteral("%1 lost, %2 dropped")
-                                                       .arg(lost.size())
-                                                       .arg(dropped)));
+        QVERIFY2(lost.size() <= dropped,
+                 qPrintable(QStringLiteral("%1 lost, %2 dropped").arg(lost.size()).arg(dropped)));
         lost.clear();
     }
-    QVERIFY2(lost.isEmpty(),
-             qPrintable(QStringLiteral("%1 of %2 acknowledged items lost, e.g. %3")
-                            .arg(lost.size())
-                            .arg(acknowledged.size())
-                            .arg(lost.values().mid(0, 5).join(QLatin1Char(' ')))));
+    QVERIFY2(lost.isEmpty(), qPrintable(QStringLiteral("%1 of %2 acknowledged items lost, e.g. %3")
+                                            .arg(lost.size())
+                                            .arg(acknowledged.size())
+                                            .arg(lost.values().mid(0, 5).join(QLatin1Char(' ')))));
     QVERIFY(device.stop());
 }
 
@@ -235,9 +233,11 @@ void tst_Durability::unreadableStateIsSetAside_data()
     QTest::newRow("store settings") << "payments-settings" << QString() << QString();
     QTest::newRow("identity") << "identity" << QString() << QString();
     QTest::newRow("device properties") << "deviceproperties" << QString() << QString();
-    QTest::newRow("screen lock") << "navigator" << "/pps/services/navigator/state"
+    QTest::newRow("screen lock") << "navigator"
+                                 << "/pps/services/navigator/state"
                                  << "isDeviceLocked::passwordLocked";
-    QTest::newRow("data lock") << "perimeter" << "/pps/system/perimeter/info/1000/enterprise/state"
+    QTest::newRow("data lock") << "perimeter"
+                               << "/pps/system/perimeter/info/1000/enterprise/state"
                                << "state:n:3";
 }
 
@@ -371,7 +371,8 @@ void tst_Durability::waitingPurchaseOutlivesTheDevice()
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("OM_PACKAGE_NAME"), QStringLiteral("com.example.shop"));
     shop.setProcessEnvironment(env);
-    shop.start(QStringLiteral(PAYMENTCLIENT_PATH), {QStringLiteral("buy"), QStringLiteral("gems-100")});
+    shop.start(QStringLiteral(PAYMENTCLIENT_PATH),
+               {QStringLiteral("buy"), QStringLiteral("gems-100")});
     QVERIFY(shop.waitForStarted());
     QTRY_VERIFY_WITH_TIMEOUT(payments({QStringLiteral("pending")}).contains("gems-100"), 10000);
 

@@ -62,8 +62,7 @@ int notifications(const Invocation &call)
 {
     const QString application = call.value(QStringLiteral("app"));
     QVariantMap lastPage;
-    const auto items =
-        requestAll(call, protocol::inboxMessage(), protocol::keyItems(), &lastPage);
+    const auto items = requestAll(call, protocol::inboxMessage(), protocol::keyItems(), &lastPage);
     if (!items)
         return Failure;
     int count = 0;

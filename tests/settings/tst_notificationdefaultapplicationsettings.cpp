@@ -88,6 +88,9 @@ void tst_NotificationDefaultApplicationSettings::registration_data()
             s.setLed(P::Unknown);
         },
         {});
+    row("not applicable is disabled",
+        [](Settings &s) { s.setPreview(NotificationPriorityPolicy::NotApplicable); },
+        {{"preview", "disabled"}});
     row("vibrate count as text", [](Settings &s) { s.setVibrateCount(7); }, {{"vib_count", "5"}});
     row("tone percent-encoded", [](Settings &s) { s.setTonePath(QUrl("file:///my tone.wav")); },
         {{"tone", "file:///my%20tone.wav"}});

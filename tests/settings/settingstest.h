@@ -60,6 +60,15 @@ inline QStringList signalsOf(const QObject &object, const omtest::SignalLog &log
     return out;
 }
 
+// A bus of the test's own and the notification service's control object on it.
+inline bool startNotifyService(std::unique_ptr<omtest::TestBroker> &broker,
+                               std::unique_ptr<omtest::FakeServer> &control)
+{
+    broker.reset(new omtest::TestBroker);
+    control.reset(new omtest::FakeServer("/pps/services/notify/control"));
+    return broker->isRunning() && control->start();
+}
+
 inline QVariantMap update(const QVariantMap &dat)
 {
     return {{"msg", "settingsChanged"}, {"dat", dat}};

@@ -41,10 +41,7 @@ private:
 void tst_NotificationApplicationSettings::init()
 {
     qputenv("OM_PACKAGE_NAME", "com.example.settingstest");
-    m_broker.reset(new omtest::TestBroker);
-    QVERIFY(m_broker->isRunning());
-    m_control.reset(new omtest::FakeServer("/pps/services/notify/control"));
-    QVERIFY(m_control->start());
+    QVERIFY(startNotifyService(m_broker, m_control));
 }
 
 void tst_NotificationApplicationSettings::cleanup()

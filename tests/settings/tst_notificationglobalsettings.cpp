@@ -85,10 +85,7 @@ private:
 
 void tst_NotificationGlobalSettings::init()
 {
-    m_broker.reset(new omtest::TestBroker);
-    QVERIFY(m_broker->isRunning());
-    m_control.reset(new omtest::FakeServer("/pps/services/notify/control"));
-    QVERIFY(m_control->start());
+    QVERIFY(startNotifyService(m_broker, m_control));
     m_settingsControl.reset(new omtest::FakeServer(SettingsControlPath, 0600));
     QVERIFY(m_settingsControl->start());
 }

@@ -173,7 +173,17 @@ int issue(Op op, ids_provider_t *provider, Recorder *r, unsigned int *id)
 
 } // namespace
 
+/** A request that the library refuses before it reaches the service. */
+using Refused = std::function<int(ids_provider_t *p, Recorder *r, unsigned int *id)>;
+#define REFUSED(...)                                                                               \
+    Refused([](ids_provider_t *p, Recorder *r, unsigned int *id) {                                 \
+        Q_UNUSED(p)                                                                                \
+        Q_UNUSED(id)                                                                               \
+        return __VA_ARGS__;                                                                        \
+    })
+
 Q_DECLARE_METATYPE(Op)
+Q_DECLARE_METATYPE(Refused)
 
 class tst_Ids : public QObject
 {
@@ -491,60 +501,42 @@ void tst_Ids::badAnswersRunNoCallbackWithGarbage()
 
 void tst_Ids::refusedRequests_data()
 {
-    QTest::addColumn<int>("which");
+    QTest::addColumn<Refused>("call");
     QTest::addColumn<int>("expectedErrno");
 
-    newRow("no handle", 0, EINVAL);
-    newRow("made-up handle", 1, EINVAL);
-    newRow("name not UTF-8", 2, EINVAL);
-    newRow("null token type", 3, EINVAL);
-    newRow("value larger than a message", 4, E2BIG);
-    newRow("value that grows past a message", 5, E2BIG);
-    newRow("negative name count", 6, EINVAL);
-    newRow("no id to write", 7, EINVAL);
+    static const QByteArray huge(70 * 1024, 'x');
+    static const QByteArray large(60 * 1024, 'x'); // fits raw, not in base64
+    static const ids_data_t hugeEntry = {"big", huge.constData(), size_t(huge.size())};
+    static const ids_data_t largeEntry = {"big", large.constData(), size_t(large.size())};
+    newRow("no handle", REFUSED(ids_get_data(nullptr, 1, 0, "x", dataCb, failureCb, r, id)),
+           EINVAL);
+    newRow("made-up handle",
+           REFUSED(ids_get_data(reinterpret_cast<ids_provider_t *>(r), 1, 0, "x", dataCb, failureCb,
+                                r, id)),
+           EINVAL);
+    newRow("name not UTF-8", REFUSED(ids_get_data(p, 1, 0, "\xc3(", dataCb, failureCb, r, id)),
+           EINVAL);
+    newRow("null token type", REFUSED(ids_get_token(p, nullptr, "x", tokenCb, failureCb, r, id)),
+           EINVAL);
+    newRow("value larger than a message",
+           REFUSED(ids_set_data(p, 1, 0, &hugeEntry, doneCb, failureCb, r, id)), E2BIG);
+    newRow("value that grows past a message",
+           REFUSED(ids_create_data(p, 1, 0, &largeEntry, doneCb, failureCb, r, id)), E2BIG);
+    newRow("negative name count",
+           REFUSED(ids_get_properties(p, 0, -1, nullptr, propertiesCb, failureCb, r, id)), EINVAL);
+    newRow("no id to write", REFUSED(ids_list_data(p, 1, 0, listCb, failureCb, r, nullptr)),
+           EINVAL);
 }
 
 void tst_Ids::refusedRequests()
 {
-    QFETCH(int, which);
+    QFETCH(Refused, call);
     QFETCH(int, expectedErrno);
 
     QVERIFY(registerProfile());
     Recorder r;
     unsigned int id = 12345;
-    const QByteArray huge(70 * 1024, 'x');
-    const QByteArray large(60 * 1024, 'x'); // fits raw, not in base64
-    const ids_data_t hugeEntry = {"big", huge.constData(), size_t(huge.size())};
-    const ids_data_t largeEntry = {"big", large.constData(), size_t(large.size())};
-    int result = 0;
-    switch (which) {
-    case 0:
-        result = ids_get_data(nullptr, 1, 0, "x", dataCb, failureCb, &r, &id);
-        break;
-    case 1:
-        result = ids_get_data(reinterpret_cast<ids_provider_t *>(&r), 1, 0, "x", dataCb, failureCb,
-                              &r, &id);
-        break;
-    case 2:
-        result = ids_get_data(m_provider, 1, 0, "\xc3(", dataCb, failureCb, &r, &id);
-        break;
-    case 3:
-        result = ids_get_token(m_provider, nullptr, "x", tokenCb, failureCb, &r, &id);
-        break;
-    case 4:
-        result = ids_set_data(m_provider, 1, 0, &hugeEntry, doneCb, failureCb, &r, &id);
-        break;
-    case 5:
-        result = ids_create_data(m_provider, 1, 0, &largeEntry, doneCb, failureCb, &r, &id);
-        break;
-    case 6:
-        result = ids_get_properties(m_provider, 0, -1, nullptr, propertiesCb, failureCb, &r, &id);
-        break;
-    case 7:
-        result = ids_list_data(m_provider, 1, 0, listCb, failureCb, &r, nullptr);
-        break;
-    }
-    QCOMPARE(result, -1);
+    QCOMPARE(call(m_provider, &r, &id), -1);
     QCOMPARE(errno, expectedErrno);
     QCOMPARE(id, 12345u);
 }

@@ -53,11 +53,6 @@ using Start = std::function<PaymentReply *(PaymentManager &)>;
 // A Start that makes the request named, as in REQUEST(requestPrice("g1")).
 #define REQUEST(...) Start([](PaymentManager &m) -> PaymentReply * { return m.__VA_ARGS__; })
 
-int countOf(const QStringList &lines, const QString &line)
-{
-    return int(std::count(lines.cbegin(), lines.cend(), line));
-}
-
 // The warnings other than the one for a notification that found nothing to
 // read: the GLib event loop reports a descriptor once more after the read
 // that its first report queued.
@@ -737,7 +732,7 @@ void tst_PaymentManager::serviceGoneLeavesApplicationIdle()
     const double used = omtest::cpuSecondsOver(1000);
     QCOMPARE(capture.warnings().size(), warnings);
     QVERIFY2(used < 0.3, qPrintable(QStringLiteral("%1 s of CPU in an idle second").arg(used)));
-    QVERIFY(countOf(capture.warnings(), FailedToRead) <= 2);
+    QVERIFY(capture.warnings().count(FailedToRead) <= 2);
 
     // The outstanding reply never finishes; new requests still return
     // replies, which never finish either.

@@ -2,10 +2,10 @@
 // test's own, spoken to by plain bus clients that each carry the package of
 // an application of their own.
 
-#include "datarow.h"
 #include "identity/identityservice.h"
 
 #include "cputime.h"
+#include "datarow.h"
 #include "ids/idsprotocol_p.h"
 #include "serviceclient.h"
 #include "testbroker.h"
@@ -14,7 +14,6 @@
 #include <om/platform/identity/identityserviceprovider.h>
 #include <om/platform/identity/ombrelid.h>
 #include <om/platform/identity/ombrelprofile.h>
-#include <om/ppsobject.h>
 
 #include <QTemporaryDir>
 #include <QThread>

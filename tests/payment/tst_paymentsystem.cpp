@@ -10,10 +10,7 @@
 #include "payments/paymentsprotocol_p.h"
 #include "payments/paymentsystem.h"
 
-#include <om/ppsobject.h>
-
 #include <QFile>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest/QTest>
 

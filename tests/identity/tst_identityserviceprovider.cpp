@@ -2,13 +2,11 @@
 // the signals in both forms and their order, the request table, the last
 // error, registration, and the log.
 
-#include "childprocess.h"
 #include "datarow.h"
 #include "fakeidentity.h"
 #include "signallog.h"
 #include "testbroker.h"
 
-#include "identity/identityservicelogger.h"
 #include "identity/identityserviceprovider_p.h"
 
 #include <om/platform/identity/identityservice.h>
@@ -122,7 +120,6 @@ private Q_SLOTS:
     void options_data();
     void options();
     void descriptorsAndEnumerations();
-    void logStartsWithItsFirstLine();
     void serviceGoneAndBack();
     void anObjectDestroyedWithPendingRequests();
 
@@ -551,24 +548,6 @@ void tst_IdentityServiceProvider::descriptorsAndEnumerations()
     QCOMPARE(property.keyToValue("NameTooLong"), 50002);
     QCOMPARE(property.keyToValue("TooManyNamesPassed"), 50005);
     QVERIFY(!token.valueToKey(50002) && !token.valueToKey(50005));
-}
-
-void tst_IdentityServiceProvider::logStartsWithItsFirstLine()
-{
-    // In a child, where the log has not been used yet.
-    const QString file = m_dir.filePath(QStringLiteral("first"));
-    const int status = runInChild([file] {
-        qputenv("OM_SLOG_FILE", QFile::encodeName(file));
-        IdentityServiceLogger::Log(QStringLiteral("first message"));
-        IdentityServiceLogger::Log(QStringLiteral("second \u00e9"));
-        return 0;
-    });
-    QCOMPARE(status, 0);
-    const QList<QByteArray> lines = logLines(file);
-    QCOMPARE(lines.size(), 3);
-    QVERIFY2(lines.at(0).endsWith(" IdentityService 0 5 Logger Initialized!"), lines.at(0));
-    QVERIFY2(lines.at(1).endsWith(" IdentityService 0 5 first message"), lines.at(1));
-    QVERIFY2(lines.at(2).endsWith(" IdentityService 0 5 second \xe9"), lines.at(2));
 }
 
 void tst_IdentityServiceProvider::serviceGoneAndBack()

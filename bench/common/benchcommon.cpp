@@ -376,6 +376,11 @@ Device::Device(const QString &name)
 
 Device::~Device()
 {
+    stop();
+}
+
+void Device::stop()
+{
     if (m_process.state() == QProcess::NotRunning)
         return;
     m_process.terminate();

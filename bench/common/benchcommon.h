@@ -165,6 +165,9 @@ public:
     /** Starts @p program with @p arguments and waits until it is ready;
      *  false, with what it printed on stderr, if it is not. */
     bool start(const QString &program, const QStringList &arguments);
+    /** SIGTERM, and waits for it to end; it can be started again, on the
+     *  same root and data. */
+    void stop();
     qint64 processId() const { return m_process.processId(); }
 
 private:

@@ -171,9 +171,9 @@ int main(int argc, char *argv[])
 
     QTemporaryDir times(QStringLiteral("/tmp/ombench-load-times-XXXXXX"));
     ombench::Device device(QStringLiteral("load"));
-    if (!device.start(QStringLiteral(OMDEVICED_PATH),
-                      {QStringLiteral("--services=notifications"), QStringLiteral("--set"),
-                       QStringLiteral("inbox-cap=%1").arg(std::max(perClient, 1000))}))
+    const QStringList arguments{QStringLiteral("--services=notifications"), QStringLiteral("--set"),
+                                QStringLiteral("inbox-cap=%1").arg(std::max(perClient, 1000))};
+    if (!device.start(QStringLiteral(OMDEVICED_PATH), arguments))
         return 1;
     const qint64 rssBefore = rssKiB(device.processId());
 
@@ -256,9 +256,19 @@ int main(int argc, char *argv[])
     std::printf("omdeviced RSS:         %lld KiB before, %lld KiB after (%.0f bytes per item)\n",
                 static_cast<long long>(rssBefore), static_cast<long long>(rssAfter),
                 kept > 0 ? double(rssAfter - rssBefore) * 1024.0 / kept : 0.0);
-    const bool nothingLost = ombench::target(QStringLiteral("items lost / answered \"ok\""),
-                                             kept >= 0 ? double(sent - kept) / double(sent) : 1.0,
-                                             QStringLiteral("<="), 0);
+    // Started again on what it keeps: the inbox is read item by item.
+    device.stop();
+    const auto restart = std::chrono::steady_clock::now();
+    const bool restarted = device.start(QStringLiteral(OMDEVICED_PATH), arguments);
+    const double restartMs =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - restart)
+            .count();
+    std::printf("restart to ready:      %.0f ms with %d items kept, RSS then %lld KiB\n", restartMs,
+                kept, static_cast<long long>(rssKiB(device.processId())));
+    const bool nothingLost =
+        restarted && ombench::target(QStringLiteral("items lost / answered \"ok\""),
+                                     kept >= 0 ? double(sent - kept) / double(sent) : 1.0,
+                                     QStringLiteral("<="), 0);
 
     return nothingLost && failedClients == 0 ? 0 : 1;
 }

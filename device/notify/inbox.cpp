@@ -144,7 +144,10 @@ bool Inbox::load(const QVariantMap &stored, QString *reason)
                 *reason = QStringLiteral("two items have sequence %1").arg(sequence);
                 return false;
             }
-            item.insert(KeySequence, sequence);
+            // Changed only where it must be: an item left as it is shares
+            // its content with the store's document instead of copying it.
+            if (item.value(KeySequence).userType() == QMetaType::Double)
+                item.insert(KeySequence, sequence);
             insert(item);
         }
     }

@@ -74,6 +74,10 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
     if (m_history <= 0)
         m_history = DefaultHistory;
     load();
+    // A history that made no sense was set aside with the rest of the
+    // store, what the maps application showed included.
+    if (m_store.origin() == DataStore::Origin::SetAside)
+        m_maps.forget();
 
     m_targets.add(&m_maps);
     for (InvokeTarget *target : TargetRegistry::offered())

@@ -39,6 +39,8 @@ public:
      * "readable" false with the "reason". Empty before the first invocation.
      */
     QVariantMap shown() const { return m_shown; }
+    /** Shows nothing, as before the first invocation. */
+    void forget() { m_shown.clear(); }
 
     /**
      * Reads content of @p mimeType. The view has "view" ("map", "nav",

@@ -16,9 +16,10 @@ namespace protocol = om::notifyprotocol;
 const QString UserSidePath = protocol::userSidePath();
 
 // Every entry of a listing that the user side gives page by page: asks
-// with "from" the entries so far until "total" are in.
+// with "from" the entries so far until "total" are in. The last page whole
+// in @p lastPage.
 std::optional<QVariantList> requestAll(const Invocation &call, const QString &msg,
-                                       const QString &listKey)
+                                       const QString &listKey, QVariantMap *lastPage = nullptr)
 {
     QVariantList entries;
     int total = 0;
@@ -28,6 +29,8 @@ std::optional<QVariantList> requestAll(const Invocation &call, const QString &ms
             return std::nullopt;
         const QVariantList part = page->value(listKey).toList();
         total = page->value(protocol::keyTotal()).toInt();
+        if (lastPage)
+            *lastPage = *page;
         if (part.isEmpty())
             break; // the list shrank meanwhile
         entries.append(part);
@@ -58,7 +61,8 @@ QString timeText(qint64 ms)
 int notifications(const Invocation &call)
 {
     const QString application = call.value(QStringLiteral("app"));
-    const auto items = requestAll(call, protocol::inboxMessage(), protocol::keyItems());
+    QVariantMap lastPage;
+    const auto items = requestAll(call, protocol::inboxMessage(), protocol::keyItems(), &lastPage);
     if (!items)
         return Failure;
     int count = 0;
@@ -95,6 +99,15 @@ int notifications(const Invocation &call)
     }
     if (count == 0)
         out(QStringLiteral("(the inbox is empty)"));
+    // An application keeps only so many items; the inbox counts what it
+    // dropped to keep the newest.
+    const QVariantMap dropped = lastPage.value(protocol::keyDropped()).toMap();
+    for (auto it = dropped.cbegin(); it != dropped.cend(); ++it) {
+        if (application.isEmpty() || it.key() == application)
+            out(QStringLiteral("(%1 older items of %2 dropped by the inbox's cap)")
+                    .arg(it.value().toLongLong())
+                    .arg(it.key()));
+    }
     return Success;
 }
 
@@ -146,14 +159,94 @@ int choose(const Invocation &call)
     return Success;
 }
 
+// The application and, if given, the item that an inbox action names.
+bool itemArguments(const Invocation &call, bool itemRequired, QVariantMap *dat)
+{
+    const QStringList args = call.args();
+    if (args.isEmpty() || args.size() > 2 || (itemRequired && args.size() != 2))
+        return false;
+    dat->insert(protocol::keyApplication(), args.at(0));
+    if (args.size() == 2)
+        dat->insert(protocol::keyItemId(), args.at(1));
+    return true;
+}
+
+int open(const Invocation &call)
+{
+    QVariantMap dat;
+    if (!itemArguments(call, true, &dat))
+        return call.usage(QStringLiteral("open takes an application and an item id"));
+    const auto opened = call.request(UserSidePath, protocol::openMessage(), dat);
+    if (!opened)
+        return Failure;
+    const QString target = opened->value(protocol::keyInvoked()).toString();
+    out(target.isEmpty() ? QStringLiteral("opened %1: nothing to invoke, effects cleared")
+                               .arg(dat.value(protocol::keyItemId()).toString())
+                         : QStringLiteral("opened %1: invoked %2, effects cleared")
+                               .arg(dat.value(protocol::keyItemId()).toString(), target));
+    return Success;
+}
+
+// Clearing effects and deleting: one item, or every item of the application.
+int inboxAction(const Invocation &call, const QString &msg, const QString &done)
+{
+    QVariantMap dat;
+    if (!itemArguments(call, false, &dat))
+        return call.usage(
+            QStringLiteral("%1 takes an application and, optionally, an item id").arg(call.command().name));
+    if (!call.request(UserSidePath, msg, dat))
+        return Failure;
+    out(dat.contains(protocol::keyItemId())
+            ? QStringLiteral("%1 %2 of %3").arg(done, dat.value(protocol::keyItemId()).toString(),
+                                                dat.value(protocol::keyApplication()).toString())
+            : QStringLiteral("%1 every item of %2")
+                  .arg(done, dat.value(protocol::keyApplication()).toString()));
+    return Success;
+}
+
+int clearEffects(const Invocation &call)
+{
+    return inboxAction(call, protocol::clearEffectsMessage(), QStringLiteral("cleared the effects of"));
+}
+
+int remove(const Invocation &call)
+{
+    return inboxAction(call, protocol::removeMessage(), QStringLiteral("deleted"));
+}
+
 } // namespace
+
+OMCTL_COMMAND({QStringLiteral("open"),
+               QStringLiteral("<application> <item-id>"),
+               QStringLiteral("Open an item of the inbox, as the user tapping it."),
+               QStringLiteral("Runs the item's invocation through the invocation service, if it\n"
+                              "has one, and clears its effects.\n"
+                              "Example: omctl open com.example.mail 42"),
+               {},
+               open});
+
+OMCTL_COMMAND({QStringLiteral("clear-effects"),
+               QStringLiteral("<application> [<item-id>]"),
+               QStringLiteral("Clear the effects of an item of the inbox, or of all of an application's."),
+               QStringLiteral("The items stay in the inbox, seen."),
+               {},
+               clearEffects});
+
+OMCTL_COMMAND({QStringLiteral("delete"),
+               QStringLiteral("<application> [<item-id>]"),
+               QStringLiteral("Delete an item of the inbox, or all of an application's items."),
+               QString(),
+               {},
+               remove});
 
 OMCTL_COMMAND({QStringLiteral("notifications"),
                QString(),
                QStringLiteral("List the items in the notification inbox."),
                QStringLiteral("One block per item, oldest first: application and item id, then\n"
                               "title, body, time (the item's timestamp, or when it arrived),\n"
-                              "category, and whether its effects are cleared."),
+                              "category, and whether its effects are cleared. Last, for each\n"
+                              "application that posted more items than the inbox keeps, how\n"
+                              "many of its oldest were dropped."),
                {{QStringLiteral("app"), QStringLiteral("List the items of application NAME only."),
                  QStringLiteral("NAME")}},
                notifications});

@@ -189,6 +189,14 @@ void tst_DeviceBounds::everyMessageIsAnswered()
 
 void tst_DeviceBounds::outOfDescriptorsWaitsAndResumes()
 {
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(undefined_behavior_sanitizer)
+    // The sanitizers' runtime in the device needs descriptors of its own (a
+    // pipe to check memory before it reads a type): out of them, it reports
+    // sound code as broken.
+    QSKIP("the sanitizers cannot run in a process that is out of descriptors");
+#endif
+#endif
     // The device's pid, as the kernel tells it of the broker's end.
     const int probe = connectTo(busSocket());
     QVERIFY(probe >= 0);
@@ -221,11 +229,7 @@ void tst_DeviceBounds::outOfDescriptorsWaitsAndResumes()
         }
         return false;
     };
-    QTRY_VERIFY2_WITH_TIMEOUT(
-        full(),
-        qPrintable(
-            QStringLiteral("%1 of %2 descriptors open").arg(openDescriptors(pid)).arg(limit)),
-        30000);
+    QTRY_VERIFY2_WITH_TIMEOUT(full(), m_device->output().right(2000).constData(), 30000);
 
     // Clients that come now wait: a plain object's open at the broker, a
     // request to a service.

@@ -67,8 +67,9 @@ void Inbox::notify(const Request &request)
         service()->router()->fail(request, 0, QStringLiteral("notify without itemId"));
         return;
     }
-    // The application is the package the bus reports for the client.
-    const QString application = request.package();
+    // The application is the client's user and package, as the bus
+    // reports them: another user's client never reaches these items.
+    const QString application = request.application();
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     QVariantMap &item = m_items[application][itemId];
     if (item.isEmpty()) {
@@ -93,7 +94,7 @@ void Inbox::clear(const Request &request, bool remove)
             return; // malformed: never taken for "every item"
         itemId = request.map().value(KeyItemId).toString();
     }
-    const QString application = request.package();
+    const QString application = request.application();
     auto app = m_items.find(application);
     if (app == m_items.end())
         return;

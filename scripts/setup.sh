@@ -9,7 +9,8 @@ top=$(cd "$(dirname "$0")/.." && pwd)
 build=${OM_BUILD_DIR:-$top/build}
 
 packages=(build-essential cmake ninja-build pkg-config qtbase5-dev qtdeclarative5-dev
-          qtbase5-dev-tools dbus-daemon)
+          qtbase5-dev-tools dbus-daemon libcpp-httplib-dev libqt5websockets5-dev
+          chromium chromium-driver)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -44,6 +44,9 @@ struct ModuleInfo
     /** Settings the module reads, one "key=value  meaning" line each. */
     QString settingsHelp;
     std::function<ServiceModule *(const DeviceContext &, QObject *)> create;
+    /** Off unless asked for: named in --services, turned on with
+     *  --<name>, or given a setting "<name>.<key>". */
+    bool optional = false;
 };
 
 /** The modules of omdeviced; all() gives them sorted by name. */
@@ -62,6 +65,15 @@ using ModuleRegistrar = ModuleRegistry::Registrar;
         [](const omdevice::DeviceContext &context, QObject *parent) -> omdevice::ServiceModule * { \
             return new Class(context, parent);                                          \
         }})
+
+/** Registers a module that runs only when asked for (see ModuleInfo). */
+#define OM_DEVICE_OPTIONAL_MODULE(Class, name, description, settingsHelp)              \
+    static const omdevice::ModuleRegistrar Class##Registrar(omdevice::ModuleInfo{      \
+        QStringLiteral(name), QStringLiteral(description), QStringLiteral(settingsHelp), \
+        [](const omdevice::DeviceContext &context, QObject *parent) -> omdevice::ServiceModule * { \
+            return new Class(context, parent);                                          \
+        },                                                                              \
+        true})
 
 /**
  * Defines the logging category of a part of the device, "om.device.<name>".

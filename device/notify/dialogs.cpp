@@ -77,6 +77,7 @@ void Dialogs::alert(const Request &request)
     dialog.shown = QDateTime::currentMSecsSinceEpoch();
     dialog.content = content;
     service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});
+    Q_EMIT dialogsChanged();
 }
 
 void Dialogs::update(const Request &request)
@@ -90,23 +91,31 @@ void Dialogs::update(const Request &request)
     if (it == m_dialogs.end() || it->clientId != request.clientId())
         return;
     it->content = content;
+    Q_EMIT dialogsChanged();
 }
 
 void Dialogs::cancel(const Request &request)
 {
     auto it = m_dialogs.find(request.map().value(KeyItemId).toString());
-    if (it != m_dialogs.end() && it->clientId == request.clientId())
+    if (it != m_dialogs.end() && it->clientId == request.clientId()) {
         m_dialogs.erase(it);
+        Q_EMIT dialogsChanged();
+    }
 }
 
 void Dialogs::clientClosed(int clientId)
 {
+    bool any = false;
     for (auto it = m_dialogs.begin(); it != m_dialogs.end();) {
-        if (it->clientId == clientId)
+        if (it->clientId == clientId) {
             it = m_dialogs.erase(it);
-        else
+            any = true;
+        } else {
             ++it;
+        }
     }
+    if (any)
+        Q_EMIT dialogsChanged();
 }
 
 QList<QVariantMap> Dialogs::dialogs() const
@@ -193,6 +202,7 @@ bool Dialogs::choose(const QString &dialogName, const QString &buttonName, QVari
     // The dialog leaves the screen with the user's choice.
     m_dialogs.erase(found);
     *chosen = {{KeyItemId, dialog.itemId}, {KeyContext, context}, {KeyLabel, button.value(KeyLabel)}};
+    Q_EMIT dialogsChanged();
     return true;
 }
 

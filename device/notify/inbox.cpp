@@ -94,10 +94,14 @@ void Inbox::clear(const Request &request, bool remove)
             return; // malformed: never taken for "every item"
         itemId = request.map().value(KeyItemId).toString();
     }
-    const QString application = request.application();
+    clear(request.application(), itemId, remove);
+}
+
+bool Inbox::clear(const QString &application, const QString &itemId, bool remove)
+{
     auto app = m_items.find(application);
     if (app == m_items.end())
-        return;
+        return false;
     bool any = false;
     for (auto it = app->begin(); it != app->end();) {
         if (!itemId.isEmpty() && it.key() != itemId) {
@@ -116,6 +120,12 @@ void Inbox::clear(const Request &request, bool remove)
         m_items.erase(app);
     if (any)
         changed();
+    return any;
+}
+
+QVariantMap Inbox::item(const QString &application, const QString &itemId) const
+{
+    return m_items.value(application).value(itemId);
 }
 
 QList<QVariantMap> Inbox::items() const
@@ -141,6 +151,7 @@ void Inbox::changed()
     m_dirty = true;
     if (!m_saveTimer.isActive())
         m_saveTimer.start();
+    Q_EMIT itemsChanged();
 }
 
 QVariantMap Inbox::snapshot() const

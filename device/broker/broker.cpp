@@ -39,6 +39,7 @@ struct Broker::Impl
     std::unique_ptr<broker::Connections> connections;
     std::unique_ptr<broker::Registry> registry;
     std::unique_ptr<broker::Handshake> handshake;
+    broker::ClaimPolicy policy;
     std::thread thread;
 
     ~Impl() { teardown(); }
@@ -52,6 +53,11 @@ struct Broker::Impl
     bool listen(QString *error)
     {
         QString why;
+        // Who else may serve or create where, if the device's setter-up
+        // says so.
+        const QString policyFile = qEnvironmentVariable("OM_BUS_POLICY");
+        if (!policyFile.isEmpty() && !policy.load(policyFile, error))
+            return false;
         rootFd = om::bus::openRoot(om::bus::fileName(root), true, &why);
         if (rootFd < 0) {
             *error = QStringLiteral("refusing the bus root: %1").arg(why);
@@ -74,7 +80,7 @@ struct Broker::Impl
         epollFd = ::epoll_create1(EPOLL_CLOEXEC);
         connections.reset(new broker::Connections(epollFd));
         registry.reset(new broker::Registry(rootFd));
-        handshake.reset(new broker::Handshake(*connections, *registry));
+        handshake.reset(new broker::Handshake(*connections, *registry, policy));
         // What an earlier broker left: mirrors, and sockets of servers that
         // went with it.
         registry->clearFiles(ownFiles());
@@ -213,6 +219,10 @@ struct Broker::Impl
             return;
         }
         o->clients.erase(c);
+        // An object nobody holds is dropped unless it was made to stay:
+        // what clients leave behind would otherwise pile up for good.
+        if (o->clients.empty() && !o->persistent)
+            registry->remove(o);
     }
 
     // A publisher's write merges into a plain object; every subscriber then

@@ -34,6 +34,9 @@ struct Object
     uid_t uid = 0;
     gid_t gid = 0;
     mode_t mode = 0666;
+    // A plain object that stays when its last client has gone; any other
+    // goes with it.
+    bool persistent = false;
     std::set<Connection *> clients; // of a plain object
     Attributes attributes;
 };

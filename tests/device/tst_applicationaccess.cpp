@@ -125,6 +125,7 @@ private Q_SLOTS:
     void invocations();
     void filesNamedByClients_data();
     void filesNamedByClients();
+    void userSideIsTheOwners();
 
 private:
     std::unique_ptr<omtest::TestBroker> m_broker;
@@ -449,6 +450,28 @@ void tst_ApplicationAccess::filesNamedByClients()
                                            {"err", "cannot read " + path},
                                            {"errno", EACCES}}}));
     QCOMPARE(home.value("wallpaperFile").toString(), QString());
+}
+
+void tst_ApplicationAccess::userSideIsTheOwners()
+{
+    if (!omtest::canDropPrivileges())
+        QSKIP("needs root to run a client as another user (uid 65534)");
+    int error = 0;
+    const QStringList names = om::PpsObject::list(QStringLiteral("/pps/simulator"), &error);
+    QCOMPARE(error, 0);
+    QVERIFY(names.size() >= 6);
+    for (const QString &name : names) {
+        const QString path = QStringLiteral("/pps/simulator/") + name;
+        // Every service's side for the user: another user's client cannot
+        // so much as read it.
+        const int status = omtest::runInChild(
+            [&]() {
+                om::PpsObject pps(path);
+                return pps.open(om::PpsOpenMode::Subscribe) ? 0 : pps.error();
+            },
+            true);
+        QVERIFY2(status == EACCES, qPrintable(path + QStringLiteral(": ") + QString::number(status)));
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_ApplicationAccess)

@@ -219,6 +219,31 @@ private Q_SLOTS:
         QCOMPARE(exists(path), stays && options == QLatin1String("?persistent"));
     }
 
+    void objectsOfAProcessThatEndedGo_data()
+    {
+        QTest::addColumn<QString>("options");
+        QTest::addColumn<bool>("stays");
+        QTest::newRow("plain") << "" << false;
+        QTest::newRow("persistent") << "?persistent" << true;
+    }
+
+    void objectsOfAProcessThatEndedGo()
+    {
+        // The process ends without closing anything: the kernel ends its
+        // connections for it.
+        QFETCH(QString, options);
+        QFETCH(bool, stays);
+        const QString path = QStringLiteral("/pps/shared/left");
+        const int status = omtest::runInChild([&]() {
+            auto *pps = new PpsObject(path + options);
+            return pps->open(PpsOpenMode::Publish | PpsOpenMode::Create) && pps->write("a::1\n")
+                       ? 0
+                       : 1;
+        });
+        QCOMPARE(status, 0);
+        QCOMPARE(exists(path), stays);
+    }
+
 private:
     std::unique_ptr<omtest::TestBroker> m_broker;
 };

@@ -8,8 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <deque>
 #include <climits>
+#include <deque>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -84,10 +84,12 @@ FileCredentials FileCredentials::of(const Request &request)
     FileCredentials who;
     const QVariantMap &client = request.client();
     // A request without a client has nobody's rights.
-    who.uid = client.contains(QStringLiteral("uid")) ? uid_t(client.value(QStringLiteral("uid")).toUInt())
-                                                     : uid_t(-1);
-    who.gid = client.contains(QStringLiteral("gid")) ? gid_t(client.value(QStringLiteral("gid")).toUInt())
-                                                     : gid_t(-1);
+    who.uid = client.contains(QStringLiteral("uid"))
+                  ? uid_t(client.value(QStringLiteral("uid")).toUInt())
+                  : uid_t(-1);
+    who.gid = client.contains(QStringLiteral("gid"))
+                  ? gid_t(client.value(QStringLiteral("gid")).toUInt())
+                  : gid_t(-1);
     const QVariantList groups = client.value(QStringLiteral("groups")).toList();
     for (const QVariant &group : groups)
         who.groups.push_back(gid_t(group.toUInt()));

@@ -15,8 +15,7 @@ namespace platform {
  * mode the maps code is handed is read through this, then compared as a
  * number with the values it knows.
  */
-template <typename E>
-int enumBits(const E &value)
+template <typename E> int enumBits(const E &value)
 {
     static_assert(std::is_enum<E>::value, "an enumeration");
     typename std::underlying_type<E>::type raw;

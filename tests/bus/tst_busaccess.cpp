@@ -71,8 +71,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("asNobody");
         QTest::addColumn<int>("error");
         const QString own = QStringLiteral("/pps/applications/65534/com.example.app");
-        QTest::newRow("the owner serves a service") << "/pps/services/payments/control?server"
-                                                    << false << 0;
+        QTest::newRow("the owner serves a service")
+            << "/pps/services/payments/control?server" << false << 0;
         QTest::newRow("another user serves a service")
             << "/pps/services/payments/control?server" << true << EACCES;
         QTest::newRow("another user serves a simulator object")
@@ -92,8 +92,8 @@ private Q_SLOTS:
             << "/pps/applications/65534/com.example.other/state" << true << EACCES;
         QTest::newRow("another user leaves an object for good")
             << own + "/state?persistent" << true << EACCES;
-        QTest::newRow("the owner leaves an object for good") << "/pps/shared/state?persistent"
-                                                             << false << 0;
+        QTest::newRow("the owner leaves an object for good")
+            << "/pps/shared/state?persistent" << false << 0;
     }
 
     void claims()
@@ -151,15 +151,17 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("rules");
         QTest::addColumn<QString>("problem");
-        QTest::newRow("an unknown claim") << QByteArray("\nread /pps/x 0\n")
-                                          << ":2: not a rule (serve|create <path> <user>): read /pps/x 0";
+        QTest::newRow("an unknown claim")
+            << QByteArray("\nread /pps/x 0\n")
+            << ":2: not a rule (serve|create <path> <user>): read /pps/x 0";
         QTest::newRow("no user") << QByteArray("serve /pps/x\n")
                                  << ":1: not a rule (serve|create <path> <user>): serve /pps/x";
         QTest::newRow("an unknown user")
             << QByteArray("serve /pps/x no-such-user-here\n")
             << ":1: not a rule (serve|create <path> <user>): serve /pps/x no-such-user-here";
         QTest::newRow("a path outside the bus")
-            << QByteArray("create /etc/ 0\n") << ":1: not a rule (serve|create <path> <user>): create /etc/ 0";
+            << QByteArray("create /etc/ 0\n")
+            << ":1: not a rule (serve|create <path> <user>): create /etc/ 0";
     }
 
     void badPolicyFileIsRefused()

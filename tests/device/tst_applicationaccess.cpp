@@ -169,21 +169,28 @@ void tst_ApplicationAccess::applicationNames_data()
     const QVariantMap root{{"uid", 0}, {"package", "app"}};
     const QVariantMap other{{"uid", 65534}, {"package", "app"}};
     const QStringList some{"app", "65534/app", "1000/app"};
-    QTest::newRow("root") << root << "mail" << "app" << "mail" << some << QStringList();
-    QTest::newRow("root names another user's") << root << "65534/mail" << "app" << "65534/mail"
-                                               << some << QStringList();
-    QTest::newRow("another user")
-        << other << "mail" << "65534/app" << "65534/mail" << QStringList{"65534/app", "65534/x"}
-        << QStringList{"app", "1000/app", "655340/app", "6553/app"};
+    QTest::newRow("root") << root << "mail"
+                          << "app"
+                          << "mail" << some << QStringList();
+    QTest::newRow("root names another user's") << root << "65534/mail"
+                                               << "app"
+                                               << "65534/mail" << some << QStringList();
+    QTest::newRow("another user") << other << "mail"
+                                  << "65534/app"
+                                  << "65534/mail" << QStringList{"65534/app", "65534/x"}
+                                  << QStringList{"app", "1000/app", "655340/app", "6553/app"};
     QTest::newRow("another user names a whole name")
-        << other << "0/mail" << "65534/app" << "65534/0?mail" << QStringList()
-        << QStringList{"0/mail", "mail"};
+        << other << "0/mail"
+        << "65534/app"
+        << "65534/0?mail" << QStringList() << QStringList{"0/mail", "mail"};
     QVariantMap slashed = other;
     slashed.insert("package", "../app");
-    QTest::newRow("a package with a slash")
-        << slashed << "a/b" << "65534/..?app" << "65534/a?b" << QStringList() << QStringList();
-    QTest::newRow("no client known")
-        << QVariantMap() << "mail" << "0/" << "0/mail" << QStringList() << QStringList{"mail"};
+    QTest::newRow("a package with a slash") << slashed << "a/b"
+                                            << "65534/..?app"
+                                            << "65534/a?b" << QStringList() << QStringList();
+    QTest::newRow("no client known") << QVariantMap() << "mail"
+                                     << "0/"
+                                     << "0/mail" << QStringList() << QStringList{"mail"};
 }
 
 void tst_ApplicationAccess::applicationNames()
@@ -214,13 +221,13 @@ void tst_ApplicationAccess::inboxItems()
              QVariant("notify"));
 
     // Delete and cancel the item, all items, then post one of that id.
-    const QList<QVariantMap> answers = asAnotherUser(
-        notify::controlPath(),
-        {message("delete", QVariantMap{{"itemId", "i1"}}, QVariant()),
-         message("cancel", QVariantMap{{"itemId", "i1"}}, QVariant()),
-         message("delete", QVariant(), QVariant()),
-         message("notify", QVariantMap{{"itemId", "i1"}, {"title", "theirs"}})},
-        1);
+    const QList<QVariantMap> answers =
+        asAnotherUser(notify::controlPath(),
+                      {message("delete", QVariantMap{{"itemId", "i1"}}, QVariant()),
+                       message("cancel", QVariantMap{{"itemId", "i1"}}, QVariant()),
+                       message("delete", QVariant(), QVariant()),
+                       message("notify", QVariantMap{{"itemId", "i1"}, {"title", "theirs"}})},
+                      1);
     QCOMPARE(answers.size(), 1);
     QCOMPARE(answers.first().value("dat").toMap().value("itemId"), QVariant("i1"));
 
@@ -241,21 +248,22 @@ void tst_ApplicationAccess::dialogs()
         QSKIP("needs root to run a client as another user (uid 65534)");
     namespace notify = om::notifyprotocol;
     const auto alert = [](const QString &title) {
-        return message("alert", QVariantMap{{"itemId", "d1"},
-                                            {"title", title},
-                                            {"promptChoices", QVariantList{QVariantMap{
-                                                                  {"label", "OK"},
-                                                                  {"context", "ok"}}}}});
+        return message(
+            "alert", QVariantMap{{"itemId", "d1"},
+                                 {"title", title},
+                                 {"promptChoices",
+                                  QVariantList{QVariantMap{{"label", "OK"}, {"context", "ok"}}}}});
     };
     auto victim = victimOf(notify::controlPath());
     QCOMPARE(victim->ask(alert("mine")).value("res"), QVariant("alert"));
 
     const QList<QVariantMap> answers = asAnotherUser(notify::controlPath(), {alert("theirs")}, 1);
-    QCOMPARE(answers, (QList<QVariantMap>{
-                          {{"res", "alert"},
-                           {"id", "a"},
-                           {"err", "alert: permission denied: com.example.victim"}}}));
-    const QVariantList shown = userSide(notify::userSidePath(), "dialogs").value("dialogs").toList();
+    QCOMPARE(answers,
+             (QList<QVariantMap>{{{"res", "alert"},
+                                  {"id", "a"},
+                                  {"err", "alert: permission denied: com.example.victim"}}}));
+    const QVariantList shown =
+        userSide(notify::userSidePath(), "dialogs").value("dialogs").toList();
     QCOMPARE(shown.size(), 1);
     QCOMPARE(shown.first().toMap().value("application"), QVariant("com.example.victim"));
     QCOMPARE(shown.first().toMap().value("content").toMap().value("title"), QVariant("mine"));
@@ -312,8 +320,8 @@ void tst_ApplicationAccess::homeScreen()
     for (const QVariantMap &answer : answers)
         QVERIFY2(!answer.contains("err"), qPrintable(answer.value("err").toString()));
     const QVariantMap home = userSide(navigator::userSidePath(), "home");
-    QCOMPARE(home.value("badges").toMap(), (QVariantMap{{"com.example.victim", "splat"},
-                                                        {"65534/com.example.other", "splat"}}));
+    QCOMPARE(home.value("badges").toMap(),
+             (QVariantMap{{"com.example.victim", "splat"}, {"65534/com.example.other", "splat"}}));
     QStringList owners;
     for (const QVariant &entry : home.value("shortcuts").toList())
         owners.append(entry.toMap().value("app").toString());
@@ -364,11 +372,11 @@ void tst_ApplicationAccess::identityData()
 
     QVariantMap deleteAll = entry(1, QString());
     deleteAll.insert("flags", 2);
-    const QList<QVariantMap> answers =
-        asAnotherUser(ids::controlPath(),
-                      {message("register", registration, "1"), message("getData", entry(1, "own"), "2"),
-                       message("getData", entry(2, "vendor's"), "3"), message("deleteData", deleteAll, "4")},
-                      4);
+    const QList<QVariantMap> answers = asAnotherUser(
+        ids::controlPath(),
+        {message("register", registration, "1"), message("getData", entry(1, "own"), "2"),
+         message("getData", entry(2, "vendor's"), "3"), message("deleteData", deleteAll, "4")},
+        4);
     QCOMPARE(answers.size(), 4);
     QCOMPARE(answers.at(1).value("err").toInt(), int(IDS_DOES_NOT_EXIST));
     QCOMPARE(answers.at(2).value("err").toInt(), int(IDS_DOES_NOT_EXIST));
@@ -418,7 +426,8 @@ void tst_ApplicationAccess::filesNamedByClients()
     const QDir dir(m_files->path());
     const auto make = [&](const QString &file, QFileDevice::Permissions permissions) {
         QFile f(dir.filePath(file));
-        return f.open(QIODevice::WriteOnly) && f.write("image") == 5 && f.setPermissions(permissions);
+        return f.open(QIODevice::WriteOnly) && f.write("image") == 5 &&
+               f.setPermissions(permissions);
     };
     const QFileDevice::Permissions open = QFileDevice::ReadOwner | QFileDevice::WriteOwner |
                                           QFileDevice::ReadGroup | QFileDevice::ReadOther;
@@ -470,7 +479,8 @@ void tst_ApplicationAccess::userSideIsTheOwners()
                 return pps.open(om::PpsOpenMode::Subscribe) ? 0 : pps.error();
             },
             true);
-        QVERIFY2(status == EACCES, qPrintable(path + QStringLiteral(": ") + QString::number(status)));
+        QVERIFY2(status == EACCES,
+                 qPrintable(path + QStringLiteral(": ") + QString::number(status)));
     }
 }
 

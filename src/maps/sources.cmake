@@ -1,7 +1,6 @@
 # The maps family: the content format, the invokers and their enumerations.
 list(APPEND OMPLATFORM_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/contentformatutility.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/enumbits_p.h
   ${CMAKE_CURRENT_LIST_DIR}/mapenumerations.cpp
   ${CMAKE_CURRENT_LIST_DIR}/mapinvoker_p.h
   ${CMAKE_CURRENT_LIST_DIR}/mapinvoker.cpp

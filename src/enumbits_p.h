@@ -8,12 +8,12 @@ namespace om {
 namespace platform {
 
 /**
- * The number an enumeration variable holds, read from its bytes. The maps
- * API takes its modes as enumerations, and a caller (a script through a
- * property, a cast from an int) may put any number in one: reading such a
- * value as the enumeration is undefined, reading its bytes is not. Every
- * mode the maps code is handed is read through this, then compared as a
- * number with the values it knows.
+ * The number an enumeration variable holds, read from its bytes. The
+ * library takes modes and options as enumerations, and a caller (a script
+ * through a property, a cast from an int) may put any number in one:
+ * reading such a value as the enumeration is undefined, reading its bytes
+ * is not. A mode that may be any number is read through this, then
+ * compared as a number with the values the code knows.
  */
 template <typename E> int enumBits(const E &value)
 {

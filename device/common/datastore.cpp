@@ -208,8 +208,7 @@ public:
         for (;;) {
             const char *begin = m_buffer.data() + m_pos;
             const size_t available = m_end - m_pos;
-            // An empty buffer may have no storage at all: memchr of null
-            // is undefined even for no bytes.
+            // An empty buffer may have no storage at all: memchr must not see it.
             const void *nl = available ? std::memchr(begin, '\n', available) : nullptr;
             if (nl) {
                 const size_t length = size_t(static_cast<const char *>(nl) - begin);

@@ -2,10 +2,11 @@
 
 #include <ids/ids.h>
 
+#include "enumbits_p.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <type_traits>
 
 namespace om {
 namespace platform {
@@ -41,10 +42,8 @@ int IdentityService::setGuiAllowed(bool allowed)
 int IdentityService::setLogVerbosity(IdentityServiceLogVerbosity::Type verbosity)
 {
     const char *text;
-    // Read as a number: a caller may pass a value the enum does not name.
-    std::underlying_type_t<IdentityServiceLogVerbosity::Type> number;
-    std::memcpy(&number, &verbosity, sizeof number);
-    switch (number) {
+    // Any number may come; only the named ones have a name.
+    switch (enumBits(verbosity)) {
     case IdentityServiceLogVerbosity::None:
         text = "Silent";
         break;

@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <deque>
 #include <fcntl.h>
 #include <functional>
@@ -25,11 +26,10 @@
 #include <memory>
 #include <mutex>
 #include <poll.h>
-#include <cstring>
-#include <type_traits>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/timerfd.h>
+#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -946,10 +946,11 @@ int ids_register_notifier(ids_provider_t *provider, int type, int flags, const c
 
 int ids_set_option(ids_option_t option, const char *value)
 {
-    // A caller may pass any number: it is read as a number, since an enum
-    // holding a value it does not name must not be read as the enum.
-    std::underlying_type_t<ids_option_t> number;
-    std::memcpy(&number, &option, sizeof number);
+    // The option as the number it holds: a caller may pass any, and only a
+    // number the enumeration names may be read as one.
+    std::underlying_type<ids_option_t>::type raw;
+    std::memcpy(&raw, &option, sizeof raw);
+    const long long number = raw;
     if (!value || number < IDS_OPT_GUI_ALLOWED || number > IDS_OPT_VERBOSITY)
         return fail(EINVAL);
     QString text;

@@ -71,7 +71,8 @@ void Inbox::notify(const Request &request)
     const QString application = request.package();
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     QVariantMap &item = m_items[application][itemId];
-    if (item.isEmpty()) {
+    const bool isNew = item.isEmpty();
+    if (isNew) {
         item.insert(KeyApplication, application);
         item.insert(KeyItemId, itemId);
         item.insert(KeyReceived, now);
@@ -82,6 +83,11 @@ void Inbox::notify(const Request &request)
     item.insert(KeyEffectsCleared, false);
     changed();
     service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});
+    service()->publish(protocol::eventPosted(),
+                       {{KeyApplication, application},
+                        {KeyItemId, itemId},
+                        {KeyAttributes, attributes},
+                        {QStringLiteral("new"), isNew}});
 }
 
 void Inbox::clear(const Request &request, bool remove)
@@ -113,8 +119,12 @@ void Inbox::clear(const Request &request, bool remove)
     }
     if (app->isEmpty())
         m_items.erase(app);
-    if (any)
-        changed();
+    if (!any)
+        return;
+    changed();
+    service()->publish(remove ? protocol::eventRemoved()
+                              : protocol::eventCleared(),
+                       {{KeyApplication, application}, {KeyItemId, itemId}});
 }
 
 QList<QVariantMap> Inbox::items() const

@@ -3,6 +3,8 @@
 
 #include "notify/notifyservice.h"
 
+#include <QSet>
+
 namespace omdevice {
 
 /**
@@ -12,7 +14,10 @@ namespace omdevice {
  *   "inbox"   dat {"from"}: "items" from place "from" on, as many as fit
  *             in one message, and "total";
  *   "dialogs" dat {"from"}: "dialogs" likewise, and "total";
- *   "choose"  dat {"dialog", "button"}: presses a button of a dialog.
+ *   "choose"  dat {"dialog", "button"}: presses a button of a dialog;
+ *   "follow"  from then on the client gets an "event" message, dat
+ *             {"event", ...}, for every item posted, cleared or removed,
+ *             every dialog shown or ended and every change of settings.
  */
 class UserSide : public NotifyPart
 {
@@ -26,6 +31,8 @@ private:
     void inbox(const Request &request);
     void dialogs(const Request &request);
     void choose(const Request &request);
+    void follow(const Request &request);
+    void publish(const QVariantMap &event);
     /** Answers @p request with the page of @p entries that it asks for,
      *  under @p listKey, and their "total". */
     void list(const Request &request, const QList<QVariantMap> &entries, const QString &listKey);
@@ -34,6 +41,7 @@ private:
     template <class Part> Part *partFor(const Request &request, const char *what) const;
 
     RequestRouter *m_router;
+    QSet<int> m_followers;
 };
 
 } // namespace omdevice

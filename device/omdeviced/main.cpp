@@ -14,7 +14,11 @@
 #include <QTextStream>
 
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -48,21 +52,51 @@ QString usage()
            "  --verbose         Log what the bus and the services do (the debug level of\n"
            "                    the om.device.* and om.bus logging categories).\n"
            "  --list-services   Print the service modules and exit.\n"
+           "  --version         Print the version and exit.\n"
            "  -h, --help        Print this help and exit.\n"
            "\n"
            "Service modules:\n";
-    for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all()) {
+    const QList<omdevice::ModuleInfo> modules = omdevice::ModuleRegistry::all();
+    int width = 0;
+    for (const omdevice::ModuleInfo &info : modules) {
+        for (const omdevice::Setting &setting : info.settings)
+            width = qMax(width, int(setting.key.size() + 1 + setting.valueName.size()) + 2);
+    }
+    for (const omdevice::ModuleInfo &info : modules) {
         out << "  " << info.name.leftJustified(18) << info.description << "\n";
-        if (!info.settingsHelp.isEmpty()) {
-            const QStringList lines = info.settingsHelp.split(QLatin1Char('\n'));
-            for (const QString &line : lines)
-                out << "      --set " << line << "\n";
+        for (const omdevice::Setting &setting : info.settings) {
+            const QString head = setting.key + QLatin1Char('=') + setting.valueName;
+            const QStringList lines = setting.help.split(QLatin1Char('\n'));
+            out << "      --set " << head.leftJustified(width) << lines.first() << "\n";
+            for (const QString &line : lines.mid(1))
+                out << QString(12 + width, QLatin1Char(' ')) << line << "\n";
         }
     }
     out << "\nWhen all services are up, omdeviced prints a line beginning with\n"
            "\"omdeviced: ready\" on standard output. Warnings and, with --verbose, the\n"
            "log go to standard error, each line headed by its category.\n";
     return text;
+}
+
+// Tells a service manager that started omdeviced with Type=notify (the
+// systemd user unit) that the device is up: "READY=1" to $NOTIFY_SOCKET.
+void notifyReady()
+{
+    const QByteArray path = qgetenv("NOTIFY_SOCKET");
+    if (path.isEmpty() || path.size() >= int(sizeof(sockaddr_un::sun_path)))
+        return;
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    if (address.sun_path[0] == '@')
+        address.sun_path[0] = '\0'; // an abstract socket
+    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return;
+    static const char ready[] = "READY=1";
+    ::sendto(fd, ready, sizeof(ready) - 1, MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&address),
+             socklen_t(offsetof(sockaddr_un, sun_path) + size_t(path.size())));
+    ::close(fd);
 }
 
 int fail(const QString &message, int code = 1)
@@ -95,6 +129,10 @@ int main(int argc, char *argv[])
             std::fputs(qPrintable(usage()), stdout);
             return 0;
         }
+        if (arg == QLatin1String("--version")) {
+            std::printf("omdeviced %s (Qt %s)\n", OM_VERSION, qVersion());
+            return 0;
+        }
         if (arg == QLatin1String("--list-services")) {
             for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all())
                 std::printf("%s\t%s\n", qPrintable(info.name), qPrintable(info.description));
@@ -122,6 +160,9 @@ int main(int argc, char *argv[])
             const int eq = setting.indexOf(QLatin1Char('='));
             if (eq <= 0)
                 return fail(QStringLiteral("--set needs KEY=VALUE, not '%1'").arg(setting), 2);
+            const QString refused = omdevice::checkSetting(setting.left(eq), setting.mid(eq + 1));
+            if (!refused.isEmpty())
+                return fail(QStringLiteral("--set %1: %2").arg(setting, refused), 2);
             context.settings.insert(setting.left(eq), setting.mid(eq + 1));
         } else {
             return fail(QStringLiteral("unknown argument '%1'; see --help").arg(arg), 2);
@@ -186,6 +227,7 @@ int main(int argc, char *argv[])
     std::printf("omdeviced: ready on %s (services: %s)\n", qPrintable(root),
                 names.isEmpty() ? "none" : qPrintable(names.join(QLatin1String(", "))));
     std::fflush(stdout);
+    notifyReady();
 
     const int code = app.exec();
     // Modules first, so that their connections close before the bus goes.

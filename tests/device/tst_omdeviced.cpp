@@ -182,7 +182,7 @@ void tst_OmDeviced::helpDocumentsEverything()
 
     const DeviceProcess::Result omctl = DeviceProcess::omctl({QStringLiteral("--help")});
     QCOMPARE(omctl.exitCode, 0);
-    for (const char *command : {"ls [path]", "cat <object>", "watch <object>", "write <object>"})
+    for (const char *command : {"ls [path]", "cat <object>", "watch [object]", "write <object>"})
         QVERIFY2(omctl.out.contains(command), command);
     const DeviceProcess::Result writeHelp = DeviceProcess::omctl({QStringLiteral("help"), QStringLiteral("write")});
     QCOMPARE(writeHelp.exitCode, 0);

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLoggingCategory>
 
 #include <cerrno>
 #include <cstring>
@@ -13,6 +14,10 @@
 
 namespace om {
 namespace bus {
+
+// What the bus does for a client, for a developer looking for a cause:
+// QT_LOGGING_RULES="om.bus.info=true" shows it.
+Q_LOGGING_CATEGORY(lcBus, "om.bus", QtWarningMsg)
 
 QString rootDirectory()
 {
@@ -83,6 +88,11 @@ int connectAndSend(const QByteArray &message, int *error)
         // A missing socket and a dead one both mean: no broker.
         *error = (errno == ENOENT || errno == ECONNREFUSED) ? ECONNREFUSED : errno;
         ::close(fd);
+        if (*error == ECONNREFUSED)
+            qCInfo(lcBus, "no bus broker at %s; start omdeviced", qPrintable(rootDirectory()));
+        else
+            qCInfo(lcBus, "cannot reach the bus broker at %s: %s", qPrintable(rootDirectory()),
+                   std::strerror(*error));
         return -1;
     }
     ssize_t n;

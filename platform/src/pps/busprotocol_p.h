@@ -14,6 +14,7 @@
 // After a successful OPEN every datagram is one message of PPS text.
 
 #include <QByteArray>
+#include <QLoggingCategory>
 #include <QString>
 
 #include <cstring>
@@ -36,6 +37,8 @@ inline const char *socketName() { return ".bus"; }
 inline const char *lockName() { return ".lock"; }
 
 QString rootDirectory();
+/** The category of the bus's log, "om.bus". */
+Q_DECLARE_LOGGING_CATEGORY(lcBus)
 
 // The running application's package: OM_PACKAGE_NAME if set, else the file
 // name of the executable. A client names it when it opens a control object,

@@ -6,7 +6,9 @@
 #include "serverendpoint_p.h"
 
 #include <QEvent>
+#include <QCoreApplication>
 #include <QFile>
+#include <QLoggingCategory>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QThread>
@@ -96,8 +98,8 @@ public:
 
     bool hasOption(const QString &name) const
     {
-        const auto parts = options.splitRef(QLatin1Char(','), Qt::SkipEmptyParts);
-        for (const QStringRef &part : parts) {
+        const auto parts = QStringView(options).split(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (QStringView part : parts) {
             if (part.trimmed() == name)
                 return true;
         }
@@ -127,6 +129,13 @@ QString PpsObject::path() const
 bool PpsObject::open(PpsOpenMode::Types mode)
 {
     Q_D(PpsObject);
+    static bool toldOfNoApplication = false;
+    if (!QCoreApplication::instance() && !toldOfNoApplication) {
+        toldOfNoApplication = true;
+        qCWarning(bus::lcBus, "om::PpsObject: no QCoreApplication: answers and signals of the "
+                         "device's services come through the Qt event loop, and calls that wait "
+                         "for them fail at once; create a QCoreApplication first");
+    }
     if (d->fd >= 0) {
         d->error = EBUSY;
         return false;
@@ -147,6 +156,8 @@ bool PpsObject::open(PpsOpenMode::Types mode)
         d->startWatching(this);
     QByteArray content;
     if (!bus::receiveAnswer(fd, &content, &err)) {
+        qCInfo(bus::lcBus, "cannot open %s: %s", qPrintable(d->objectPath),
+               err == ENOENT ? "no such object (is its service running?)" : std::strerror(err));
         d->stopWatching();
         ::close(fd);
         d->fd = -1;

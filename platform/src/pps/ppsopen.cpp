@@ -33,9 +33,9 @@ extern "C" int pps_open(const char *path, int oflag)
     om::bus::splitPath(QString::fromUtf8(path), &object, &options);
     // A descriptor serves no control object: the server's side takes its
     // clients' connections, which a plain read() cannot receive.
-    const auto parts = options.splitRef(QLatin1Char(','), Qt::SkipEmptyParts);
+    const auto parts = QStringView(options).split(QLatin1Char(','), Qt::SkipEmptyParts);
     bool wait = false;
-    for (const QStringRef &part : parts) {
+    for (QStringView part : parts) {
         if (part.trimmed() == QLatin1String("server")) {
             errno = EINVAL;
             return -1;

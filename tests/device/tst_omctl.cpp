@@ -80,6 +80,30 @@ void tst_Omctl::usageErrors_data()
         << QStringList{"home", "now"} << "omctl: home takes no arguments";
     QTest::newRow("unknown option before the first argument")
         << QStringList{"write", "-x", "/pps/x", "a::1"} << "omctl: write: Unknown option 'x'.";
+    QTest::newRow("unknown option of omctl itself")
+        << QStringList{"--bogus", "home"}
+        << "omctl: unknown option '--bogus'; before the command omctl takes -q, --version and "
+           "--help";
+    QTest::newRow("lock state not known")
+        << QStringList{"lock", "asleep"}
+        << "omctl: lock takes one of notLocked, screenLocked, passwordLocked, pinBlocked, not "
+           "'asleep'";
+    QTest::newRow("switch neither on nor off")
+        << QStringList{"bedside", "maybe"} << "omctl: bedside takes on or off, not 'maybe'";
+    QTest::newRow("urgency not known")
+        << QStringList{"notify", "-u", "urgent", "Hi"}
+        << "omctl: notify: --urgency takes low, normal, critical, not 'urgent'";
+    QTest::newRow("type not known")
+        << QStringList{"notify", "--type", "loud", "Hi"}
+        << "omctl: notify: --type takes default, preview-off, all-alerts-off, hub-off, not "
+           "'loud'";
+    QTest::newRow("action without a label")
+        << QStringList{"notify", "-A", "yes=", "Hi"}
+        << "omctl: notify: --action takes NAME=LABEL or LABEL, not 'yes='";
+    QTest::newRow("notify without a title")
+        << QStringList{"notify"} << "omctl: notify takes a title and, optionally, a body";
+    QTest::newRow("watch of two objects")
+        << QStringList{"watch", "/pps/a", "/pps/b"} << "omctl: watch takes at most one object path";
 }
 
 void tst_Omctl::usageErrors()

@@ -63,6 +63,8 @@ private Q_SLOTS:
     void bareBus();
     void badArguments_data();
     void badArguments();
+    void goodSettingsStart();
+    void versions();
     void helpDocumentsEverything();
     void omctlReadsAndWrites();
     void omctlErrors_data();
@@ -159,6 +161,60 @@ void tst_OmDeviced::badArguments_data()
                                        << QByteArray("omdeviced: --set needs KEY=VALUE; see --help\n");
     QTest::newRow("set without equals") << QStringList{QStringLiteral("--set=flag")}
                                         << QByteArray("omdeviced: --set needs KEY=VALUE, not 'flag'\n");
+    // Every key a module reads is declared; others and bad values are
+    // refused before anything starts.
+    QTest::newRow("unknown setting")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("foo=1")}
+        << QByteArray("omdeviced: --set foo=1: unknown setting 'foo'; the settings are "
+                      "deviceproperties.deviceName, deviceproperties.hardwareId, "
+                      "deviceproperties.modelName, deviceproperties.modelNumber, "
+                      "deviceproperties.os, deviceproperties.osVersion, "
+                      "deviceproperties.serialNumber, identity.appliesTo, identity.tokenTypes, "
+                      "invoke.history, perimeter.state, settings-control-mode\n");
+    QTest::newRow("number that is no number")
+        << QStringList{QStringLiteral("--set=invoke.history=abc")}
+        << QByteArray("omdeviced: --set invoke.history=abc: invoke.history takes a whole number "
+                      "from 1 to 100000, not 'abc'\n");
+    QTest::newRow("number out of range")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("invoke.history=0")}
+        << QByteArray("omdeviced: --set invoke.history=0: invoke.history takes a whole number "
+                      "from 1 to 100000, not '0'\n");
+    QTest::newRow("mode that is not octal")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("settings-control-mode=0999")}
+        << QByteArray("omdeviced: --set settings-control-mode=0999: settings-control-mode takes "
+                      "a file mode as an octal number from 0 to 0777, such as 0600, not "
+                      "'0999'\n");
+    QTest::newRow("list with an empty name")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("identity.tokenTypes=a,,b")}
+        << QByteArray("omdeviced: --set identity.tokenTypes=a,,b: identity.tokenTypes takes a "
+                      "comma-separated list of names, none of them empty, not 'a,,b'\n");
+    QTest::newRow("state beyond 32 bits")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("perimeter.state=4294967296")}
+        << QByteArray("omdeviced: --set perimeter.state=4294967296: perimeter.state takes a "
+                      "whole number from -2147483648 to 2147483647, not '4294967296'\n");
+}
+
+void tst_OmDeviced::goodSettingsStart()
+{
+    DeviceProcess device;
+    QVERIFY(device.start({QStringLiteral("--set"), QStringLiteral("invoke.history=5"),
+                          QStringLiteral("--set=deviceproperties.osVersion=9.9.9.9"),
+                          QStringLiteral("--set"), QStringLiteral("settings-control-mode=0640")}));
+    QCOMPARE(DeviceProcess::omctl({QStringLiteral("cat"), QStringLiteral("/pps/services/deviceproperties")})
+                 .out.contains("osVersion::9.9.9.9"),
+             true);
+    QVERIFY(device.stop());
+}
+
+void tst_OmDeviced::versions()
+{
+    for (const QString &program : {DeviceProcess::omdevicedPath(), DeviceProcess::omctlPath()}) {
+        const DeviceProcess::Result result = run(program, {QStringLiteral("--version")});
+        QCOMPARE(result.exitCode, 0);
+        const QString name = QFileInfo(program).fileName();
+        const QRegularExpression line(QStringLiteral("^%1 [0-9]+\\.[0-9]+\\.[0-9]+ \\(Qt [0-9.]+\\)\n$").arg(name));
+        QVERIFY2(line.match(QString::fromUtf8(result.out)).hasMatch(), result.out.constData());
+    }
 }
 
 void tst_OmDeviced::badArguments()

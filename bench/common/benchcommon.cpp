@@ -1,15 +1,13 @@
 #include "benchcommon.h"
 
-#include "pps/busprotocol_p.h"
-
 #include <QFile>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstring>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -46,7 +44,8 @@ sockaddr_un addressOf(const QByteArray &path)
     sockaddr_un addr;
     std::memset(&addr, 0, sizeof addr);
     addr.sun_family = AF_UNIX;
-    std::memcpy(addr.sun_path, path.constData(), std::min(size_t(path.size()), sizeof addr.sun_path - 1));
+    std::memcpy(addr.sun_path, path.constData(),
+                std::min(size_t(path.size()), sizeof addr.sun_path - 1));
     return addr;
 }
 
@@ -64,64 +63,46 @@ void serveFloor(int listener, std::vector<char> &in, const std::vector<char> &ou
     }
 }
 
-// The broker of BrokeredFloor: answers each open and hands the connection to
-// the server, keeping copies that it closes a batch at a time.
-void serveBroker(int listener, int link, std::vector<char> &in)
-{
-    std::vector<int> kept;
-    for (;;) {
-        const int fd = ::accept(listener, nullptr, nullptr);
-        if (fd < 0)
-            continue;
-        ucred cred;
-        socklen_t length = sizeof cred;
-        ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &length);
-        if (::recv(fd, in.data(), in.size(), 0) <= 0) {
-            ::close(fd);
-            continue;
-        }
-        ::send(fd, "0\n", 2, MSG_NOSIGNAL);
-        static const char notice[] = "+@control.1\npid:n:1\nuid:n:0\ngid:n:0\npackage::bench\n";
-        om::bus::sendWithDescriptor(link, notice, sizeof notice - 1, fd, 0);
-        kept.push_back(fd);
-        if (kept.size() >= 256) {
-            for (const int k : kept)
-                ::close(k);
-            kept.clear();
-        }
-    }
-}
-
-// The server of BrokeredFloor: one epoll set over the link to the broker and
-// the connections handed to it.
-void serveHandedOver(int link, std::vector<char> &in, const std::vector<char> &out)
+// The server of DirectExchange: one epoll set over the listening socket and
+// the connections, as a control object's server has.
+void serveDirect(int listener, std::vector<char> &in, const std::vector<char> &out)
 {
     const int poll = ::epoll_create1(0);
     epoll_event ev;
     std::memset(&ev, 0, sizeof ev);
     ev.events = EPOLLIN;
-    ev.data.fd = link;
-    ::epoll_ctl(poll, EPOLL_CTL_ADD, link, &ev);
+    ev.data.fd = listener;
+    ::epoll_ctl(poll, EPOLL_CTL_ADD, listener, &ev);
+    std::vector<bool> prefaced(65536);
     for (;;) {
         epoll_event ready[16];
         const int n = ::epoll_wait(poll, ready, 16, -1);
         for (int i = 0; i < n; ++i) {
             const int fd = ready[i].data.fd;
-            if (fd == link) {
-                int client = -1;
-                if (om::bus::receiveWithDescriptor(link, in.data(), in.size(), &client, 0) <= 0)
-                    ::_exit(0);
+            if (fd == listener) {
+                const int client = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
                 if (client < 0)
                     continue;
+                ucred cred;
+                socklen_t length = sizeof cred;
+                ::getsockopt(client, SOL_SOCKET, SO_PEERCRED, &cred, &length);
+                prefaced[size_t(client)] = false;
+                ev.events = EPOLLIN | EPOLLRDHUP;
                 ev.data.fd = client;
                 ::epoll_ctl(poll, EPOLL_CTL_ADD, client, &ev);
                 continue;
             }
-            if (::recv(fd, in.data(), in.size(), MSG_DONTWAIT) > 0) {
-                ::send(fd, out.data(), out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-            } else {
-                ::epoll_ctl(poll, EPOLL_CTL_DEL, fd, nullptr);
-                ::close(fd);
+            for (;;) {
+                const ssize_t got = ::recv(fd, in.data(), in.size(), MSG_DONTWAIT);
+                if (got > 0 && !prefaced[size_t(fd)]) {
+                    prefaced[size_t(fd)] = true;
+                } else if (got > 0) {
+                    ::send(fd, out.data(), out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+                } else {
+                    if (got == 0 || errno != EAGAIN)
+                        ::close(fd);
+                    break;
+                }
             }
         }
     }
@@ -136,8 +117,8 @@ int listenInTemporaryDirectory(QByteArray *path)
     *path = QByteArray(dir) + "/socket";
     const sockaddr_un addr = addressOf(*path);
     const int listener = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
-    if (::bind(listener, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0
-        || ::listen(listener, 64) != 0) {
+    if (::bind(listener, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 ||
+        ::listen(listener, 64) != 0) {
         ::close(listener);
         return -1;
     }
@@ -240,43 +221,30 @@ void SocketFloor::roundTrip()
     ::close(fd);
 }
 
-BrokeredFloor::BrokeredFloor(int requestBytes, int answerBytes) : RawExchange(requestBytes, answerBytes)
+DirectExchange::DirectExchange(int requestBytes, int answerBytes)
+    : RawExchange(requestBytes, answerBytes)
 {
     const int listener = listenInTemporaryDirectory(&m_path);
     if (listener < 0)
         return;
-    int link[2];
-    if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, link) != 0) {
-        ::close(listener);
-        return;
-    }
     std::vector<char> in(size_t(requestBytes) + 1024);
     const std::vector<char> out(size_t(answerBytes), 'a');
-    m_children.push_back(forkChild([&]() { serveBroker(listener, link[0], in); }));
-    m_children.push_back(forkChild([&]() { serveHandedOver(link[1], in, out); }));
+    m_children.push_back(forkChild([&]() { serveDirect(listener, in, out); }));
     ::close(listener);
-    ::close(link[0]);
-    ::close(link[1]);
 }
 
-void BrokeredFloor::roundTrip()
+void DirectExchange::roundTrip()
 {
-    static const char open[] = "OPEN\n/pps/services/notify/control\n3\n\nbench";
+    static const char preface[] = "OPEN\n/pps/services/notify/control\n3\n\nbench";
     const int fd = connectTo(m_path);
-    ::send(fd, open, sizeof open - 1, MSG_NOSIGNAL);
-    ::recv(fd, m_in.data(), m_in.size(), 0);
+    ::send(fd, preface, sizeof preface - 1, MSG_NOSIGNAL);
     ::send(fd, m_out.data(), m_out.size(), MSG_NOSIGNAL);
     ::recv(fd, m_in.data(), m_in.size(), 0);
     ::close(fd);
 }
 
-Stats rawSocketFloor(int requestBytes, int answerBytes, int iterations)
-{
-    SocketFloor floor(requestBytes, answerBytes);
-    return measure([&]() { floor.roundTrip(); }, iterations);
-}
-
-void report(const QString &name, const Stats &stats, const Stats *reference, const QString &referenceName)
+void report(const QString &name, const Stats &stats, const Stats *reference,
+            const QString &referenceName)
 {
     std::printf("%-46s median %9.2f us   p90 %9.2f us   (%d runs)", qPrintable(name),
                 stats.median / 1000.0, stats.p90 / 1000.0, stats.iterations);
@@ -289,8 +257,70 @@ void report(const QString &name, const Stats &stats, const Stats *reference, con
 bool target(const QString &what, double ratio, const QString &op, double limit)
 {
     const bool met = op == QLatin1String("<=") ? ratio <= limit : ratio >= limit;
-    std::printf("  target: %-52s %.2f %s %.2f  %s\n", qPrintable(what), ratio, qPrintable(op), limit,
-                met ? "met" : "MISSED");
+    std::printf("  target: %-52s %.2f %s %.2f  %s\n", qPrintable(what), ratio, qPrintable(op),
+                limit, met ? "met" : "MISSED");
+    std::fflush(stdout);
+    return met;
+}
+
+Comparison::Comparison(const QString &title) : m_title(title) {}
+
+int Comparison::setFloor(const QString &label, const std::function<void()> &operation)
+{
+    m_floor = add(label, operation);
+    return m_floor;
+}
+
+int Comparison::add(const QString &label, const std::function<void()> &operation)
+{
+    m_labels.push_back(label);
+    return m_runs.add(operation);
+}
+
+void Comparison::expect(int index, Target target, int reference)
+{
+    m_expectations.push_back(Expectation{index, reference, target});
+}
+
+void Comparison::run(int iterations, int block, int warmup)
+{
+    m_runs.run(iterations, block, warmup);
+}
+
+QString Comparison::tag(int index) const
+{
+    return m_labels.at(size_t(index)).section(QLatin1Char(' '), 0, 0);
+}
+
+double Comparison::ratio(int index, int reference) const
+{
+    if (reference < 0)
+        reference = m_floor;
+    const double base = reference >= 0 ? stats(reference).median : 0;
+    return base > 0 ? stats(index).median / base : 0;
+}
+
+bool Comparison::report() const
+{
+    if (!m_title.isEmpty())
+        std::printf("%s\n", qPrintable(m_title));
+    const Stats floor = m_floor >= 0 ? stats(m_floor) : Stats();
+    for (size_t i = 0; i < m_labels.size(); ++i) {
+        if (int(i) == m_floor || m_floor < 0)
+            ombench::report(m_labels[i], stats(int(i)));
+        else
+            ombench::report(m_labels[i], stats(int(i)), &floor,
+                            QStringLiteral("of ") + tag(m_floor));
+    }
+    bool met = true;
+    for (const Expectation &e : m_expectations) {
+        const int reference = e.reference >= 0 ? e.reference : m_floor;
+        met &=
+            target(tag(e.index) + QStringLiteral(" / ") + tag(reference), ratio(e.index, reference),
+                   e.target.kind == Target::AtLeast ? QStringLiteral(">=") : QStringLiteral("<="),
+                   e.target.limit);
+    }
+    std::printf("\n");
     std::fflush(stdout);
     return met;
 }
@@ -300,7 +330,8 @@ QVariantMap typicalRequest()
     QVariantMap dat;
     dat.insert(QStringLiteral("itemId"), QStringLiteral("{6f1c2a9e-4b1d-4c55-9a43-0b7f7d1e2c3a}"));
     dat.insert(QStringLiteral("title"), QStringLiteral("Meeting moved to 14:30"));
-    dat.insert(QStringLiteral("subtitle"), QStringLiteral("Room 4.12, bring the quarterly figures"));
+    dat.insert(QStringLiteral("subtitle"),
+               QStringLiteral("Room 4.12, bring the quarterly figures"));
     dat.insert(QStringLiteral("timestamp"), QStringLiteral("1795000000000"));
     dat.insert(QStringLiteral("badge"), QStringLiteral("true"));
     dat.insert(QStringLiteral("type"), QStringLiteral("calendar.reminder"));
@@ -327,7 +358,8 @@ QVariantMap typicalRequest()
 QVariantMap typicalAnswer(const QVariantMap &request)
 {
     QVariantMap dat;
-    dat.insert(QStringLiteral("itemId"), request.value(QStringLiteral("dat")).toMap().value(QStringLiteral("itemId")));
+    dat.insert(QStringLiteral("itemId"),
+               request.value(QStringLiteral("dat")).toMap().value(QStringLiteral("itemId")));
     QVariantMap answer;
     answer.insert(QStringLiteral("res"), request.value(QStringLiteral("msg")));
     answer.insert(QStringLiteral("id"), request.value(QStringLiteral("id")));

@@ -74,22 +74,19 @@ public:
 };
 
 /**
- * The same request and answer in the shape of an exchange on the bus: the
- * client connects to a broker process, names the object and waits for the
- * broker's answer; the broker hands the connection to a server process
- * (SCM_RIGHTS) and keeps a copy; the client sends the request, reads the
- * answer and closes, and the server closes its end. No codec and no event
- * loop: the least an exchange of this shape costs on the machine.
+ * The same request and answer in the shape of a call on a control object:
+ * the client connects to the server's socket and sends a preface (its open
+ * request) and the request, reads the answer and closes; the server, in a
+ * child process, takes connections through epoll, reads preface and
+ * request, answers, and closes a connection at its end. No codec and no
+ * event loop: the least a call of this shape costs on the machine.
  */
-class BrokeredFloor : public RawExchange
+class DirectExchange : public RawExchange
 {
 public:
-    BrokeredFloor(int requestBytes, int answerBytes);
+    DirectExchange(int requestBytes, int answerBytes);
     void roundTrip() override;
 };
-
-/** The floor measured on its own. */
-Stats rawSocketFloor(int requestBytes, int answerBytes, int iterations);
 
 /** Prints one result line; with @p reference also the ratio to it. */
 void report(const QString &name, const Stats &stats, const Stats *reference = nullptr,
@@ -98,6 +95,59 @@ void report(const QString &name, const Stats &stats, const Stats *reference = nu
 /** Prints a target line "<what>: <ratio> (target <op> <limit>) met/MISSED";
  *  returns whether the target was met. */
 bool target(const QString &what, double ratio, const QString &op, double limit);
+
+/** What an operation's median must reach, as a ratio to its reference. */
+struct Target
+{
+    enum Kind { None, AtMost, AtLeast };
+    Kind kind = None;
+    double limit = 0;
+
+    static Target atMost(double limit) { return Target{AtMost, limit}; }
+    static Target atLeast(double limit) { return Target{AtLeast, limit}; }
+};
+
+/**
+ * One comparison: a floor and the operations measured against it, run in
+ * turn (Interleaved) so that all meet the same machine. report() prints a
+ * line for each with its ratio to the floor, and a target line, met or
+ * MISSED, for each expectation.
+ */
+class Comparison
+{
+public:
+    explicit Comparison(const QString &title = QString());
+
+    /** The reference of every ratio that names no other. */
+    int setFloor(const QString &label, const std::function<void()> &operation);
+    /** Adds an operation; returns its index. Labels begin with a short tag,
+     *  "(a) ...", by which target lines name them. */
+    int add(const QString &label, const std::function<void()> &operation);
+    /** The median of @p index, divided by that of @p reference (the floor
+     *  if -1), must meet @p target. */
+    void expect(int index, Target target, int reference = -1);
+
+    void run(int iterations, int block = 50, int warmup = 50);
+    /** Prints the results; returns whether every target was met. */
+    bool report() const;
+    Stats stats(int index) const { return m_runs.stats(index); }
+    double ratio(int index, int reference = -1) const;
+
+private:
+    struct Expectation
+    {
+        int index;
+        int reference;
+        Target target;
+    };
+    QString tag(int index) const;
+
+    QString m_title;
+    int m_floor = -1;
+    Interleaved m_runs;
+    std::vector<QString> m_labels;
+    std::vector<Expectation> m_expectations;
+};
 
 /** A typical "notify" request: a dozen string attributes and a nested
  *  "dat" map of eight. */

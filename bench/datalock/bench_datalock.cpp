@@ -1,98 +1,72 @@
-// Times of the data lock as an application sees them: constructing an
-// AdarpDomain (open and first reading), a state change from the publisher
-// to the signal, and a lock request to its answer from omdeviced.
+// The data lock as an application sees it, against a real omdeviced and
+// measured in turn with the floor of one request and answer on a raw
+// socket:
+//   (a) constructing an AdarpDomain: both objects opened, the state read;
+//   (b) a state change, from the publisher's write to the signal;
+//   (d) a lock request, to its answer from the perimeter manager.
+// Usage: bench_datalock [iterations]
 
+#include "benchcommon.h"
+#include "benchwait.h"
 #include "common/statepublisher.h"
 #include "deviceprocess.h"
-#include "testbroker.h"
 
 #include <om/platform/adarpdomain.h>
 
-#include <QtTest/QtTest>
+#include <QCoreApplication>
 
-#include <memory>
+#include <cstdio>
 
 using om::platform::AdarpDomain;
 
-namespace {
-const QString statePath = QStringLiteral("/pps/system/perimeter/info/1000/enterprise/state");
-
-/** Runs the event loop until @p signal of @p sender comes, at most 5 s. */
-template<typename Signal>
-bool waitFor(const AdarpDomain *sender, Signal signal)
+int main(int argc, char *argv[])
 {
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    bool came = false;
-    QObject::connect(sender, signal, &loop, [&]() {
-        came = true;
-        loop.quit();
+    QCoreApplication app(argc, argv);
+    const int iterations = argc > 1 ? qMax(1, QByteArray(argv[1]).toInt()) : 500;
+
+    ombench::SocketFloor floor(150, 150);
+    omtest::DeviceProcess device;
+    if (!device.start({QStringLiteral("--services=perimeter"), QStringLiteral("--set"),
+                       QStringLiteral("perimeter.state=3")})) {
+        std::fprintf(stderr, "bench_datalock: omdeviced did not start\n");
+        return 1;
+    }
+    // A second publisher of the state object, beside the device's own.
+    omdevice::StatePublisher publisher(
+        QStringLiteral("/pps/system/perimeter/info/1000/enterprise/state"));
+    if (!publisher.open(nullptr)) {
+        std::fprintf(stderr, "bench_datalock: cannot publish the state\n");
+        return 1;
+    }
+
+    bool failed = false;
+    AdarpDomain domain;
+    int raw = 3;
+    ombench::Comparison runs(QStringLiteral("Data lock against the floor"));
+    runs.setFloor(QStringLiteral("(c) raw SOCK_SEQPACKET round trip (floor)"),
+                  [&]() { floor.roundTrip(); });
+    const int constructIndex =
+        runs.add(QStringLiteral("(a) AdarpDomain()"), []() { AdarpDomain domain; });
+    const int changeIndex = runs.add(QStringLiteral("(b) state change to signal"), [&]() {
+        raw = raw == 1 ? 3 : 1;
+        if (!publisher.publish({{QStringLiteral("state"), raw}}) ||
+            !ombench::waitFor(&domain, &AdarpDomain::dataLockStateChanged))
+            failed = true;
     });
-    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    timer.start(5000);
-    loop.exec();
-    return came;
+    const int requestIndex = runs.add(QStringLiteral("(d) requestDataLock() to its answer"), [&]() {
+        if (domain.requestDataLock(QStringLiteral("bench")) != 0 ||
+            !ombench::waitFor(&domain, &AdarpDomain::responseReceived))
+            failed = true;
+    });
+    // Opening is two connections and a read; a change is one message
+    // through the broker; a request is one round trip through the service.
+    runs.expect(constructIndex, ombench::Target::atMost(4.0));
+    runs.expect(changeIndex, ombench::Target::atMost(3.0));
+    runs.expect(requestIndex, ombench::Target::atMost(3.0));
+    runs.run(iterations, 20, 10);
+    if (failed)
+        std::fprintf(stderr, "bench_datalock: an operation failed\n");
+    std::printf("bench_datalock: %d iterations\n\n", iterations);
+    runs.report();
+    return failed ? 1 : 0;
 }
-
-/** A state object with raw state @p raw, published on the current bus. */
-std::unique_ptr<omdevice::StatePublisher> publishState(int raw)
-{
-    std::unique_ptr<omdevice::StatePublisher> publisher(new omdevice::StatePublisher(statePath));
-    if (!publisher->open(nullptr) || !publisher->publish({{QStringLiteral("state"), raw}}))
-        publisher.reset();
-    return publisher;
-}
-
-void ignoreMessages(QtMsgType, const QMessageLogContext &, const QString &) {}
-} // namespace
-
-class bench_DataLock : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void construction()
-    {
-        omtest::TestBroker broker;
-        const auto publisher = publishState(3);
-        QVERIFY(publisher);
-        // Without a control object every construction logs a warning.
-        QtMessageHandler previous = qInstallMessageHandler(ignoreMessages);
-        QBENCHMARK {
-            AdarpDomain domain;
-        }
-        qInstallMessageHandler(previous);
-    }
-
-    void stateChangeToSignal()
-    {
-        omtest::TestBroker broker;
-        const auto publisher = publishState(1);
-        QVERIFY(publisher);
-        QtMessageHandler previous = qInstallMessageHandler(ignoreMessages);
-        AdarpDomain domain;
-        qInstallMessageHandler(previous);
-        int raw = 1;
-        QBENCHMARK {
-            raw = raw == 1 ? 3 : 1;
-            publisher->publish({{QStringLiteral("state"), raw}});
-            QVERIFY(waitFor(&domain, &AdarpDomain::dataLockStateChanged));
-        }
-    }
-
-    void lockRequestToAnswer()
-    {
-        omtest::DeviceProcess device;
-        QVERIFY(device.start({QStringLiteral("--services=perimeter"), QStringLiteral("--set"),
-                              QStringLiteral("perimeter.state=3")}));
-        AdarpDomain domain;
-        QBENCHMARK {
-            QCOMPARE(domain.requestDataLock(QStringLiteral("bench")), 0);
-            QVERIFY(waitFor(&domain, &AdarpDomain::responseReceived));
-        }
-    }
-};
-
-QTEST_GUILESS_MAIN(bench_DataLock)
-#include "bench_datalock.moc"

@@ -1,11 +1,11 @@
 // The notification settings' exchanges with a real omdeviced, against the
-// floor of one request and answer on a raw socket:
+// floor of one request and answer on a raw socket, all measured in turn:
 //   (a) constructing NotificationGlobalSettings: subscribe, query, read;
 //   (b) constructing NotificationApplicationSettings;
-//   (c) a global setter, until the device's answer (the device saves the
+//   (d) a global setter, until the device's answer (the device keeps the
 //       change before it answers);
-//   (d) a global setter, until the change is back as a signal;
-//   (e) NotificationDefaultApplicationSettings::apply().
+//   (e) a global setter, until the change is back as a signal;
+//   (f) NotificationDefaultApplicationSettings::apply().
 // Usage: bench_settings [iterations]
 
 #include <om/platform/notificationapplicationsettings.h>
@@ -28,61 +28,55 @@ int main(int argc, char *argv[])
     const int iterations = argc > 1 ? qMax(1, QByteArray(argv[1]).toInt()) : 300;
     qputenv("OM_PACKAGE_NAME", "com.example.bench");
 
-    // The floor first, before the device's process exists.
-    const ombench::Stats floor = ombench::rawSocketFloor(120, 300, iterations);
+    // The floor's server is forked before the device's process exists.
+    ombench::SocketFloor floor(120, 300);
     omtest::DeviceProcess device;
     if (!device.start()) {
         std::fprintf(stderr, "bench_settings: omdeviced did not start\n");
         return 1;
     }
-    const QString ref = QStringLiteral("floor");
-    ombench::report(QStringLiteral("raw socket round trip (floor)"), floor);
-
-    ombench::report(QStringLiteral("NotificationGlobalSettings()"),
-                    ombench::measure([]() { NotificationGlobalSettings settings; }, iterations),
-                    &floor, ref);
-    ombench::report(
-        QStringLiteral("NotificationApplicationSettings()"),
-        ombench::measure([]() { NotificationApplicationSettings settings; }, iterations), &floor,
-        ref);
 
     NotificationGlobalSettings settings;
-    int volume = 10;
-    ombench::report(QStringLiteral("setVolume(), to the answer"),
-                    ombench::measure(
-                        [&]() {
-                            volume = volume == 10 ? 11 : 10;
-                            settings.setVolume(volume);
-                        },
-                        iterations),
-                    &floor, ref);
-
+    int answered = 10;
+    int signalled = 20;
     QEventLoop loop;
     QObject::connect(&settings, &NotificationGlobalSettings::volumeChanged, &loop, [&](int value) {
-        if (value == volume)
+        if (value == signalled)
             loop.quit();
     });
-    ombench::report(QStringLiteral("setVolume(), to volumeChanged"),
-                    ombench::measure(
-                        [&]() {
-                            volume = volume == 20 ? 21 : 20;
-                            settings.setVolume(volume);
-                            loop.exec();
-                        },
-                        iterations),
-                    &floor, ref);
-
     NotificationDefaultApplicationSettings defaults;
     defaults.setSound(NotificationPolicy::Deny);
     int count = 1;
-    ombench::report(QStringLiteral("NotificationDefaultApplicationSettings::apply()"),
-                    ombench::measure(
-                        [&]() {
-                            count = count == 2 ? 3 : 2;
-                            defaults.setVibrateCount(count);
-                            defaults.apply();
-                        },
-                        iterations),
-                    &floor, ref);
-    return 0;
+    bool failed = false;
+
+    ombench::Comparison runs(QStringLiteral("Settings against the floor"));
+    runs.setFloor(QStringLiteral("(c) raw SOCK_SEQPACKET round trip (floor)"),
+                  [&]() { floor.roundTrip(); });
+    runs.add(QStringLiteral("(a) NotificationGlobalSettings()"),
+             []() { NotificationGlobalSettings settings; });
+    runs.add(QStringLiteral("(b) NotificationApplicationSettings()"),
+             []() { NotificationApplicationSettings settings; });
+    const int writeIndex = runs.add(QStringLiteral("(d) setVolume(), to the answer"), [&]() {
+        answered = answered == 10 ? 11 : 10;
+        if (settings.setVolume(answered) != NotificationSettingsError::None)
+            failed = true;
+    });
+    runs.add(QStringLiteral("(e) setVolume(), to volumeChanged"), [&]() {
+        signalled = signalled == 20 ? 21 : 20;
+        settings.setVolume(signalled);
+        loop.exec();
+    });
+    runs.add(QStringLiteral("(f) NotificationDefaultApplicationSettings::apply()"), [&]() {
+        count = count == 2 ? 3 : 2;
+        defaults.setVibrateCount(count);
+        if (defaults.apply() != NotificationSettingsError::None)
+            failed = true;
+    });
+    runs.expect(writeIndex, ombench::Target::atMost(3.0));
+    runs.run(iterations, 20, 10);
+    if (failed)
+        std::fprintf(stderr, "bench_settings: a setter failed\n");
+    std::printf("bench_settings: %d iterations\n\n", iterations);
+    runs.report();
+    return failed ? 1 : 0;
 }

@@ -4,14 +4,17 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <memory>
+
 class QLoggingCategory;
 
 namespace omdevice {
 
 /**
- * What one module keeps across restarts of the device: a JSON file in the
- * device's data directory, replaced atomically on every save so that a
- * crash never leaves half a file.
+ * What one module keeps across restarts of the device: JSON in the device's
+ * data directory, in two copies that are written in turn, so that a crash
+ * never leaves the module with half its state: load() takes the newest
+ * whole copy. Copies of a DataStore share what they know of the files.
  */
 class DataStore
 {
@@ -21,6 +24,8 @@ public:
     QString fileName() const { return m_fileName; }
     /** The saved data, or an empty map if there is none or it is unreadable. */
     QVariantMap load() const;
+    /** Saves @p data; once it returns, a crash of the device loses nothing
+     *  of it (a power cut may). */
     bool save(const QVariantMap &data, QString *error = nullptr) const;
     /** Saves @p data; when that fails, warns "cannot save <file>: <why>"
      *  in @p log. For modules that keep their state in memory anyway. */
@@ -30,7 +35,9 @@ public:
     static QString defaultDirectory();
 
 private:
+    struct Files;
     QString m_fileName;
+    std::shared_ptr<Files> m_files;
 };
 
 } // namespace omdevice

@@ -30,7 +30,7 @@ public:
             return code;
         }
         connect(m_server, &omdevice::ControlServer::clientOpened, this,
-                [this](int id) { m_owner->clientOpened(id); });
+                [this](int id) { m_owner->clientOpened(id, m_server->clientInfo(id)); });
         connect(m_server, &omdevice::ControlServer::clientClosed, this,
                 [this](int id) { m_owner->clientClosed(id); });
         connect(m_server, &omdevice::ControlServer::message, this,
@@ -288,10 +288,17 @@ void FakeServer::record(const Received &message)
     m_received.append(message);
 }
 
-void FakeServer::clientOpened(int clientId)
+QVariantMap FakeServer::clientInfo(int clientId) const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_clientInfo.value(clientId);
+}
+
+void FakeServer::clientOpened(int clientId, const QVariantMap &info)
 {
     QMutexLocker lock(&m_mutex);
     m_clients.append(clientId);
+    m_clientInfo.insert(clientId, info);
     ++m_opened;
 }
 

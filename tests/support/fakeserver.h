@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QMap>
 #include <QMutex>
 #include <QObject>
 #include <QString>
@@ -55,7 +56,8 @@ public:
 
     /** Registers the object on the bus. False with error() set on failure. */
     bool start();
-    /** The server goes away; its clients stay open, silent. */
+    /** The server goes away, as a service that stops; its clients open
+     *  the object again once a server is back. */
     void stop();
     int error() const;
 
@@ -90,6 +92,9 @@ public:
     /** Clients connected now. */
     QList<int> clients() const;
     bool waitForClients(int count, int timeoutMs = 5000) const;
+    /** What the server was told of a client when it opened: "pid", "uid",
+     *  "gid" and "package"; kept after the client has gone. */
+    QVariantMap clientInfo(int clientId) const;
     /** How many clients ever opened and closed the object. */
     int openedCount() const;
     int closedCount() const;
@@ -103,7 +108,7 @@ private:
 
     QList<Answer> answersFor(const Received &message) const;
     void record(const Received &message);
-    void clientOpened(int clientId);
+    void clientOpened(int clientId, const QVariantMap &info);
     void clientClosed(int clientId);
     void answerSent();
 
@@ -117,6 +122,7 @@ private:
     QList<std::function<QList<Answer>(const Received &)>> m_rules;
     QList<Received> m_received;
     QList<int> m_clients;
+    QMap<int, QVariantMap> m_clientInfo;
     int m_opened = 0;
     int m_closed = 0;
     int m_sent = 0;

@@ -21,10 +21,15 @@ class PpsObjectPrivate;
  * separated by commas: "wait" (read blocks until something arrives),
  * "server" (become the server of a control object), "create" (a publisher
  * creates a plain object), "mode=0640" (permissions of an object this
- * connection creates or serves). Each PpsObject is one connection to the
- * bus broker; the object is closed when it is destroyed.
+ * connection creates or serves). Each PpsObject is one connection: to the
+ * server of a control object, else to the bus broker. The object is closed
+ * when it is destroyed.
  *
- * The broker is found through the directory named by OM_PPS_ROOT, else
+ * A control object's client outlives its server: when the server goes
+ * away, the object stays open, tells its reader nothing, and connects again
+ * once the object is served again. Messages written meanwhile are lost.
+ *
+ * The bus is found through the directory named by OM_PPS_ROOT, else
  * $XDG_RUNTIME_DIR/om-pps, else /tmp/om-pps-<uid>.
  */
 class OMSYS_EXPORT PpsObject : public QObject
@@ -41,7 +46,8 @@ public:
     QString path() const;
 
     /**
-     * Opens the object. Blocks only for the broker's answer. False on
+     * Opens the object. Blocks only for a connect, and for the broker's
+     * answer where the broker is asked (plain objects, servers). False on
      * failure, with error() set: ENOENT no such object, EACCES refused by
      * the object's permissions, EBUSY the object already has a server,
      * EINVAL a bad path or option, ECONNREFUSED no broker running.
@@ -60,7 +66,9 @@ public:
     /**
      * Takes one message waiting on the object. Sets *ok to true if data was
      * read. Without blocking, with nothing waiting, *ok is false and error()
-     * is EAGAIN (11).
+     * is EAGAIN (11). Once the far side has ended the connection for good
+     * (the broker went away, or a server shut this client out), it fails at
+     * once with ENOTCONN.
      */
     QByteArray read(bool *ok);
 

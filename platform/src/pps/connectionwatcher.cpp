@@ -54,8 +54,7 @@ ConnectionWatcher *ConnectionWatcher::current()
 }
 
 ConnectionWatcher::ConnectionWatcher(int epollFd)
-    : m_epoll(epollFd),
-      m_notifier(new QSocketNotifier(epollFd, QSocketNotifier::Read, this)),
+    : m_epoll(epollFd), m_notifier(new QSocketNotifier(epollFd, QSocketNotifier::Read, this)),
       m_forks(s_forks.load(std::memory_order_relaxed))
 {
     connect(m_notifier, &QSocketNotifier::activated, this, &ConnectionWatcher::dispatch);

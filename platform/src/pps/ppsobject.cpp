@@ -1,18 +1,21 @@
 #include <om/ppsobject.h>
 
+#include "buspolicy_p.h"
 #include "busprotocol_p.h"
+#include "bussocket_p.h"
 #include "connectionwatcher_p.h"
 #include "ppscodec_p.h"
 #include "serverendpoint_p.h"
 
-#include <QEvent>
 #include <QCoreApplication>
+#include <QEvent>
 #include <QFile>
-#include <QLoggingCategory>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QThread>
+#include <QTimer>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -24,17 +27,36 @@
 
 namespace om {
 
+namespace {
+// A control object's client whose server went away tries again after this
+// long, twice as long after every failed try, up to the longest.
+constexpr int FirstRetryMs = 20;
+constexpr int LongestRetryMs = 1000;
+} // namespace
+
 class PpsObjectPrivate
 {
 public:
+    // How the object is reached.
+    enum Kind {
+        Closed,
+        Brokered, // a plain object, through the broker
+        Direct,   // a control object, straight to its server
+        Serving,  // the server of a control object
+    };
+
     QString path;
     QString objectPath;
     QString options;
+    // The same, as the bus carries them.
+    QByteArray objectBytes;
+    QByteArray optionBytes;
+    Kind kind = Closed;
     int fd = -1;
     bool blocking = false;
     bool readable = false;
     bool writable = false;
-    bool ended = false; // the broker closed the connection
+    bool ended = false; // the far side ended the connection for good
     int error = 0;
     QList<QByteArray> pending; // content that came with the open answer
     // A server's connections are watched through its endpoint; every
@@ -42,29 +64,17 @@ public:
     QSocketNotifier *notifier = nullptr;
     QPointer<bus::ConnectionWatcher> watcher;
     quint64 watchToken = 0;
-    // The server of a control object talks to its clients directly.
     std::unique_ptr<bus::ServerEndpoint> server;
 
-    // A server that goes away waits until the broker has taken its object
-    // down, so that once close() returns nobody can open the object any more.
-    // The broker answers the end of the server's writing by closing.
-    void unregister()
-    {
-        if (::shutdown(fd, SHUT_WR) != 0)
-            return;
-        pollfd p{fd, POLLIN, 0};
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-        char discard[256];
-        for (;;) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0 || ::poll(&p, 1, int(left.count())) <= 0)
-                return;
-            const ssize_t n = ::recv(fd, discard, sizeof discard, MSG_DONTWAIT);
-            if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN))
-                return;
-        }
-    }
+    // A control object's client whose server went away: its open request,
+    // which is also the preface of a new connection, and when to try again.
+    QByteArray preface;
+    int openMode = 0;
+    bool lost = false;
+    int retryMs = 0;
+    std::chrono::steady_clock::time_point nextTry;
+    std::chrono::steady_clock::time_point connectedAt;
+    QTimer *retry = nullptr;
 
     void startWatching(PpsObject *q)
     {
@@ -89,21 +99,175 @@ public:
         // closed, so only then is it worth looking.
         if (events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) {
             char probe;
-            const ssize_t n = ended ? 0 : ::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
-            if (n == 0)
+            ssize_t n = 0;
+            if (!ended) {
+                do {
+                    n = ::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+                } while (n < 0 && (errno == EINTR || errno == ECONNRESET));
+            }
+            if (n == 0) {
+                if (kind == Direct && !ended && bus::peerClosed(fd)) {
+                    // The server went away: nothing for the reader to see.
+                    loseServer(q);
+                    return;
+                }
+                ended = true;
                 stopWatching();
+            }
         }
         Q_EMIT q->readyRead();
     }
 
-    bool hasOption(const QString &name) const
+    // The connection to a control object's server ended because the server
+    // closed it: the object is opened again once a server is back.
+    void loseServer(PpsObject *q)
     {
-        const auto parts = QStringView(options).split(QLatin1Char(','), Qt::SkipEmptyParts);
-        for (QStringView part : parts) {
-            if (part.trimmed() == name)
+        stopWatching();
+        if (fd >= 0)
+            ::close(fd);
+        fd = -1;
+        lost = true;
+        // A connection that ends as soon as it is made counts as a failed
+        // try: a server that keeps closing its clients is not answered by a
+        // client that keeps coming back at once.
+        const auto time = std::chrono::steady_clock::now();
+        if (time - connectedAt >= std::chrono::milliseconds(LongestRetryMs)) {
+            retryMs = 0;
+            nextTry = time;
+        } else {
+            retryMs = retryMs == 0 ? FirstRetryMs : std::min(2 * retryMs, LongestRetryMs);
+            nextTry = time + std::chrono::milliseconds(retryMs);
+        }
+        qCDebug(bus::lcBus) << "the server of" << objectPath
+                            << "went away; waiting for it to come back";
+        tryAgain(q, false);
+    }
+
+    // One attempt (more with @p blocking, until one succeeds) to connect to
+    // the server again; false if it is still away.
+    bool tryAgain(PpsObject *q, bool blocking, bool now = false)
+    {
+        for (;;) {
+            if (!lost)
+                return true;
+            const auto time = std::chrono::steady_clock::now();
+            if (now || time >= nextTry) {
+                now = false;
+                int err = 0;
+                bool notServed = false;
+                const int connected =
+                    bus::connectToServer(objectBytes, openMode, preface, &err, &notServed);
+                if (connected >= 0) {
+                    fd = connected;
+                    lost = false;
+                    connectedAt = time;
+                    if (retry)
+                        retry->stop();
+                    if (readable)
+                        startWatching(q);
+                    qCDebug(bus::lcBus) << "connected to the server of" << objectPath << "again";
+                    return true;
+                }
+                retryMs = retryMs == 0 ? FirstRetryMs : std::min(2 * retryMs, LongestRetryMs);
+                nextTry = time + std::chrono::milliseconds(retryMs);
+            }
+            const auto wait =
+                std::chrono::duration_cast<std::chrono::milliseconds>(nextTry - time).count() + 1;
+            if (!blocking) {
+                scheduleRetry(q, int(wait));
+                return false;
+            }
+            // A reader that waits for the server to come back waits only
+            // while the bus is there: with the device gone, it hears so at
+            // once instead of hanging.
+            if (!bus::brokerRunning()) {
+                error = ENOTCONN;
+                return false;
+            }
+            ::poll(nullptr, 0, int(wait));
+        }
+    }
+
+    void scheduleRetry(PpsObject *q, int ms)
+    {
+        if (!QThread::currentThread()->eventDispatcher() || q->thread() != QThread::currentThread())
+            return; // tried again by the next read() or write()
+        if (!retry) {
+            retry = new QTimer(q);
+            retry->setSingleShot(true);
+            QObject::connect(retry, &QTimer::timeout, q, [q]() {
+                PpsObjectPrivate *d = q->d_func();
+                if (d->kind == Direct && d->lost)
+                    d->tryAgain(q, false);
+            });
+        }
+        retry->start(ms);
+    }
+
+    // What ended a direct connection: its server closing it, or the server
+    // shutting this client out (the bus went away, or it read too little).
+    // True if the object is to be opened again.
+    bool connectionEnded(PpsObject *q)
+    {
+        if (!ended && bus::peerClosed(fd)) {
+            loseServer(q);
+            return true;
+        }
+        ended = true;
+        stopWatching();
+        return false;
+    }
+
+    QByteArray readDirect(PpsObject *q, bool *ok)
+    {
+        for (;;) {
+            if (lost && !tryAgain(q, blocking)) {
+                error = blocking ? ENOTCONN : EAGAIN;
+                return QByteArray();
+            }
+            QByteArray buf;
+            const ssize_t n = bus::receive(fd, blocking ? 0 : MSG_DONTWAIT, &buf);
+            if (n > 0) {
+                error = 0;
+                *ok = true;
+                return buf;
+            }
+            // A server that closed with messages of ours unread makes one
+            // receive fail with ECONNRESET; what it sent before follows.
+            if (n < 0 && errno == ECONNRESET)
+                continue;
+            if (n < 0) {
+                error = errno;
+                return QByteArray();
+            }
+            if (connectionEnded(q))
+                continue;
+            error = ENOTCONN;
+            return QByteArray();
+        }
+    }
+
+    bool writeDirect(PpsObject *q, const QByteArray &data)
+    {
+        error = 0;
+        // A message written while no server exists is lost, as one that a
+        // server leaves unread when it goes; the writer is not told either
+        // way. A server that is back already gets it.
+        if (lost && !tryAgain(q, false, true))
+            return true;
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            if (bus::sendMessage(fd, data) >= 0)
+                return true;
+            if ((errno != EPIPE && errno != ECONNRESET && errno != ENOTCONN) ||
+                !bus::peerClosed(fd)) {
+                error = errno;
+                return false;
+            }
+            loseServer(q);
+            if (!tryAgain(q, false, true))
                 return true;
         }
-        return false;
+        return true;
     }
 };
 
@@ -113,6 +277,8 @@ PpsObject::PpsObject(const QString &path, QObject *parent)
     Q_D(PpsObject);
     d->path = path;
     bus::splitPath(path, &d->objectPath, &d->options);
+    d->objectBytes = bus::fileName(d->objectPath);
+    d->optionBytes = d->options.toUtf8();
 }
 
 PpsObject::~PpsObject()
@@ -133,50 +299,81 @@ bool PpsObject::open(PpsOpenMode::Types mode)
     if (!QCoreApplication::instance() && !toldOfNoApplication) {
         toldOfNoApplication = true;
         qCWarning(bus::lcBus, "om::PpsObject: no QCoreApplication: answers and signals of the "
-                         "device's services come through the Qt event loop, and calls that wait "
-                         "for them fail at once; create a QCoreApplication first");
+                              "device's services come through the Qt event loop, and calls that "
+                              "wait for them fail at once; create a QCoreApplication first");
     }
-    if (d->fd >= 0) {
+    if (d->kind != PpsObjectPrivate::Closed) {
         d->error = EBUSY;
         return false;
     }
-    const QByteArray request = bus::openRequest(d->objectPath, int(mode), d->options);
-    int err = 0;
-    const int fd = bus::connectAndSend(request, &err);
-    if (fd < 0) {
-        d->error = err;
+    // The path and options are checked here, before anything is looked up
+    // in the file system: a control object's server is reached directly.
+    bus::OpenOptions options;
+    if (!bus::validObjectPath(d->objectBytes) || !bus::parseOptions(d->optionBytes, &options) ||
+        (int(mode) & 3) == 0) {
+        d->error = EINVAL;
         return false;
     }
-    d->fd = fd;
-    // A client's connection joins the thread's watcher while the broker
-    // considers the request: the system call then costs no time of the
-    // exchange.
-    const bool isServer = d->hasOption(QStringLiteral("server"));
-    if (!isServer && mode.testFlag(PpsOpenMode::Subscribe))
-        d->startWatching(this);
-    QByteArray content;
-    if (!bus::receiveAnswer(fd, &content, &err)) {
-        qCInfo(bus::lcBus, "cannot open %s: %s", qPrintable(d->objectPath),
-               err == ENOENT ? "no such object (is its service running?)" : std::strerror(err));
-        d->stopWatching();
-        ::close(fd);
-        d->fd = -1;
-        d->error = err;
-        return false;
+    const QByteArray request = bus::openRequest(d->objectBytes, int(mode), d->optionBytes);
+    int err = 0;
+    if (options.server) {
+        d->server = bus::ServerEndpoint::open(d->objectPath, request, &err);
+        if (!d->server) {
+            d->error = err;
+            return false;
+        }
+        d->kind = PpsObjectPrivate::Serving;
+    } else {
+        bool notServed = false;
+        d->fd = bus::connectToServer(d->objectBytes, int(mode), request, &err, &notServed);
+        if (d->fd >= 0) {
+            d->kind = PpsObjectPrivate::Direct;
+            d->preface = request;
+            d->openMode = int(mode);
+            d->connectedAt = std::chrono::steady_clock::now();
+            d->retryMs = 0;
+            if (mode.testFlag(PpsOpenMode::Subscribe))
+                d->startWatching(this);
+        } else if (!notServed) {
+            d->error = err;
+            return false;
+        } else {
+            // Not a control object that is served: the broker's to answer.
+            const int fd = bus::connectAndSend(request, &err);
+            if (fd < 0) {
+                d->error = err;
+                return false;
+            }
+            d->fd = fd;
+            // The connection joins the thread's watcher while the broker
+            // considers the request: the system call then costs no time of
+            // the exchange.
+            if (mode.testFlag(PpsOpenMode::Subscribe))
+                d->startWatching(this);
+            QByteArray content;
+            if (!bus::receiveAnswer(fd, &content, &err)) {
+                qCInfo(bus::lcBus, "cannot open %s: %s", qPrintable(d->objectPath),
+                       err == ENOENT ? "no such object (is its service running?)"
+                                     : std::strerror(err));
+                d->stopWatching();
+                ::close(fd);
+                d->fd = -1;
+                d->error = err;
+                return false;
+            }
+            d->kind = PpsObjectPrivate::Brokered;
+            d->pending.clear();
+            if (!content.isEmpty())
+                d->pending.append(content);
+        }
     }
     d->error = 0;
     d->ended = false;
+    d->lost = false;
     d->readable = mode.testFlag(PpsOpenMode::Subscribe);
     d->writable = mode.testFlag(PpsOpenMode::Publish);
-    if (d->hasOption(QStringLiteral("wait")))
+    if (options.wait)
         d->blocking = true;
-    d->pending.clear();
-    if (!content.isEmpty())
-        d->pending.append(content);
-    if (isServer) {
-        const QString name = d->objectPath.mid(d->objectPath.lastIndexOf(QLatin1Char('/')) + 1);
-        d->server.reset(new bus::ServerEndpoint(fd, name.toUtf8()));
-    }
 
     // Without an event loop on this thread there is nobody to tell; read()
     // still works.
@@ -202,7 +399,7 @@ bool PpsObject::open(PpsOpenMode::Types mode)
 
 bool PpsObject::isOpen() const
 {
-    return d_func()->fd >= 0;
+    return d_func()->kind != PpsObjectPrivate::Closed;
 }
 
 void PpsObject::close()
@@ -210,15 +407,18 @@ void PpsObject::close()
     Q_D(PpsObject);
     delete d->notifier;
     d->notifier = nullptr;
+    delete d->retry;
+    d->retry = nullptr;
     d->stopWatching();
     if (d->server) {
-        d->unregister();
-        d->server->dropClients();
+        d->server->close();
         d->server.reset();
     }
     if (d->fd >= 0)
         ::close(d->fd);
     d->fd = -1;
+    d->kind = PpsObjectPrivate::Closed;
+    d->lost = false;
     d->pending.clear();
 }
 
@@ -239,11 +439,7 @@ QByteArray PpsObject::read(bool *ok)
     if (!ok)
         ok = &dummy;
     *ok = false;
-    if (d->fd < 0) {
-        d->error = EBADF;
-        return QByteArray();
-    }
-    if (!d->readable) {
+    if (d->kind == PpsObjectPrivate::Closed || !d->readable) {
         d->error = EBADF;
         return QByteArray();
     }
@@ -264,6 +460,8 @@ QByteArray PpsObject::read(bool *ok)
             d->error = ENOTCONN;
         return QByteArray();
     }
+    if (d->kind == PpsObjectPrivate::Direct)
+        return d->readDirect(this, ok);
     QByteArray buf;
     const ssize_t n = bus::receive(d->fd, d->blocking ? 0 : MSG_DONTWAIT, &buf);
     if (n < 0) {
@@ -284,7 +482,7 @@ QByteArray PpsObject::read(bool *ok)
 bool PpsObject::write(const QByteArray &data)
 {
     Q_D(PpsObject);
-    if (d->fd < 0 || !d->writable) {
+    if (d->kind == PpsObjectPrivate::Closed || !d->writable) {
         d->error = EBADF;
         return false;
     }
@@ -306,11 +504,9 @@ bool PpsObject::write(const QByteArray &data)
         d->error = err;
         return written;
     }
-    ssize_t n;
-    do {
-        n = ::send(d->fd, data.constData(), size_t(data.size()), MSG_NOSIGNAL);
-    } while (n < 0 && errno == EINTR);
-    if (n < 0) {
+    if (d->kind == PpsObjectPrivate::Direct)
+        return d->writeDirect(this, data);
+    if (bus::sendMessage(d->fd, data) < 0) {
         d->error = errno;
         return false;
     }
@@ -344,7 +540,7 @@ bool PpsObject::event(QEvent *e)
             this,
             [this]() {
                 Q_D(PpsObject);
-                if (d->fd >= 0 && !d->server && !d->watchToken)
+                if (d->fd >= 0 && d->readable && !d->server && !d->watchToken)
                     d->startWatching(this);
             },
             Qt::QueuedConnection);

@@ -1,7 +1,12 @@
-# The bus client, the PPS text codec and pps_open().
+# The bus client, the PPS text codec and pps_open(). The bus rules and the
+# socket helpers (buspolicy, bussocket) are compiled into the broker too.
 list(APPEND OMSYS_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/busprotocol_p.h
   ${CMAKE_CURRENT_LIST_DIR}/busclient.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/buspolicy_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/buspolicy.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/bussocket_p.h
+  ${CMAKE_CURRENT_LIST_DIR}/bussocket.cpp
   ${CMAKE_CURRENT_LIST_DIR}/connectionwatcher_p.h
   ${CMAKE_CURRENT_LIST_DIR}/connectionwatcher.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ppscodec_p.h

@@ -10,9 +10,10 @@ top=$(cd "$(dirname "$0")/.." && pwd)
 build=${OM_BUILD_DIR:-$top/build}
 
 packages=(build-essential cmake ninja-build pkg-config qtbase5-dev qtdeclarative5-dev
-          qtbase5-dev-tools dbus-daemon
+          qtbase5-dev-tools dbus-daemon libcpp-httplib-dev libqt5websockets5-dev
+          chromium chromium-driver
           # Qt 6, and the QML modules a document's "import QtQml" needs there
-          qt6-base-dev qt6-declarative-dev qml6-module-qtqml
+          qt6-base-dev qt6-declarative-dev qt6-websockets-dev qml6-module-qtqml
           qml6-module-qtqml-workerscript qml6-module-qtqml-models
           # the API reference and the manual pages
           doxygen help2man)

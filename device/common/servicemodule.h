@@ -87,6 +87,9 @@ struct ModuleInfo
     /** The settings the module reads. */
     QList<Setting> settings;
     std::function<ServiceModule *(const DeviceContext &, QObject *)> create;
+    /** Off unless asked for: named in --services, turned on with
+     *  --<name>, or given a setting "<name>.<key>". */
+    bool optional = false;
 };
 
 /** The setting @p key of any registered module, or null. */
@@ -113,6 +116,17 @@ using ModuleRegistrar = ModuleRegistry::Registrar;
         [](const omdevice::DeviceContext &context, QObject *parent) -> omdevice::ServiceModule * { \
             return new Class(context, parent);                                          \
         }})
+
+/** Registers a module that runs only when asked for (see ModuleInfo); its
+ *  settings as with OM_DEVICE_MODULE. */
+#define OM_DEVICE_OPTIONAL_MODULE(Class, name, description, ...)                        \
+    static const omdevice::ModuleRegistrar Class##Registrar(omdevice::ModuleInfo{      \
+        QStringLiteral(name), QStringLiteral(description),                              \
+        omdevice::ModuleSettings(__VA_ARGS__).list(),                                   \
+        [](const omdevice::DeviceContext &context, QObject *parent) -> omdevice::ServiceModule * { \
+            return new Class(context, parent);                                          \
+        },                                                                              \
+        true})
 
 /**
  * Defines the logging category of a part of the device, "om.device.<name>".

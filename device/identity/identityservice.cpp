@@ -131,6 +131,7 @@ IdentityService::IdentityService(const DeviceContext &context, QObject *parent)
       m_simulator(new ControlServer(protocol::simulatorPath(), 0600, this)),
       m_router(new RequestRouter(m_control, wireForm(), this)),
       m_user(new RequestRouter(m_simulator, WireForm::standard(), this)),
+      m_watchers(m_user),
       m_state(context.dataDirectory,
               listSetting(context, QStringLiteral("identity.tokenTypes"), DefaultTokenTypes),
               listSetting(context, QStringLiteral("identity.appliesTo"), DefaultAppliesTo))
@@ -206,6 +207,13 @@ void IdentityService::finish(const Request &request, const IdentityResult &resul
     m_router->answer(request, result.dat);
     if (!result.changed.isEmpty())
         notifyChanged(result.owner, result.changed, request.clientId());
+    // Tokens come and go with requests that change no data.
+    changed();
+}
+
+void IdentityService::changed() const
+{
+    m_watchers.changed(protocol::simState());
 }
 
 IdentityService::Options IdentityService::options(const Request &request) const
@@ -430,10 +438,13 @@ void IdentityService::onClientClosed(int clientId)
         std::remove_if(m_notifiers.begin(), m_notifiers.end(),
                        [clientId](const Notifier &n) { return n.clientId == clientId; }),
         m_notifiers.end());
+    const int pending = m_challenges.size();
     m_challenges.erase(
         std::remove_if(m_challenges.begin(), m_challenges.end(),
                        [clientId](const Challenge &c) { return c.request.clientId() == clientId; }),
         m_challenges.end());
+    if (m_challenges.size() != pending)
+        changed();
 }
 
 // --- "ids:omb:omid".
@@ -487,6 +498,7 @@ void IdentityService::onChallenge(const Request &request)
              QStringLiteral("the application does not let the user be asked"));
     } else {
         m_challenges.append(challenge);
+        changed();
         log(request, QStringLiteral("waits for the user (challenge %1)").arg(challenge.id), false);
     }
 }
@@ -515,6 +527,7 @@ void IdentityService::addUserRoutes()
         m_user->answer(request, result.dat);
         if (!result.changed.isEmpty())
             notifyChanged(result.owner, result.changed, -1);
+        changed();
     };
     auto ownerOf = [](const QVariantMap &dat) {
         const QString package = dat.value(protocol::simKeyPackage()).toString();
@@ -570,15 +583,16 @@ void IdentityService::addUserRoutes()
              if (!needPackage(request))
                  return;
              const QString owner = ownerOf(request.map());
-             QVariantList entries;
-             const auto all = m_state.entries(owner);
-             for (auto it = all.cbegin(); it != all.cend(); ++it)
-                 entries.append(QVariantMap{{protocol::keyName(), it.key()},
-                                            {protocol::simKeySize(), it.value().value.size()},
-                                            {protocol::simKeyCached(), it.value().cached},
-                                            {protocol::simKeyEncrypted(), it.value().encrypted}});
              m_user->answer(request, QVariantMap{{protocol::simKeyOwner(), owner},
-                                                 {protocol::simKeyEntries(), entries}});
+                                                 {protocol::simKeyEntries(), entriesOf(owner)}});
+         }},
+        {protocol::simAllData(), Shape::OptionalMap,
+         [this](const Request &request) {
+             QVariantList owners;
+             for (const QString &owner : m_state.owners())
+                 owners.append(QVariantMap{{protocol::simKeyOwner(), owner},
+                                           {protocol::simKeyEntries(), entriesOf(owner)}});
+             m_user->answer(request, QVariantMap{{protocol::simKeyOwners(), owners}});
          }},
         {protocol::simGetData(), Shape::Map,
          [this, ownerOf, needPackage](const Request &request) {
@@ -688,8 +702,21 @@ void IdentityService::addUserRoutes()
              for (const Challenge &c : qAsConst(answering))
                  answerChallenge(c, approve, level);
              m_user->answer(request, QVariantMap{{protocol::simKeyAnswered(), answering.size()}});
+             changed();
          }},
     });
+}
+
+QVariantList IdentityService::entriesOf(const QString &owner) const
+{
+    QVariantList entries;
+    const auto all = m_state.entries(owner);
+    for (auto it = all.cbegin(); it != all.cend(); ++it)
+        entries.append(QVariantMap{{protocol::keyName(), it.key()},
+                                   {protocol::simKeySize(), it.value().value.size()},
+                                   {protocol::simKeyCached(), it.value().cached},
+                                   {protocol::simKeyEncrypted(), it.value().encrypted}});
+    return entries;
 }
 
 OM_DEVICE_MODULE(IdentityService, "identity",

@@ -3,6 +3,7 @@
 
 #include "common/requestrouter.h"
 #include "common/servicemodule.h"
+#include "common/watchers.h"
 #include "identity/identitystate.h"
 
 #include <QHash>
@@ -119,11 +120,16 @@ private:
 
     // The user's side.
     void addUserRoutes();
+    /** The entries of @p owner as the user's side lists them. */
+    QVariantList entriesOf(const QString &owner) const;
+    /** Tells the user's side's watchers that what it shows changed. */
+    void changed() const;
 
     ControlServer *m_control;
     ControlServer *m_simulator;
     RequestRouter *m_router;
     RequestRouter *m_user;
+    Watchers m_watchers;
     IdentityState m_state;
     QHash<int, Connection> m_connections;
     QList<Notifier> m_notifiers;

@@ -96,6 +96,8 @@ public:
     IdentityResult setChallengePolicy(const QString &policy);
     /** The entries of @p owner with their marks, for listing. */
     QMap<QString, Entry> entries(const QString &owner) const { return m_data.data.value(owner); }
+    /** Everyone who has stored entries. */
+    QStringList owners() const { return m_data.data.keys(); }
     /** Writes an entry as the user, made if missing. */
     IdentityResult putEntry(const QString &owner, const QString &name, const QByteArray &value);
     IdentityResult removeEntry(const QString &owner, const QString &name);

@@ -65,6 +65,7 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent),
       m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
       m_userSide(new RequestRouter(protocol::userSidePath(), 0600, userSideForm(), this)),
+      m_watchers(m_userSide),
       m_store(context.dataDirectory, QStringLiteral("invoke")),
       m_history(context.setting(QStringLiteral("invoke.history")).toInt()),
       m_maps(context.dataDirectory)
@@ -120,10 +121,13 @@ void InvokeService::invoke(const Request &request)
     record(invocation);
     if (!target) {
         m_control->fail(request, invocation.error, invocation.errorText);
+        m_watchers.changed(protocol::invocationsMessage());
         return;
     }
     target->take(invocation);
     m_control->answer(request, QVariantMap{{protocol::keyTarget(), target->name()}});
+    // After the target took it: what the maps application shows changes too.
+    m_watchers.changed(protocol::invocationsMessage());
 }
 
 void InvokeService::record(const Invocation &invocation)
@@ -168,6 +172,7 @@ void InvokeService::clear(const Request &request)
     m_invocations.clear();
     save();
     m_userSide->answer(request, QVariantMap{{protocol::keyCleared(), cleared}});
+    m_watchers.changed(protocol::invocationsMessage());
 }
 
 void InvokeService::listTargets(const Request &request)

@@ -4,6 +4,7 @@
 #include "common/datastore.h"
 #include "common/requestrouter.h"
 #include "common/servicemodule.h"
+#include "common/watchers.h"
 #include "invoke/invocation.h"
 #include "invoke/mapsapplication.h"
 #include "invoke/targetregistry.h"
@@ -52,6 +53,7 @@ private:
 
     RequestRouter *m_control;
     RequestRouter *m_userSide;
+    Watchers m_watchers;
     DataStore m_store;
     int m_history;
     QList<Invocation> m_invocations; // oldest first

@@ -84,7 +84,8 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
       m_store(context.dataDirectory, QStringLiteral("navigator")),
       m_state(new StatePublisher(protocol::statePath(), 0644, this)),
       m_control(new RequestRouter(protocol::controlPath(), 0666, applicationWireForm(), this)),
-      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this))
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this)),
+      m_watchers(m_userSide)
 {
     using namespace std::placeholders;
     RequestRouter *control = m_control;
@@ -111,10 +112,12 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
                  prompt.insert(key, dat.value(key).toString());
              m_closePrompts.insert(request.clientId(), prompt);
              m_control->answer(request);
+             m_watchers.changed(protocol::homeMessage());
          }},
         {protocol::clearClosePromptMessage(), Shape::Any,
          [this](const Request &request) {
-             m_closePrompts.remove(request.clientId());
+             if (m_closePrompts.remove(request.clientId()))
+                 m_watchers.changed(protocol::homeMessage());
              m_control->answer(request);
          }},
     });
@@ -160,7 +163,8 @@ void NavigatorService::publishState()
 void NavigatorService::onControlClientClosed(int clientId)
 {
     m_eventClients.remove(clientId);
-    m_closePrompts.remove(clientId);
+    if (m_closePrompts.remove(clientId))
+        m_watchers.changed(protocol::homeMessage());
 }
 
 bool NavigatorService::commit(const QVariantMap &data, Failure *failure)
@@ -172,6 +176,7 @@ bool NavigatorService::commit(const QVariantMap &data, Failure *failure)
         return false;
     }
     m_data = data;
+    m_watchers.changed(protocol::homeMessage());
     return true;
 }
 

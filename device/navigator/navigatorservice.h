@@ -6,6 +6,7 @@
 #include "common/requestrouter.h"
 #include "common/servicemodule.h"
 #include "common/statepublisher.h"
+#include "common/watchers.h"
 
 #include <QHash>
 #include <QSet>
@@ -63,6 +64,7 @@ private:
     StatePublisher *m_state;
     RequestRouter *m_control;
     RequestRouter *m_userSide;
+    Watchers m_watchers;
     QSet<int> m_eventClients;
     QHash<int, QVariantMap> m_closePrompts;
 };

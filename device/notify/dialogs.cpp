@@ -77,6 +77,7 @@ void Dialogs::alert(const Request &request)
                        {{KeyItemId, itemId},
                         {protocol::keyApplication(), dialog.application},
                         {protocol::keyContent(), content}});
+    Q_EMIT dialogsChanged();
 }
 
 void Dialogs::update(const Request &request)
@@ -90,13 +91,16 @@ void Dialogs::update(const Request &request)
     if (it == m_dialogs.end() || it->clientId != request.clientId())
         return;
     it->content = content;
+    Q_EMIT dialogsChanged();
 }
 
 void Dialogs::cancel(const Request &request)
 {
     auto it = m_dialogs.find(request.map().value(KeyItemId).toString());
-    if (it != m_dialogs.end() && it->clientId == request.clientId())
+    if (it != m_dialogs.end() && it->clientId == request.clientId()) {
         ended(it);
+        Q_EMIT dialogsChanged();
+    }
 }
 
 void Dialogs::ended(QMap<QString, Dialog>::iterator dialog, const QVariantMap &button)
@@ -111,14 +115,19 @@ void Dialogs::ended(QMap<QString, Dialog>::iterator dialog, const QVariantMap &b
 
 void Dialogs::clientClosed(int clientId)
 {
+    bool any = false;
     for (auto it = m_dialogs.begin(); it != m_dialogs.end();) {
         if (it->clientId == clientId) {
             const auto next = std::next(it);
             ended(it);
             it = next;
-        } else
+            any = true;
+        } else {
             ++it;
+        }
     }
+    if (any)
+        Q_EMIT dialogsChanged();
 }
 
 QList<QVariantMap> Dialogs::dialogs() const
@@ -205,6 +214,7 @@ bool Dialogs::choose(const QString &dialogName, const QString &buttonName, QVari
     // The dialog leaves the screen with the user's choice.
     *chosen = {{KeyItemId, dialog.itemId}, {KeyContext, context}, {KeyLabel, button.value(KeyLabel)}};
     ended(found, *chosen);
+    Q_EMIT dialogsChanged();
     return true;
 }
 

@@ -36,6 +36,10 @@ public:
      */
     bool choose(const QString &dialog, const QString &button, QVariantMap *chosen, QString *error);
 
+Q_SIGNALS:
+    /** A dialog came, changed or went. */
+    void dialogsChanged();
+
 private:
     struct Dialog
     {

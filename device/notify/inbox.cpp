@@ -99,10 +99,14 @@ void Inbox::clear(const Request &request, bool remove)
             return; // malformed: never taken for "every item"
         itemId = request.map().value(KeyItemId).toString();
     }
-    const QString application = request.package();
+    clear(request.package(), itemId, remove);
+}
+
+bool Inbox::clear(const QString &application, const QString &itemId, bool remove)
+{
     auto app = m_items.find(application);
     if (app == m_items.end())
-        return;
+        return false;
     bool any = false;
     for (auto it = app->begin(); it != app->end();) {
         if (!itemId.isEmpty() && it.key() != itemId) {
@@ -120,11 +124,16 @@ void Inbox::clear(const Request &request, bool remove)
     if (app->isEmpty())
         m_items.erase(app);
     if (!any)
-        return;
+        return false;
     changed();
-    service()->publish(remove ? protocol::eventRemoved()
-                              : protocol::eventCleared(),
+    service()->publish(remove ? protocol::eventRemoved() : protocol::eventCleared(),
                        {{KeyApplication, application}, {KeyItemId, itemId}});
+    return true;
+}
+
+QVariantMap Inbox::item(const QString &application, const QString &itemId) const
+{
+    return m_items.value(application).value(itemId);
 }
 
 QList<QVariantMap> Inbox::items() const
@@ -150,6 +159,7 @@ void Inbox::changed()
     m_dirty = true;
     if (!m_saveTimer.isActive())
         m_saveTimer.start();
+    Q_EMIT itemsChanged();
 }
 
 QVariantMap Inbox::snapshot() const

@@ -36,10 +36,24 @@ public:
      *  (as the application sent them), "received" and "updated" (ms since
      *  the epoch), "effectsCleared". */
     QList<QVariantMap> items() const;
+    /** The item @p itemId of @p application, as items() gives it; empty
+     *  if there is none. */
+    QVariantMap item(const QString &application, const QString &itemId) const;
+
+    /**
+     * Clears the effects of (or with @p remove, deletes) the item @p itemId
+     * of @p application, or every item of the application when @p itemId
+     * is empty. False if no item matched.
+     */
+    bool clear(const QString &application, const QString &itemId, bool remove);
 
     /** Writes the inbox now if it changed since the last write; waits
      *  for a write under way first. */
     bool flush(QString *error = nullptr);
+
+Q_SIGNALS:
+    /** An item came, changed or went. */
+    void itemsChanged();
 
 private:
     void notify(const Request &request);

@@ -71,6 +71,7 @@ bool NotificationSettingsPart::start(QString *error)
         {protocol::setApplicationMessage(), Shape::Any,
          [this](const Request &r) { set(r, false); }},
     });
+    m_watchers = std::make_unique<Watchers>(m_userSide);
     return m_settingsControl->open(error) && m_userSide->open(error);
 }
 
@@ -96,7 +97,7 @@ void NotificationSettingsPart::query(const Request &request)
     }
     const bool global = isGlobal(request.map());
     if (!global)
-        m_store.remember(name);
+        remember(name);
     service()->router()->answer(request, settingsOf(name, global));
 }
 
@@ -111,7 +112,7 @@ void NotificationSettingsPart::monitor(const Request &request)
     if (isGlobal(request.map())) {
         m_globalMonitors.insert(request.clientId(), id);
     } else {
-        m_store.remember(name);
+        remember(name);
         m_applicationMonitors[request.clientId()].insert(name, id);
     }
     // The settings themselves come from "query": an answer here that held
@@ -219,8 +220,18 @@ void NotificationSettingsPart::set(const Request &request, bool global)
         pushApplication(name);
 }
 
+void NotificationSettingsPart::remember(const QString &name)
+{
+    const bool known = m_store.applications().contains(name);
+    m_store.remember(name);
+    if (!known && m_watchers)
+        m_watchers->changed(protocol::keySettings());
+}
+
 void NotificationSettingsPart::pushGlobal()
 {
+    if (m_watchers)
+        m_watchers->changed(protocol::keySettings());
     const QVariantMap settings = settingsOf(Global, true);
     for (auto it = m_globalMonitors.cbegin(); it != m_globalMonitors.cend(); ++it)
         service()->control()->reply(it.key(), settingsChanged(it.value(), settings));
@@ -231,6 +242,8 @@ void NotificationSettingsPart::pushGlobal()
 
 void NotificationSettingsPart::pushApplication(const QString &name)
 {
+    if (m_watchers)
+        m_watchers->changed(protocol::keySettings());
     const QVariantMap settings = settingsOf(name, false);
     for (auto it = m_applicationMonitors.cbegin(); it != m_applicationMonitors.cend(); ++it) {
         const auto followed = it.value().constFind(name);

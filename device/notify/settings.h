@@ -1,11 +1,14 @@
 #ifndef OMDEVICE_SETTINGS_H
 #define OMDEVICE_SETTINGS_H
 
+#include "common/watchers.h"
 #include "notify/notifyservice.h"
 #include "notify/settingsstore.h"
 
 #include <QHash>
 #include <QMap>
+
+#include <memory>
 
 namespace omdevice {
 
@@ -40,6 +43,8 @@ private:
     void list(const Request &request);
     void set(const Request &request, bool global);
     void clientClosed(int clientId);
+    /** Remembers application @p name, telling the watchers if it is new. */
+    void remember(const QString &name);
     /** Applies @p changes of the global settings and answers with them. */
     void changeGlobal(const Request &request, const QVariantMap &changes);
 
@@ -52,6 +57,7 @@ private:
     NotificationSettingsStore m_store;
     RequestRouter *m_settingsControl = nullptr;
     RequestRouter *m_userSide = nullptr;
+    std::unique_ptr<Watchers> m_watchers;
     // Who follows what: client -> the id it subscribed with.
     QHash<int, QString> m_globalMonitors;
     // client -> package name -> the id it subscribed with.

@@ -6,6 +6,10 @@
 #include "notify/inbox.h"
 #include "notify/notifyprotocol_p.h"
 
+#include <om/system/invokemanager.h>
+#include <om/system/invokerequest.h>
+#include <om/system/invoketargetreply.h>
+
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -58,13 +62,18 @@ QVariantList page(const QList<QVariantMap> &entries, int from)
 
 UserSide::UserSide(NotifyService *service)
     : NotifyPart(service),
-      m_router(new RequestRouter(protocol::userSidePath(), 0600, NotifyService::wireForm(), this))
+      m_router(new RequestRouter(protocol::userSidePath(), 0600, NotifyService::wireForm(), this)),
+      m_watchers(m_router)
 {
     m_router->add({
         {protocol::inboxMessage(), Shape::OptionalMap, [this](const Request &r) { inbox(r); }},
         {protocol::dialogsMessage(), Shape::OptionalMap, [this](const Request &r) { dialogs(r); }},
         {protocol::chooseMessage(), Shape::Map, [this](const Request &r) { choose(r); }},
         {protocol::followMessage(), Shape::Any, [this](const Request &r) { follow(r); }},
+        {protocol::openMessage(), Shape::Map, [this](const Request &r) { open(r); }},
+        {protocol::clearEffectsMessage(), Shape::Map,
+         [this](const Request &r) { clear(r, false); }},
+        {protocol::removeMessage(), Shape::Map, [this](const Request &r) { clear(r, true); }},
     });
     connect(m_router->server(), &ControlServer::clientClosed, this, [this](int clientId) {
         m_followers.remove(clientId);
@@ -90,6 +99,13 @@ void UserSide::publish(const QVariantMap &event)
 
 bool UserSide::start(QString *error)
 {
+    // The parts exist once the service has made them all.
+    if (const Inbox *inbox = service()->part<Inbox>())
+        connect(inbox, &Inbox::itemsChanged, this,
+                [this]() { m_watchers.changed(protocol::keyItems()); });
+    if (const Dialogs *dialogs = service()->part<Dialogs>())
+        connect(dialogs, &Dialogs::dialogsChanged, this,
+                [this]() { m_watchers.changed(protocol::keyDialogs()); });
     return m_router->open(error);
 }
 
@@ -118,7 +134,10 @@ void UserSide::dialogs(const Request &request)
 void UserSide::list(const Request &request, const QList<QVariantMap> &entries,
                     const QString &listKey)
 {
-    const int from = request.map().value(protocol::keyFrom()).toInt();
+    const QVariantMap dat = request.map();
+    const int from = dat.contains(protocol::keyLast())
+                         ? entries.size() - qMax(0, dat.value(protocol::keyLast()).toInt())
+                         : dat.value(protocol::keyFrom()).toInt();
     m_router->answer(request, QVariantMap{{listKey, page(entries, from)},
                                           {protocol::keyTotal(), entries.size()}});
 }
@@ -135,6 +154,68 @@ void UserSide::choose(const Request &request)
         m_router->answer(request, chosen);
     else
         m_router->fail(request, 0, error);
+}
+
+void UserSide::clear(const Request &request, bool remove)
+{
+    Inbox *inbox = partFor<Inbox>(request, "an inbox");
+    if (!inbox)
+        return;
+    const QVariantMap dat = request.map();
+    const QString application = dat.value(protocol::keyApplication()).toString();
+    const QString itemId = dat.value(protocol::keyItemId()).toString();
+    if (!inbox->clear(application, itemId, remove)) {
+        m_router->fail(request, 0,
+                       itemId.isEmpty()
+                           ? QStringLiteral("no item of '%1' in the inbox").arg(application)
+                           : QStringLiteral("no item '%1' of '%2' in the inbox").arg(itemId, application));
+        return;
+    }
+    m_router->answer(request);
+}
+
+void UserSide::open(const Request &request)
+{
+    Inbox *inbox = partFor<Inbox>(request, "an inbox");
+    if (!inbox)
+        return;
+    const QVariantMap dat = request.map();
+    const QString application = dat.value(protocol::keyApplication()).toString();
+    const QString itemId = dat.value(protocol::keyItemId()).toString();
+    const QVariantMap item = inbox->item(application, itemId);
+    if (itemId.isEmpty() || item.isEmpty()) {
+        m_router->fail(request, 0,
+                       QStringLiteral("no item '%1' of '%2' in the inbox").arg(itemId, application));
+        return;
+    }
+    // Opened is seen.
+    inbox->clear(application, itemId, false);
+
+    const QVariantMap attributes = item.value(protocol::keyAttributes()).toMap();
+    om::system::InvokeRequest invocation;
+    invocation.setTarget(attributes.value(protocol::keyInvokeTarget()).toString());
+    invocation.setAction(attributes.value(protocol::keyInvokeAction()).toString());
+    invocation.setMimeType(attributes.value(protocol::keyInvokeMimeType()).toString());
+    invocation.setUri(attributes.value(protocol::keyInvokeUri()).toString());
+    invocation.setData(
+        QByteArray::fromBase64(attributes.value(protocol::keyInvokeData()).toString().toLatin1()));
+    if (invocation.target().isEmpty() && invocation.action().isEmpty()) {
+        m_router->answer(request);
+        return;
+    }
+    // Through the invocation service, as any invoker: the answer waits for
+    // its reply and never holds up the service.
+    om::system::InvokeManager manager;
+    om::system::InvokeTargetReply *reply = manager.invoke(invocation);
+    reply->setParent(this);
+    connect(reply, &om::system::InvokeReply::finished, this, [this, reply, request]() {
+        reply->deleteLater();
+        if (reply->error() != om::system::InvokeReply::NoError)
+            m_router->fail(request, 0,
+                           QStringLiteral("the invocation failed: %1").arg(reply->errorString()));
+        else
+            m_router->answer(request, QVariantMap{{protocol::keyInvoked(), reply->target()}});
+    });
 }
 
 } // namespace omdevice

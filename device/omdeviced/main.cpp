@@ -13,6 +13,7 @@
 #include <QSocketNotifier>
 #include <QTextStream>
 
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -43,7 +44,10 @@ QString usage()
            "\n"
            "Options:\n"
            "  --services=LIST   Comma-separated service modules to run; 'all' (the\n"
-           "                    default) runs every module, 'none' the bare bus.\n"
+           "                    default) runs every module that is not off by\n"
+           "                    default, 'none' the bare bus.\n"
+           "  --MODULE          Also runs a module that is off by default (--console,\n"
+           "                    --desktop); so does a --set MODULE.KEY=VALUE.\n"
            "  --root=DIR        PPS root directory (default: $OM_PPS_ROOT, else\n"
            "                    $XDG_RUNTIME_DIR/om-pps, else /tmp/om-pps-<uid>).\n"
            "  --data=DIR        Where the services keep their state (default:\n"
@@ -63,7 +67,9 @@ QString usage()
             width = qMax(width, int(setting.key.size() + 1 + setting.valueName.size()) + 2);
     }
     for (const omdevice::ModuleInfo &info : modules) {
-        out << "  " << info.name.leftJustified(18) << info.description << "\n";
+        out << "  " << info.name.leftJustified(18) << info.description
+            << (info.optional ? QStringLiteral(" (off unless --%1)").arg(info.name) : QString())
+            << "\n";
         for (const omdevice::Setting &setting : info.settings) {
             const QString head = setting.key + QLatin1Char('=') + setting.valueName;
             const QStringList lines = setting.help.split(QLatin1Char('\n'));
@@ -123,8 +129,16 @@ int main(int argc, char *argv[])
     QString root;
     QString dataDirectory;
     omdevice::DeviceContext context;
+    QStringList turnedOn; // modules that are off by default, asked for
     for (int i = 0; i < args.size(); ++i) {
         const QString &arg = args.at(i);
+        const omdevice::ModuleInfo *flagged =
+            arg.startsWith(QLatin1String("--")) ? omdevice::ModuleRegistry::find(arg.mid(2))
+                                                : nullptr;
+        if (flagged && flagged->optional) {
+            turnedOn.append(flagged->name);
+            continue;
+        }
         if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
             std::fputs(qPrintable(usage()), stdout);
             return 0;
@@ -178,8 +192,13 @@ int main(int argc, char *argv[])
         dataDirectory.isEmpty() ? omdevice::DataStore::defaultDirectory() : dataDirectory;
 
     QList<omdevice::ModuleInfo> chosen;
+    for (auto it = context.settings.cbegin(); it != context.settings.cend(); ++it)
+        turnedOn.append(it.key().section(QLatin1Char('.'), 0, 0));
     if (services == QLatin1String("all")) {
-        chosen = omdevice::ModuleRegistry::all();
+        for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all()) {
+            if (!info.optional)
+                chosen.append(info);
+        }
     } else if (services != QLatin1String("none")) {
         const QStringList names = services.split(QLatin1Char(','), Qt::SkipEmptyParts);
         for (const QString &name : names) {
@@ -187,6 +206,16 @@ int main(int argc, char *argv[])
             if (!info)
                 return fail(QStringLiteral("unknown service '%1'; --list-services names them").arg(name), 2);
             chosen.append(*info);
+        }
+    }
+    if (services != QLatin1String("none")) {
+        for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all()) {
+            const bool listed = std::any_of(chosen.cbegin(), chosen.cend(),
+                                            [&info](const omdevice::ModuleInfo &c) {
+                                                return c.name == info.name;
+                                            });
+            if (info.optional && !listed && turnedOn.contains(info.name))
+                chosen.append(info);
         }
     }
 

@@ -88,7 +88,8 @@ PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent
       // Applications read the state; only the perimeter manager writes it.
       m_state(new StatePublisher(protocol::statePath(), 0644, this)),
       m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
-      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this))
+      m_userSide(new RequestRouter(protocol::userSidePath(), 0600, wireForm(), this)),
+      m_watchers(m_userSide)
 {
     m_due.setSingleShot(true);
     m_due.setTimerType(Qt::PreciseTimer);
@@ -109,6 +110,7 @@ PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent
              change(r, LockState{protocol::Unlocked, false, QString()});
          }},
         {protocol::pendingMessage(), Shape::Any, [this](const Request &r) { setPending(r); }},
+        {protocol::extendMessage(), Shape::Any, [this](const Request &r) { extendByUser(r); }},
         {protocol::rawMessage(), Shape::Any, [this](const Request &r) { setRaw(r); }},
     });
 }
@@ -164,6 +166,7 @@ void PerimeterManager::apply(const LockState &state)
     // Applications see the change first; the disk can wait for them.
     publish();
     schedule();
+    m_watchers.changed(protocol::statusMessage());
     QVariantMap saved;
     saved.insert(s_keyState, state.raw);
     if (state.hasTime)
@@ -252,17 +255,40 @@ void PerimeterManager::extendLock(const Request &request)
         return;
     }
     qint64 due = 0;
-    if (!dueSeconds(&due)) {
-        m_control->fail(request, 0, QStringLiteral("no lock is pending"));
+    QString error;
+    if (!extended(interval, &due, &error)) {
+        m_control->fail(request, 0, error);
         return;
     }
-    const qint64 extended = due + interval;
-    if (extended > s_latestTime) {
-        m_control->fail(request, 0, QStringLiteral("the lock cannot be put off that far"));
-        return;
+    m_control->answer(request, QVariantMap{{protocol::keyTime(), due}});
+    apply(LockState{protocol::Pending, true, QString::number(due)});
+}
+
+bool PerimeterManager::extended(qint64 seconds, qint64 *due, QString *error) const
+{
+    qint64 current = 0;
+    if (!dueSeconds(&current)) {
+        *error = QStringLiteral("no lock is pending");
+        return false;
     }
-    m_control->answer(request, QVariantMap{{protocol::keyTime(), extended}});
-    apply(LockState{protocol::Pending, true, QString::number(extended)});
+    if (seconds > s_latestTime || current + seconds > s_latestTime) {
+        *error = QStringLiteral("the lock cannot be put off that far");
+        return false;
+    }
+    *due = current + seconds;
+    return true;
+}
+
+void PerimeterManager::extendByUser(const Request &request)
+{
+    qint64 seconds = 0;
+    qint64 due = 0;
+    QString error;
+    if (!integerValue(request.map().value(protocol::keySeconds()), &seconds) || seconds < 0)
+        error = QStringLiteral("extend needs zero or more seconds");
+    else if (extended(seconds, &due, &error))
+        return change(request, LockState{protocol::Pending, true, QString::number(due)});
+    m_userSide->fail(request, 0, error);
 }
 
 void PerimeterManager::change(const Request &request, const LockState &state)

@@ -4,6 +4,7 @@
 #include "common/datastore.h"
 #include "common/requestrouter.h"
 #include "common/servicemodule.h"
+#include "common/watchers.h"
 #include "perimeter/perimeterprotocol_p.h"
 
 #include <QString>
@@ -55,6 +56,10 @@ private:
     /** A change by the user; answered with the state that results. */
     void change(const Request &request, const LockState &state);
     void setPending(const Request &request);
+    void extendByUser(const Request &request);
+    /** The pending lock put off by @p seconds: the new due time, or false
+     *  with the reason. */
+    bool extended(qint64 seconds, qint64 *due, QString *error) const;
     void setRaw(const Request &request);
     QVariantMap describe() const;
 
@@ -72,6 +77,7 @@ private:
     StatePublisher *m_state;
     RequestRouter *m_control;
     RequestRouter *m_userSide;
+    Watchers m_watchers;
     LockState m_current;
     QTimer m_due;
 };

@@ -374,6 +374,15 @@ inline QString simSetPolicy()
 {
     return QStringLiteral("setChallengePolicy");
 }
+/** Every application's and vendor's stored entries (names and sizes). */
+inline QString simAllData()
+{
+    return QStringLiteral("allData");
+}
+inline QString simKeyOwners()
+{
+    return QStringLiteral("owners");
+}
 inline QString simAppliesTo()
 {
     return QStringLiteral("appliesTo");

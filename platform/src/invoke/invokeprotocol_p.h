@@ -17,6 +17,8 @@
 //   clear                    answered {cleared}
 //   targets                  answered {targets: [{name, actions, mimeTypes}]}
 //   maps                     answered with what the maps application shows
+//   watch                    then "changed" dat {what: "invocations"} after
+//                            every invocation and clear
 
 #include <om/omsys_export.h>
 #include <om/system/invokerequest.h>

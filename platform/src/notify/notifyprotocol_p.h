@@ -16,8 +16,12 @@
 // On the settings control object (privileged clients):
 //   updateGlobalSettings dat {<setting>: value},  updateState dat {key, value}
 // On the user side (the device's owner, for omctl):
-//   inbox / dialogs  dat {from}   answered {items | dialogs, total}
+//   inbox / dialogs  dat {from | last}  answered {items | dialogs, total}
 //   choose           dat {dialog, button}
+//   open             dat {application, itemId}  answered {invoked?}: the
+//                    user opens an item, which runs its invocation
+//   clearEffects / remove  dat {application, itemId?}  answered {}
+//   watch            then "changed" dat {what: inbox | dialogs}
 // On the settings' user side: list, setGlobal, setApplication.
 
 #include <QString>
@@ -66,6 +70,9 @@ inline QString eventDialogShown() { return QStringLiteral("dialogShown"); }
 inline QString eventDialogEnded() { return QStringLiteral("dialogEnded"); }
 inline QString eventSettings() { return QStringLiteral("settings"); }
 inline QString keyScope() { return QStringLiteral("scope"); }
+inline QString openMessage() { return QStringLiteral("open"); }
+inline QString clearEffectsMessage() { return QStringLiteral("clearEffects"); }
+inline QString removeMessage() { return QStringLiteral("remove"); }
 // The settings' user side.
 inline QString listMessage() { return QStringLiteral("list"); }
 inline QString setGlobalMessage() { return QStringLiteral("setGlobal"); }
@@ -78,6 +85,17 @@ inline QString keyBody() { return QStringLiteral("subtitle"); }
 inline QString keyTimestamp() { return QStringLiteral("timestamp"); }
 inline QString keyCategory() { return QStringLiteral("type"); }
 inline QString keyButtons() { return QStringLiteral("promptChoices"); }
+inline QString keyIcon() { return QStringLiteral("iconUrl"); }
+// The invocation that opening an item runs.
+inline QString keyInvokeTarget() { return QStringLiteral("target"); }
+inline QString keyInvokeAction() { return QStringLiteral("targetAction"); }
+inline QString keyInvokeData() { return QStringLiteral("payload"); }
+inline QString keyInvokeUri() { return QStringLiteral("payloadURI"); }
+inline QString keyInvokeMimeType() { return QStringLiteral("payloadType"); }
+// Categories that stand for how an item alerts.
+inline QString categoryHubOnly() { return QStringLiteral("uib_only"); }
+inline QString categoryHubSilent() { return QStringLiteral("uib_silent"); }
+inline QString categoryPreviewOnly() { return QStringLiteral("preview_only"); }
 inline QString keyButtonLabel() { return QStringLiteral("label"); }
 inline QString keyButtonContext() { return QStringLiteral("context"); }
 inline QString keyRepeating() { return QStringLiteral("repeating"); }
@@ -108,6 +126,9 @@ inline QStringList applicationSettings()
 // The user side's listings: "from" asks for entries from that place on;
 // an answer holds a page of them and the "total".
 inline QString keyFrom() { return QStringLiteral("from"); }
+inline QString keyLast() { return QStringLiteral("last"); }
+/** "open": the target that took the item's invocation. */
+inline QString keyInvoked() { return QStringLiteral("invoked"); }
 inline QString keyTotal() { return QStringLiteral("total"); }
 inline QString keyItems() { return QStringLiteral("items"); }
 inline QString keyDialogs() { return QStringLiteral("dialogs"); }

@@ -13,8 +13,9 @@
 //                answered dat {time: <when the lock now falls due>}
 // A refusal: "err" with the reason.
 // User side (the device's owner, for omctl): status, lock, unlock,
-// pending dat {seconds}, raw dat {state, time?}; each answered with the
-// state that results, dat {state, time?}.
+// pending dat {seconds}, extend dat {seconds} (puts a pending lock off),
+// raw dat {state, time?}; each answered with the state that results,
+// dat {state, time?}. "watch" then "changed" dat {what: "status"}.
 
 #include <QString>
 
@@ -59,6 +60,7 @@ constexpr int DataLockType = 1;
 inline QString statusMessage() { return QStringLiteral("status"); }
 inline QString unlockMessage() { return QStringLiteral("unlock"); }
 inline QString pendingMessage() { return QStringLiteral("pending"); }
+inline QString extendMessage() { return QStringLiteral("extend"); }
 inline QString rawMessage() { return QStringLiteral("raw"); }
 inline QString keySeconds() { return QStringLiteral("seconds"); }
 

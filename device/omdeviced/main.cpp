@@ -111,6 +111,28 @@ int fail(const QString &message, int code = 1)
     return code;
 }
 
+// The names of every service module, comma-separated.
+QString moduleNames()
+{
+    QStringList names;
+    for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all())
+        names.append(info.name);
+    return names.join(QStringLiteral(", "));
+}
+
+// The value of "--name=VALUE" in @p arg, which must not be empty; false,
+// after saying so, if @p arg is no such option or has no value.
+bool valueOf(const QString &arg, const QString &name, const QString &valueName, QString *value)
+{
+    const QString head = name + QLatin1Char('=');
+    if (!arg.startsWith(head) || arg.size() == head.size()) {
+        fail(QStringLiteral("%1 needs a value: %1=%2").arg(name, valueName), 2);
+        return false;
+    }
+    *value = arg.mid(head.size());
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -156,12 +178,15 @@ int main(int argc, char *argv[])
             // QT_LOGGING_RULES, if set, still wins.
             QLoggingCategory::setFilterRules(QStringLiteral("om.device.*.debug=true\n"
                                                             "om.bus.debug=true"));
-        } else if (arg.startsWith(QLatin1String("--services="))) {
-            services = arg.mid(11);
-        } else if (arg.startsWith(QLatin1String("--root="))) {
-            root = arg.mid(7);
-        } else if (arg.startsWith(QLatin1String("--data="))) {
-            dataDirectory = arg.mid(7);
+        } else if (arg.startsWith(QLatin1String("--services"))) {
+            if (!valueOf(arg, QStringLiteral("--services"), QStringLiteral("LIST"), &services))
+                return 2;
+        } else if (arg.startsWith(QLatin1String("--root"))) {
+            if (!valueOf(arg, QStringLiteral("--root"), QStringLiteral("DIR"), &root))
+                return 2;
+        } else if (arg.startsWith(QLatin1String("--data"))) {
+            if (!valueOf(arg, QStringLiteral("--data"), QStringLiteral("DIR"), &dataDirectory))
+                return 2;
         } else if (arg == QLatin1String("--set") || arg.startsWith(QLatin1String("--set="))) {
             QString setting;
             if (arg == QLatin1String("--set")) {
@@ -179,7 +204,16 @@ int main(int argc, char *argv[])
                 return fail(QStringLiteral("--set %1: %2").arg(setting, refused), 2);
             context.settings.insert(setting.left(eq), setting.mid(eq + 1));
         } else {
-            return fail(QStringLiteral("unknown argument '%1'; see --help").arg(arg), 2);
+            QStringList optional;
+            for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all()) {
+                if (info.optional)
+                    optional.append(QStringLiteral("--") + info.name);
+            }
+            return fail(QStringLiteral("unknown option '%1'; the options are --services=LIST, "
+                                       "%2, --root=DIR, --data=DIR, --set KEY=VALUE, --verbose, "
+                                       "--list-services, --version, --help")
+                            .arg(arg, optional.join(QStringLiteral(", "))),
+                        2);
         }
     }
 
@@ -204,7 +238,10 @@ int main(int argc, char *argv[])
         for (const QString &name : names) {
             const omdevice::ModuleInfo *info = omdevice::ModuleRegistry::find(name.trimmed());
             if (!info)
-                return fail(QStringLiteral("unknown service '%1'; --list-services names them").arg(name), 2);
+                return fail(QStringLiteral("--services: unknown service '%1'; the services are "
+                                           "%2, or 'all' or 'none' alone")
+                                .arg(name, moduleNames()),
+                            2);
             chosen.append(*info);
         }
     }

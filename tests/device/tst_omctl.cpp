@@ -71,15 +71,30 @@ void tst_Omctl::usageErrors_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("err");
     QTest::newRow("unknown option")
-        << QStringList{"watch", "--bogus", "/pps/x"} << "omctl: watch: Unknown option 'bogus'.";
+        << QStringList{"watch", "--bogus", "/pps/x"}
+        << "omctl: watch: unknown option '--bogus'; the options are --count, --quiet, --help";
     QTest::newRow("missing value") << QStringList{"notifications", "--app"}
-                                   << "omctl: notifications: Missing value after '--app'.";
+                                   << "omctl: notifications: --app needs a value: --app NAME";
     QTest::newRow("bad number") << QStringList{"invocations", "--last", "0"}
                                 << "omctl: --last needs a positive number";
     QTest::newRow("arguments to a command that takes none")
         << QStringList{"home", "now"} << "omctl: home takes no arguments";
     QTest::newRow("unknown option before the first argument")
-        << QStringList{"write", "-x", "/pps/x", "a::1"} << "omctl: write: Unknown option 'x'.";
+        << QStringList{"write", "-x", "/pps/x", "a::1"}
+        << "omctl: write: unknown option '-x'; the options are --create, --quiet, --help";
+    QTest::newRow("unknown command")
+        << QStringList{"frobnicate"}
+        << "omctl: unknown command 'frobnicate'; the commands are bedside, cat, choose, datalock, "
+           "dialogs, home, identity, invocations, lock, ls, maps, notifications, notify, "
+           "payments, settings, wallpaper-lock, watch, write";
+    QTest::newRow("help of an unknown command")
+        << QStringList{"help", "frobnicate"}
+        << "omctl: unknown command 'frobnicate'; the commands are bedside, cat, choose, datalock, "
+           "dialogs, home, identity, invocations, lock, ls, maps, notifications, notify, "
+           "payments, settings, wallpaper-lock, watch, write";
+    QTest::newRow("option value of a command missing")
+        << QStringList{"payments", "add", "--price"}
+        << "omctl: payments: --price needs a value: --price price";
     QTest::newRow("unknown option of omctl itself")
         << QStringList{"--bogus", "home"}
         << "omctl: unknown option '--bogus'; before the command omctl takes -q, --version and "

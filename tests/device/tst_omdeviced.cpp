@@ -154,9 +154,22 @@ void tst_OmDeviced::badArguments_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QByteArray>("message");
     QTest::newRow("unknown option") << QStringList{QStringLiteral("--bogus")}
-                                    << QByteArray("omdeviced: unknown argument '--bogus'; see --help\n");
+                                    << QByteArray("omdeviced: unknown option '--bogus'; the options are --services=LIST, "
+                                                  "--console, --desktop, --root=DIR, --data=DIR, --set "
+                                                  "KEY=VALUE, --verbose, --list-services, --version, "
+                                                  "--help\n");
+    QTest::newRow("root without a value") << QStringList{QStringLiteral("--root=")}
+                                          << QByteArray("omdeviced: --root needs a value: --root=DIR\n");
+    QTest::newRow("data without =") << QStringList{QStringLiteral("--data"), QStringLiteral("/tmp")}
+                                    << QByteArray("omdeviced: --data needs a value: --data=DIR\n");
+    QTest::newRow("services without a value")
+        << QStringList{QStringLiteral("--services")}
+        << QByteArray("omdeviced: --services needs a value: --services=LIST\n");
     QTest::newRow("unknown service") << QStringList{QStringLiteral("--services=notifications,nosuch")}
-                                     << QByteArray("omdeviced: unknown service 'nosuch'; --list-services names them\n");
+                                     << QByteArray("omdeviced: --services: unknown service 'nosuch'; the services are "
+                                                     "console, desktop, deviceproperties, identity, invoke, "
+                                                     "navigator, notifications, payments, perimeter, or "
+                                                     "'all' or 'none' alone\n");
     QTest::newRow("set without value") << QStringList{QStringLiteral("--set")}
                                        << QByteArray("omdeviced: --set needs KEY=VALUE; see --help\n");
     QTest::newRow("set without equals") << QStringList{QStringLiteral("--set=flag")}
@@ -166,6 +179,7 @@ void tst_OmDeviced::badArguments_data()
     QTest::newRow("unknown setting")
         << QStringList{QStringLiteral("--set"), QStringLiteral("foo=1")}
         << QByteArray("omdeviced: --set foo=1: unknown setting 'foo'; the settings are "
+                      "console.pages, console.port, console.web, "
                       "deviceproperties.deviceName, deviceproperties.hardwareId, "
                       "deviceproperties.modelName, deviceproperties.modelNumber, "
                       "deviceproperties.os, deviceproperties.osVersion, "
@@ -188,6 +202,14 @@ void tst_OmDeviced::badArguments_data()
         << QStringList{QStringLiteral("--set"), QStringLiteral("identity.tokenTypes=a,,b")}
         << QByteArray("omdeviced: --set identity.tokenTypes=a,,b: identity.tokenTypes takes a "
                       "comma-separated list of names, none of them empty, not 'a,,b'\n");
+    QTest::newRow("port that is no number")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("console.port=http")}
+        << QByteArray("omdeviced: --set console.port=http: console.port takes a whole number "
+                      "from 0 to 65535, not 'http'\n");
+    QTest::newRow("directory that is empty")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("console.web=")}
+        << QByteArray("omdeviced: --set console.web=: console.web takes text that is not empty, "
+                      "not ''\n");
     QTest::newRow("state beyond 32 bits")
         << QStringList{QStringLiteral("--set"), QStringLiteral("perimeter.state=4294967296")}
         << QByteArray("omdeviced: --set perimeter.state=4294967296: perimeter.state takes a "
@@ -293,8 +315,6 @@ void tst_OmDeviced::omctlErrors_data()
     QTest::newRow("bad attribute") << QStringList{QStringLiteral("write"), QStringLiteral("/pps/x"), QStringLiteral("oops")}
                                    << 2
                                    << QByteArray("omctl: 'oops' is not an attribute (name:encoding:value) or a removal (-name) (see 'omctl --help')\n");
-    QTest::newRow("unknown command") << QStringList{QStringLiteral("frobnicate")} << 2
-                                     << QByteArray("omctl: unknown command 'frobnicate' (see 'omctl --help')\n");
     QTest::newRow("no command") << QStringList() << 2 << QByteArray("omctl: no command given (see 'omctl --help')\n");
 }
 

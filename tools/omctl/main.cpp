@@ -128,6 +128,48 @@ QStringList verbatim(const QList<QCommandLineOption> &options, const QStringList
     return named + QStringList{QStringLiteral("--")} + positional;
 }
 
+// The option as typed: "--name", or "-n" for a name of one letter.
+QString dashed(const QString &name)
+{
+    return (name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + name;
+}
+
+// The parser's complaint in omctl's words: the option, and what is valid
+// instead (the options the command takes, or the kind of value).
+QString parseError(const QCommandLineParser &parser, const QList<QCommandLineOption> &options)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty()) {
+        QStringList valid;
+        for (const QCommandLineOption &option : options)
+            valid.append(dashed(option.names().constLast()));
+        return QStringLiteral("unknown option '%1'; the options are %2")
+            .arg(dashed(unknown.first()), valid.join(QStringLiteral(", ")));
+    }
+    // "Missing value after '--name'." is the parser's only other complaint.
+    const QString text = parser.errorText();
+    const int open = text.indexOf(QLatin1Char('\''));
+    const int close = text.lastIndexOf(QLatin1Char('\''));
+    if (open >= 0 && close > open) {
+        const QString typed = text.mid(open + 1, close - open - 1);
+        const QString name = typed.mid(typed.startsWith(QLatin1String("--")) ? 2 : 1);
+        for (const QCommandLineOption &option : options) {
+            if (option.names().contains(name))
+                return QStringLiteral("%1 needs a value: %1 %2").arg(typed, option.valueName());
+        }
+    }
+    return text;
+}
+
+int unknownCommand(const QString &name)
+{
+    QStringList names;
+    for (const Command &command : CommandRegistry::all())
+        names.append(command.name);
+    return usage(QStringLiteral("unknown command '%1'; the commands are %2")
+                     .arg(name, names.join(QStringLiteral(", "))));
+}
+
 int runCommand(const Command &command, const QStringList &args)
 {
     QCommandLineParser parser;
@@ -137,7 +179,7 @@ int runCommand(const Command &command, const QStringList &args)
     // The parser looks for the program's name in front.
     line.prepend(QStringLiteral("omctl ") + command.name);
     if (!parser.parse(line))
-        return usage(QStringLiteral("%1: %2").arg(command.name, parser.errorText()));
+        return usage(QStringLiteral("%1: %2").arg(command.name, parseError(parser, options)));
     if (parser.isSet(HelpOption)) {
         printCommandHelp(command);
         return Success;
@@ -200,12 +242,12 @@ int main(int argc, char *argv[])
         }
         const omctl::Command *command = omctl::CommandRegistry::find(args.at(1));
         if (!command)
-            return omctl::usage(QStringLiteral("unknown command '%1'").arg(args.at(1)));
+            return omctl::unknownCommand(args.at(1));
         omctl::printCommandHelp(*command);
         return omctl::Success;
     }
     const omctl::Command *command = omctl::CommandRegistry::find(name);
     if (!command)
-        return omctl::usage(QStringLiteral("unknown command '%1'").arg(name));
+        return omctl::unknownCommand(name);
     return omctl::runCommand(*command, args.mid(1));
 }

@@ -14,15 +14,20 @@ jobs=$(nproc 2>/dev/null || echo 2)
 clock() { date +%s; }
 started=$(clock)
 took() { echo "test: $1 took $(( $(clock) - $2 )) s"; }
+# The whole suite of one build: suite NAME BUILD_DIR [ctest arguments]
+suite() {
+  local t
+  t=$(clock)
+  echo "test: $1 suite"
+  (cd "$2" && ctest --output-on-failure --parallel "$jobs" "${@:3}")
+  took "the $1 suite" "$t"
+}
 
 t=$(clock)
 "$top/scripts/setup.sh"
 took "setup and the Qt 5 build" "$t"
 
-t=$(clock)
-echo "test: Qt 5 suite"
-(cd "$build" && ctest --output-on-failure --parallel "$jobs" "$@")
-took "the Qt 5 suite" "$t"
+suite "Qt 5" "$build" "$@"
 
 t=$(clock)
 # Qt 6 in a build directory of its own, with Debian's multiarch library
@@ -35,10 +40,7 @@ fi
 cmake --build "$build6" --parallel "$jobs"
 took "the Qt 6 build" "$t"
 
-t=$(clock)
-echo "test: Qt 6 suite"
-(cd "$build6" && ctest --output-on-failure --parallel "$jobs" "$@")
-took "the Qt 6 suite" "$t"
+suite "Qt 6" "$build6" "$@"
 
 t=$(clock)
 "$top/scripts/examples.sh" "$build" "$build6"

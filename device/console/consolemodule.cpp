@@ -6,6 +6,7 @@
 #include "invoke/invokeprotocol_p.h"
 #include "notify/notifyprotocol_p.h"
 #include "oms/navigatorprotocol_p.h"
+#include "payments/paymentsprotocol_p.h"
 #include "perimeter/perimeterprotocol_p.h"
 
 #include <QDir>
@@ -87,6 +88,7 @@ QList<ConsoleModule::Source> ConsoleModule::sources()
     namespace invoke = om::system::invokeprotocol;
     namespace perimeter = om::perimeterprotocol;
     namespace ids = om::ids::protocol;
+    namespace payments = om::paymentsprotocol;
     return {
         {QStringLiteral("notifications"),
          notify::userSidePath(),
@@ -117,6 +119,17 @@ QList<ConsoleModule::Source> ConsoleModule::sources()
          {{QStringLiteral("datalock"), perimeter::statusMessage(), {{perimeter::statusMessage(), {}}}}},
          {perimeter::lockMessage(), perimeter::unlockMessage(), perimeter::pendingMessage(),
           perimeter::extendMessage()}},
+        {QStringLiteral("payments"),
+         payments::userSidePath(),
+         {{QStringLiteral("payments"),
+           payments::storeChanged(),
+           {{payments::pendingMessage(), {}},
+            {payments::purchasesMessage(), {}},
+            {payments::modeMessage(), {}},
+            {payments::clockMessage(), {}},
+            {payments::goodsMessage(), {}}}}},
+         {payments::approveMessage(), payments::declineMessage(), payments::modeMessage(),
+          payments::clockMessage(), payments::refundMessage(), payments::failNextMessage()}},
         {QStringLiteral("identity"),
          ids::simulatorPath(),
          {{QStringLiteral("identity"),

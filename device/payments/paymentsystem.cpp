@@ -130,7 +130,7 @@ PaymentSystem::PaymentSystem(const DeviceContext &context, QObject *parent)
       m_controlServer(new ControlServer(protocol::controlPath(), 0666, this)),
       m_control(new RequestRouter(m_controlServer, wireForm(), this)),
       m_userServer(new ControlServer(protocol::userSidePath(), 0600, this)),
-      m_userSide(new RequestRouter(m_userServer, WireForm::standard(), this)),
+      m_userSide(new RequestRouter(m_userServer, WireForm::standard(), this)), m_watchers(m_userSide),
       m_catalogue(context.dataDirectory), m_store(context.dataDirectory),
       m_settings(context.dataDirectory, QStringLiteral("payments-settings"))
 {
@@ -166,6 +166,12 @@ void PaymentSystem::saveSettings()
 {
     m_settings.save({{protocol::keyMode(), m_mode}, {protocol::keyInvoke(), m_invoke}},
                     lcPayments());
+    changed();
+}
+
+void PaymentSystem::changed() const
+{
+    m_watchers.changed(protocol::storeChanged());
 }
 
 bool PaymentSystem::fail(const Request &request, int code, const QString &text,
@@ -253,6 +259,7 @@ void PaymentSystem::purchase(const Request &request)
     } else if (m_mode == protocol::modeHold()) {
         pending.number = m_nextPending++;
         m_pending.append(pending);
+        changed();
         qCInfo(lcPayments, "purchase %d of \"%s\" by %s waits for the user", pending.number,
                qPrintable(good->id), qPrintable(request.package()));
     } else {
@@ -299,6 +306,7 @@ bool PaymentSystem::complete(const Pending &pending, Purchase *done)
            qPrintable(bought.goodId), bought.test ? "test" : "production",
            qPrintable(bought.purchaseId));
     m_control->answer(pending.request, bought.receipt());
+    changed();
     return true;
 }
 
@@ -311,6 +319,7 @@ void PaymentSystem::clientClosed(int clientId)
             qCInfo(lcPayments, "purchase %d is dropped: its application has gone",
                    m_pending.at(i).number);
             m_pending.removeAt(i);
+            changed();
         }
     }
 }
@@ -390,6 +399,7 @@ void PaymentSystem::cancelSubscription(const Request &request)
     }
     m_control->answer(request, QVariantMap{{protocol::keyPurchaseId(), purchaseId},
                                            {protocol::keyCancelled(), QStringLiteral("true")}});
+    changed();
 }
 
 // ---------------------------------------------------------------- the user side
@@ -405,8 +415,8 @@ void PaymentSystem::addUserSideRoutes()
     });
     // The catalogue's edits: the good as it is afterwards, or why not.
     using Edit = std::function<bool(const QVariantMap &dat, Good *good, QString *error)>;
-    auto editRoute = [r](const QString &msg, const Edit &edit) {
-        r->add(msg, Shape::Map, [r, edit](const Request &request) {
+    auto editRoute = [this, r](const QString &msg, const Edit &edit) {
+        r->add(msg, Shape::Map, [this, r, edit](const Request &request) {
             Good good;
             QString error;
             if (!edit(request.map(), &good, &error)) {
@@ -414,6 +424,7 @@ void PaymentSystem::addUserSideRoutes()
                 return;
             }
             r->answer(request, QVariantMap{{protocol::keyGood(), good.toVariant()}});
+            changed();
         });
     };
     editRoute(protocol::addGoodMessage(),
@@ -523,6 +534,7 @@ void PaymentSystem::addUserSideRoutes()
                fail(pending.request, protocol::ErrorCanceled,
                     QStringLiteral("the user declined the purchase"), protocol::subCodeDeclined());
                r->answer(request, QVariantMap{{protocol::keyPending(), pending.number}});
+               changed();
            });
     r->add(protocol::failNextMessage(), Shape::Map, [this, r](const Request &request) {
         const QVariantMap dat = request.map();
@@ -558,6 +570,7 @@ void PaymentSystem::addUserSideRoutes()
                 return;
             }
             qCInfo(lcPayments, "the store's clock moved %lld days ahead", days);
+            changed();
         }
         r->answer(request, QVariantMap{{protocol::keyNow(), m_store.now()},
                                        {protocol::keyOffsetDays(), m_store.offsetDays()}});
@@ -571,6 +584,7 @@ void PaymentSystem::addUserSideRoutes()
             return;
         }
         r->answer(request, QVariantMap{{protocol::keyPurchase(), refunded.toVariant()}});
+        changed();
     });
     r->add(protocol::invocationsMessage(), Shape::Any, [r](const Request &request) {
         QVariantList invocations;

@@ -4,6 +4,7 @@
 #include "common/datastore.h"
 #include "common/requestrouter.h"
 #include "common/servicemodule.h"
+#include "common/watchers.h"
 #include "payments/catalogue.h"
 #include "payments/purchasestore.h"
 
@@ -73,11 +74,14 @@ private:
 
     void addUserSideRoutes();
     void saveSettings();
+    /** Tells the user side's watchers that the store's state changed. */
+    void changed() const;
 
     ControlServer *m_controlServer;
     RequestRouter *m_control;
     ControlServer *m_userServer;
     RequestRouter *m_userSide;
+    Watchers m_watchers;
     Catalogue m_catalogue;
     PurchaseStore m_store;
     DataStore m_settings;

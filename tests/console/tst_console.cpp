@@ -59,6 +59,7 @@ private Q_SLOTS:
     void refusedRequestsChangeNothing();
     void pageCarriesItsToken();
     void dialogAnsweredByAction();
+    void purchaseApprovedFromThePage();
     void liveChannelFollowsTheDevice();
     void livePagesAreLimited();
     void slowPagesDoNotHoldUpTheDevice();
@@ -265,6 +266,38 @@ void tst_Console::dialogAnsweredByAction()
     QCOMPARE(choice.value("dat").toMap().value("context").toString(), QStringLiteral("delete"));
 }
 
+void tst_Console::purchaseApprovedFromThePage()
+{
+    QVERIFY(startDevice());
+    const HttpProbe::Headers headers{
+        {"Content-Type", "application/json"},
+        {"Origin", "http://127.0.0.1:" + QByteArray::number(m_port)}};
+    HttpProbe hold(m_port);
+    QVERIFY(hold.send("POST", "/api/payments/mode" + tokenQuery(), headers, "{\"mode\":\"hold\"}"));
+    QCOMPARE(hold.status(), 200);
+
+    HttpProbe page(m_port);
+    QVERIFY(page.send("GET", "/events" + tokenQuery(), {}));
+    ControlClient application(QStringLiteral("/pps/services/paymentsystem/control"));
+    QVERIFY(application.send(request("paymentSystemType", {{"digitalGoodID", "sword"}}, "7")));
+    // The page learns of the purchase waiting, with what the user decides on.
+    QVERIFY(page.waitFor("\"pending\":[{\"id\":\"sword\""));
+
+    HttpProbe approve(m_port);
+    QVERIFY(approve.send("POST", "/api/payments/approve" + tokenQuery(), headers, "{\"pending\":1}"));
+    QCOMPARE(approve.status(), 200);
+    const QVariantMap receipt = application.next();
+    QCOMPARE(receipt.value("res").toString(), QStringLiteral("paymentSystemSuccess"));
+    QCOMPARE(receipt.value("id").toString(), QStringLiteral("7"));
+    QCOMPARE(receipt.value("dat").toMap().value("digitalGoodID").toString(), QStringLiteral("sword"));
+    // And the page sees it bought.
+    QVERIFY(page.waitFor("\"pending\":[]"));
+
+    HttpProbe again(m_port);
+    QVERIFY(again.send("POST", "/api/payments/approve" + tokenQuery(), headers, "{\"pending\":1}"));
+    QCOMPARE(again.status() / 100, 4);
+}
+
 void tst_Console::liveChannelFollowsTheDevice()
 {
     QVERIFY(startDevice());
@@ -282,7 +315,7 @@ void tst_Console::liveChannelFollowsTheDevice()
         return false;
     };
     for (const char *topic : {"inbox", "dialogs", "settings", "home", "invocations", "datalock",
-                              "identity"})
+                              "identity", "payments"})
         QTRY_VERIFY2_WITH_TIMEOUT(hasState(QLatin1String(topic)), topic, 5000);
     QVERIFY(page.received().startsWith("HTTP/1.1 200"));
     QVERIFY(page.received().contains("Content-Type: text/event-stream"));

@@ -122,6 +122,13 @@ void tst_UserSideWatch::changeIsTold_data()
     QTest::newRow("identity") << "/pps/simulator/identity"
                               << "/pps/simulator/identity"
                               << request("setOffline", {{"offline", true}}) << "state";
+    QTest::newRow("store mode") << "/pps/simulator/payments"
+                                << "/pps/simulator/payments" << request("mode", {{"mode", "hold"}})
+                                << "store";
+    QTest::newRow("purchase") << "/pps/simulator/payments"
+                              << "/pps/services/paymentsystem/control"
+                              << request("paymentSystemType", {{"digitalGoodID", "gems-100"}})
+                              << "store";
 }
 
 void tst_UserSideWatch::changeIsTold()

@@ -87,6 +87,10 @@ void tst_PerimeterManager::pendingLockAndItsExtension()
     QCOMPARE(recorder.events,
              (QStringList{"response ext-2 0", QStringLiteral("time %1").arg(due + 600)}));
     QCOMPARE(omctl({}), (QStringList{"5", QString::number(due + 600)}));
+    // The user may put it off too.
+    QCOMPARE(omctl({"extend", "60"}), (QStringList{"5", QString::number(due + 660)}));
+    QCOMPARE(omctl({"extend", "-1"}).value(0), QStringLiteral("failed"));
+    QCOMPARE(omctl({}), (QStringList{"5", QString::number(due + 660)}));
 }
 
 // A request for another perimeter than the enterprise one, as any client

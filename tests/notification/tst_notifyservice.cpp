@@ -106,6 +106,8 @@ private Q_SLOTS:
     void dialogAnsweredWithOmctl();
     void chooseRefusals_data();
     void chooseRefusals();
+    void inboxActionsOfTheUser_data();
+    void inboxActionsOfTheUser();
 
 private:
     std::unique_ptr<omtest::DeviceProcess> m_device;
@@ -318,6 +320,60 @@ void tst_NotifyService::chooseRefusals()
     QCOMPARE(omtest::DeviceProcess::omctl({"choose", id.mid(1, 8), context}).exitCode, 0);
     QVERIFY(finished.wait());
     QCOMPARE(dialog.buttonSelection(), dialog.buttonAt(1));
+}
+
+void tst_NotifyService::inboxActionsOfTheUser_data()
+{
+    QTest::addColumn<QStringList>("args"); // "APP" stands for this test's package
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("output"); // stdout on success, stderr otherwise
+    QTest::addColumn<QString>("effectsAfter"); // of k1 and k2; "gone" for a deleted item
+
+    QTest::newRow("open") << QStringList{"open", "APP", "k1"} << 0
+                          << "opened k1: nothing to invoke, effects cleared" << "cleared active";
+    QTest::newRow("clear the effects of one")
+        << QStringList{"clear-effects", "APP", "k2"} << 0
+        << "cleared the effects of k2 of APP" << "active cleared";
+    QTest::newRow("clear the effects of all")
+        << QStringList{"clear-effects", "APP"} << 0
+        << "cleared the effects of every item of APP" << "cleared cleared";
+    QTest::newRow("delete one") << QStringList{"delete", "APP", "k1"} << 0 << "deleted k1 of APP"
+                                << "gone active";
+    QTest::newRow("delete all") << QStringList{"delete", "APP"} << 0
+                                << "deleted every item of APP" << "gone gone";
+    QTest::newRow("no such item") << QStringList{"open", "APP", "k9"} << 1
+                                  << "omctl: open: no item 'k9' of 'APP' in the inbox"
+                                  << "active active";
+    QTest::newRow("another application's") << QStringList{"delete", "com.example.none"} << 1
+                                           << "omctl: delete: no item of 'com.example.none' in the inbox"
+                                           << "active active";
+    QTest::newRow("open without an item")
+        << QStringList{"open", "APP"} << 2
+        << "omctl: open takes an application and an item id (see 'omctl --help')" << "active active";
+}
+
+void tst_NotifyService::inboxActionsOfTheUser()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, exitCode);
+    QFETCH(QString, output);
+    QFETCH(QString, effectsAfter);
+    args.replaceInStrings(QStringLiteral("APP"), m_package);
+    output.replace(QStringLiteral("APP"), m_package);
+
+    Notification first(QStringLiteral("k1")), second(QStringLiteral("k2"));
+    QCOMPARE(first.notify(), NotificationError::None);
+    QCOMPARE(second.notify(), NotificationError::None);
+
+    const omtest::DeviceProcess::Result r = omtest::DeviceProcess::omctl(args);
+    QCOMPARE(r.exitCode, exitCode);
+    QCOMPARE(QString::fromUtf8(exitCode == 0 ? r.out : r.err).trimmed(), output);
+    QStringList effects;
+    for (const char *key : {"k1", "k2"}) {
+        const QString e = itemOf(m_package, QLatin1String(key)).value(QStringLiteral("effects"));
+        effects << (e.isEmpty() ? QStringLiteral("gone") : e);
+    }
+    QCOMPARE(effects.join(QLatin1Char(' ')), effectsAfter);
 }
 
 QTEST_GUILESS_MAIN(tst_NotifyService)

@@ -122,12 +122,12 @@ int datalock(const Invocation &call)
             return call.usage(QStringLiteral("datalock %1 takes no arguments").arg(action));
         return change(call, action, QVariantMap());
     }
-    if (action == protocol::pendingMessage()) {
+    if (action == protocol::pendingMessage() || action == protocol::extendMessage()) {
         bool ok = false;
         const qint64 seconds = rest.value(0).toLongLong(&ok);
         if (rest.size() != 1 || !ok || seconds < 0)
             return call.usage(
-                QStringLiteral("datalock pending takes one number of seconds, zero or more"));
+                QStringLiteral("datalock %1 takes one number of seconds, zero or more").arg(action));
         return change(call, action, {{protocol::keySeconds(), seconds}});
     }
     if (action == protocol::rawMessage()) {
@@ -148,11 +148,12 @@ int datalock(const Invocation &call)
 
 OMCTL_COMMAND(
     {QStringLiteral("datalock"),
-     QStringLiteral("[pending <seconds> | lock | unlock | raw <n> [time]]"),
+     QStringLiteral("[pending <seconds> | extend <seconds> | lock | unlock | raw <n> [time]]"),
      QStringLiteral("Show the enterprise data lock, or change it as its user or administrator."),
      QStringLiteral("Without arguments: the raw state that the perimeter manager publishes, and\n"
                     "the time at which a pending lock falls due (seconds since 1970, UTC).\n"
                     "  pending <seconds>  a lock falls due that many seconds from now\n"
+                    "  extend <seconds>   a pending lock falls due that much later\n"
                     "  lock               lock the data now\n"
                     "  unlock             open the data; nothing pending\n"
                     "  raw <n> [time]     publish raw state n, with the time text as given\n"

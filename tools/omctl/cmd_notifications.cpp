@@ -146,7 +146,85 @@ int choose(const Invocation &call)
     return Success;
 }
 
+// The application and, if given, the item that an inbox action names.
+bool itemArguments(const Invocation &call, bool itemRequired, QVariantMap *dat)
+{
+    const QStringList args = call.args();
+    if (args.isEmpty() || args.size() > 2 || (itemRequired && args.size() != 2))
+        return false;
+    dat->insert(protocol::keyApplication(), args.at(0));
+    if (args.size() == 2)
+        dat->insert(protocol::keyItemId(), args.at(1));
+    return true;
+}
+
+int open(const Invocation &call)
+{
+    QVariantMap dat;
+    if (!itemArguments(call, true, &dat))
+        return call.usage(QStringLiteral("open takes an application and an item id"));
+    const auto opened = call.request(UserSidePath, protocol::openMessage(), dat);
+    if (!opened)
+        return Failure;
+    const QString target = opened->value(protocol::keyInvoked()).toString();
+    out(target.isEmpty() ? QStringLiteral("opened %1: nothing to invoke, effects cleared")
+                               .arg(dat.value(protocol::keyItemId()).toString())
+                         : QStringLiteral("opened %1: invoked %2, effects cleared")
+                               .arg(dat.value(protocol::keyItemId()).toString(), target));
+    return Success;
+}
+
+// Clearing effects and deleting: one item, or every item of the application.
+int inboxAction(const Invocation &call, const QString &msg, const QString &done)
+{
+    QVariantMap dat;
+    if (!itemArguments(call, false, &dat))
+        return call.usage(
+            QStringLiteral("%1 takes an application and, optionally, an item id").arg(call.command().name));
+    if (!call.request(UserSidePath, msg, dat))
+        return Failure;
+    out(dat.contains(protocol::keyItemId())
+            ? QStringLiteral("%1 %2 of %3").arg(done, dat.value(protocol::keyItemId()).toString(),
+                                                dat.value(protocol::keyApplication()).toString())
+            : QStringLiteral("%1 every item of %2")
+                  .arg(done, dat.value(protocol::keyApplication()).toString()));
+    return Success;
+}
+
+int clearEffects(const Invocation &call)
+{
+    return inboxAction(call, protocol::clearEffectsMessage(), QStringLiteral("cleared the effects of"));
+}
+
+int remove(const Invocation &call)
+{
+    return inboxAction(call, protocol::removeMessage(), QStringLiteral("deleted"));
+}
+
 } // namespace
+
+OMCTL_COMMAND({QStringLiteral("open"),
+               QStringLiteral("<application> <item-id>"),
+               QStringLiteral("Open an item of the inbox, as the user tapping it."),
+               QStringLiteral("Runs the item's invocation through the invocation service, if it\n"
+                              "has one, and clears its effects.\n"
+                              "Example: omctl open com.example.mail 42"),
+               {},
+               open});
+
+OMCTL_COMMAND({QStringLiteral("clear-effects"),
+               QStringLiteral("<application> [<item-id>]"),
+               QStringLiteral("Clear the effects of an item of the inbox, or of all of an application's."),
+               QStringLiteral("The items stay in the inbox, seen."),
+               {},
+               clearEffects});
+
+OMCTL_COMMAND({QStringLiteral("delete"),
+               QStringLiteral("<application> [<item-id>]"),
+               QStringLiteral("Delete an item of the inbox, or all of an application's items."),
+               QString(),
+               {},
+               remove});
 
 OMCTL_COMMAND({QStringLiteral("notifications"),
                QString(),

@@ -265,3 +265,51 @@ export function identity(container, data) {
         `${e.name}: ${e.size} bytes${e.cached ? ', cached' : ''}${e.encrypted ? ', encrypted' : ''}`))))))
       : h('p', {class: 'muted'}, 'No application has stored data.'));
 }
+
+const storeModes = ['approve', 'hold', 'decline', 'fail', 'busy', 'offline'];
+
+export function payments(container, data) {
+  const pending = (data.pending || {}).pending || [];
+  const {purchases = [], total = 0} = data.purchases || {};
+  const mode = data.mode || {};
+  const clock = data.clock || {};
+  const goods = (data.goods || {}).goods || [];
+  const days = h('input', {type: 'number', id: 'store-days', min: 1, value: 30,
+    dataset: {key: 'store-days'}});
+  show(container,
+    h('div', {class: 'controls'},
+      labelled('Purchases', select('store-mode', storeModes, mode.mode,
+        (m) => act('payments', 'mode', {mode: m}, `Store mode ${m}`))),
+      checkbox('store-invoke', "Show the store's screen", mode.invoke,
+        (invoke) => act('payments', 'mode', {invoke}))),
+    h('h3', {}, 'Waiting for the user'),
+    pending.length ? h('ul', {class: 'items'}, pending.map((p) => h('li', {class: 'item', role: 'group',
+      'aria-label': `Purchase ${p.pending}`, dataset: {pending: p.pending}},
+      facts([['Application', p.purchaseAppName ? `${p.purchaseAppName} (${p.package})` : p.package],
+        ['Good', p.name ? `${p.name} (${p.id})` : p.id], ['Price', p.price], ['Store', p.store]]),
+      h('div', {class: 'row-actions'},
+        button('Approve', () => act('payments', 'approve', {pending: p.pending}, `Purchase ${p.pending} approved`),
+          {dataset: {key: `purchase-approve-${p.pending}`}, 'aria-label': `Approve purchase of ${p.name || p.id}`}),
+        button('Decline', () => act('payments', 'decline', {pending: p.pending}, `Purchase ${p.pending} declined`),
+          {dataset: {key: `purchase-decline-${p.pending}`}, 'aria-label': `Decline purchase of ${p.name || p.id}`})))))
+      : h('p', {class: 'muted'}, mode.mode === 'hold' ? 'None.' : 'None: purchases wait only in the "hold" mode.'),
+    h('h3', {}, 'Clock'),
+    facts([['Now', clock.now ? time(clock.now) : ''], ['Ahead by', `${clock.offsetDays || 0} days`]]),
+    h('div', {class: 'controls'}, labelled('Days', days),
+      button('Move ahead', () => act('payments', 'clock', {days: Number(days.value)},
+        `Clock moved ${days.value} days ahead`), {dataset: {key: 'store-clock'}})),
+    h('h3', {}, 'Purchases'),
+    purchases.length ? h('ul', {class: 'items'}, purchases.slice().reverse().map((p) => h('li', {class: 'item'},
+      facts([['Application', p.package], ['Good', p.name || p.goodId], ['Store', p.store], ['Date', p.date],
+        ['State', p.refunded ? 'refunded' : (p.active ? 'active' : p.state)],
+        ['Ends', p.subscription ? p.endDate : ''], ['Id', p.purchaseId]]),
+      p.refunded ? null : h('div', {class: 'row-actions'},
+        button('Refund', () => act('payments', 'refund', {purchaseId: p.purchaseId}, `Purchase ${p.purchaseId} refunded`),
+          {dataset: {key: `refund-${p.purchaseId}`}, 'aria-label': `Refund purchase ${p.purchaseId}`})))))
+      : h('p', {class: 'muted'}, 'No purchase yet.'),
+    total > purchases.length ? h('p', {class: 'muted'}, `The newest ${purchases.length} of ${total}.`) : null,
+    h('details', {}, h('summary', {}, `Catalogue (${goods.length} goods)`),
+      h('ul', {class: 'plain'}, goods.map((g) => h('li', {},
+        h('strong', {}, g.name), ` ${g.id} (${g.sku}), ${g.kind}, ${g.price}`,
+        g.kind === 'subscription' ? `, renews every ${g.renewalPeriodDays} days at ${g.renewalPrice}` : '')))));
+}

@@ -30,6 +30,8 @@
 //   clock       {days}                    {now, offsetDays}
 //   refund      {purchaseId}              {purchase}
 //   invocations                           {invocations: [what the store was asked]}
+//   watch                                 then "changed" {what: "store"} after
+//                                         every change of the store's state
 
 #include <QString>
 
@@ -116,6 +118,8 @@ inline QString declineMessage() { return QStringLiteral("decline"); }
 inline QString failNextMessage() { return QStringLiteral("failNext"); }
 inline QString clockMessage() { return QStringLiteral("clock"); }
 inline QString refundMessage() { return QStringLiteral("refund"); }
+// What a watcher of the user side is told after any change of the store.
+inline QString storeChanged() { return QStringLiteral("store"); }
 inline QString invocationsMessage() { return QStringLiteral("invocations"); }
 
 inline QString keyGoods() { return QStringLiteral("goods"); }

@@ -82,16 +82,16 @@ void tst_Omctl::usageErrors_data()
     QTest::newRow("unknown option before the first argument")
         << QStringList{"write", "-x", "/pps/x", "a::1"}
         << "omctl: write: unknown option '-x'; the options are --create, --quiet, --help";
+    const QString unknownCommand =
+        "omctl: unknown command 'frobnicate'; the commands are bedside, cat, choose, "
+        "clear-effects, datalock, delete, dialogs, home, identity, invocations, lock, ls, maps, "
+        "notifications, notify, open, payments, settings, wallpaper-lock, watch, write";
     QTest::newRow("unknown command")
         << QStringList{"frobnicate"}
-        << "omctl: unknown command 'frobnicate'; the commands are bedside, cat, choose, datalock, "
-           "dialogs, home, identity, invocations, lock, ls, maps, notifications, notify, "
-           "payments, settings, wallpaper-lock, watch, write";
+        << unknownCommand;
     QTest::newRow("help of an unknown command")
         << QStringList{"help", "frobnicate"}
-        << "omctl: unknown command 'frobnicate'; the commands are bedside, cat, choose, datalock, "
-           "dialogs, home, identity, invocations, lock, ls, maps, notifications, notify, "
-           "payments, settings, wallpaper-lock, watch, write";
+        << unknownCommand;
     QTest::newRow("option value of a command missing")
         << QStringList{"payments", "add", "--price"}
         << "omctl: payments: --price needs a value: --price price";

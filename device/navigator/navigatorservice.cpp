@@ -329,7 +329,7 @@ bool NavigatorService::setLockState(const QVariantMap &dat, Failure *failure)
 bool NavigatorService::setFlag(const QString &key, const QVariantMap &dat, Failure *failure)
 {
     const QVariant on = dat.value(protocol::keyOn());
-    if (on.type() != QVariant::Bool) {
+    if (on.userType() != QMetaType::Bool) {
         *failure = {EINVAL, QStringLiteral("\"on\" must be true or false")};
         return false;
     }

@@ -503,7 +503,7 @@ void tst_PpsObject::eachObjectHearsOnlyItsOwnData()
         bool ok = false;
         QCOMPARE(resultOf(objects[target]->read(&ok)), names[target]);
         expected[target] = 1;
-        QCOMPARE((QList<int>{toldA.count(), toldB.count(), toldC.count()}), expected);
+        QCOMPARE((QList<int>{int(toldA.count()), int(toldB.count()), int(toldC.count())}), expected);
     }
 }
 

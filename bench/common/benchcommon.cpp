@@ -367,4 +367,41 @@ QVariantMap typicalAnswer(const QVariantMap &request)
     return answer;
 }
 
+Device::Device(const QString &name)
+    : m_name(name), m_root(QStringLiteral("/tmp/ombench-%1-XXXXXX").arg(name)),
+      m_data(QStringLiteral("/tmp/ombench-%1-data-XXXXXX").arg(name))
+{
+    qputenv("OM_PPS_ROOT", QFile::encodeName(m_root.path()));
+}
+
+Device::~Device()
+{
+    stop();
+}
+
+void Device::stop()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.terminate();
+    m_process.waitForFinished(10000);
+}
+
+bool Device::start(const QString &program, const QStringList &arguments)
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("OM_DEVICE_DATA"), m_data.path());
+    m_process.setProcessEnvironment(env);
+    m_process.setProcessChannelMode(QProcess::MergedChannels);
+    m_process.start(program, arguments);
+    QByteArray output;
+    while (!output.contains("omdeviced: ready") && m_process.waitForReadyRead(10000))
+        output += m_process.readAll();
+    if (output.contains("omdeviced: ready"))
+        return true;
+    std::fprintf(stderr, "bench_%s: omdeviced did not start: %s\n", qPrintable(m_name),
+                 output.constData());
+    return false;
+}
+
 } // namespace ombench

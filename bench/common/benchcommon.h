@@ -2,7 +2,9 @@
 #define OMBENCH_BENCHCOMMON_H
 
 #include <QByteArray>
+#include <QProcess>
 #include <QString>
+#include <QTemporaryDir>
 #include <QVariantMap>
 
 #include <functional>
@@ -147,6 +149,32 @@ private:
     Interleaved m_runs;
     std::vector<QString> m_labels;
     std::vector<Expectation> m_expectations;
+};
+
+/**
+ * An omdeviced process for one run, on a bus root and data directory of its
+ * own; this process's OM_PPS_ROOT points at the root, so the library under
+ * measure talks to it. Terminated when the object goes.
+ */
+class Device
+{
+public:
+    /** @p name goes into the temporary directories' names. */
+    explicit Device(const QString &name);
+    ~Device();
+    /** Starts @p program with @p arguments and waits until it is ready;
+     *  false, with what it printed on stderr, if it is not. */
+    bool start(const QString &program, const QStringList &arguments);
+    /** SIGTERM, and waits for it to end; it can be started again, on the
+     *  same root and data. */
+    void stop();
+    qint64 processId() const { return m_process.processId(); }
+
+private:
+    QString m_name;
+    QTemporaryDir m_root;
+    QTemporaryDir m_data;
+    QProcess m_process;
 };
 
 /** A typical "notify" request: a dozen string attributes and a nested

@@ -84,22 +84,9 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    QTemporaryDir root(QStringLiteral("/tmp/ombench-notify-XXXXXX"));
-    QTemporaryDir data(QStringLiteral("/tmp/ombench-notify-data-XXXXXX"));
-    qputenv("OM_PPS_ROOT", QFile::encodeName(root.path()));
-    QProcess device;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("OM_DEVICE_DATA"), data.path());
-    device.setProcessEnvironment(env);
-    device.setProcessChannelMode(QProcess::MergedChannels);
-    device.start(QStringLiteral(OMDEVICED_PATH), {QStringLiteral("--services=notifications")});
-    QByteArray output;
-    while (!output.contains("omdeviced: ready") && device.waitForReadyRead(10000))
-        output += device.readAll();
-    if (!output.contains("omdeviced: ready")) {
-        std::fprintf(stderr, "bench_notify: omdeviced did not start: %s\n", output.constData());
+    ombench::Device device(QStringLiteral("notify"));
+    if (!device.start(QStringLiteral(OMDEVICED_PATH), {QStringLiteral("--services=notifications")}))
         return 1;
-    }
 
     // The floor's server is forked before the measurements; they run in
     // turn, a few of each at a time, so that all meet the same machine.
@@ -142,7 +129,5 @@ int main(int argc, char *argv[])
     runs.report();
     std::printf("(a) / (e): %.2f\n", runs.ratio(updateIndex, directIndex));
 
-    device.terminate();
-    device.waitForFinished(10000);
     return failed ? 1 : 0;
 }

@@ -110,22 +110,9 @@ int main(int argc, char *argv[])
     }
     qInstallMessageHandler(countWarnings);
 
-    QTemporaryDir root(QStringLiteral("/tmp/ombench-payments-XXXXXX"));
-    QTemporaryDir data(QStringLiteral("/tmp/ombench-payments-data-XXXXXX"));
-    qputenv("OM_PPS_ROOT", QFile::encodeName(root.path()));
-    QProcess device;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("OM_DEVICE_DATA"), data.path());
-    device.setProcessEnvironment(env);
-    device.setProcessChannelMode(QProcess::MergedChannels);
-    device.start(QStringLiteral(OMDEVICED_PATH), {QStringLiteral("--services=payments")});
-    QByteArray output;
-    while (!output.contains("omdeviced: ready") && device.waitForReadyRead(10000))
-        output += device.readAll();
-    if (!output.contains("omdeviced: ready")) {
-        std::fprintf(stderr, "bench_payments: omdeviced did not start: %s\n", output.constData());
+    ombench::Device device(QStringLiteral("payments"));
+    if (!device.start(QStringLiteral(OMDEVICED_PATH), {QStringLiteral("--services=payments")}))
         return 1;
-    }
 
     const QPair<int, int> sizes = wireSizes();
     ombench::PersistentFloor floor(sizes.first, sizes.second);
@@ -217,7 +204,5 @@ int main(int argc, char *argv[])
     ombench::target(QStringLiteral("(b) / (d)"), burstRate / rawRate, QStringLiteral(">="),
                     1.0 / 3.0);
 
-    device.terminate();
-    device.waitForFinished(10000);
     return failed ? 1 : 0;
 }

@@ -21,6 +21,8 @@ namespace {
 // leave room for the envelope.
 constexpr int ListedDataBytes = 4096;
 constexpr int ListingBudget = om::PpsObject::MaxMessageSize - 4096;
+// In the store: number -> invocation.
+const QString HistoryKey = QStringLiteral("history");
 
 // The user side's form: the standard one, with the service's own words
 // for a message it does not know.
@@ -65,18 +67,17 @@ InvokeService::InvokeService(const DeviceContext &context, QObject *parent)
     : ServiceModule(parent),
       m_control(new RequestRouter(protocol::controlPath(), 0666, wireForm(), this)),
       m_userSide(new RequestRouter(protocol::userSidePath(), 0600, userSideForm(), this)),
-      m_watchers(m_userSide),
-      m_store(context.dataDirectory, QStringLiteral("invoke")),
+      m_watchers(m_userSide), m_store(context.dataDirectory, QStringLiteral("invoke")),
       m_history(context.setting(QStringLiteral("invoke.history")).toInt()),
-      m_maps(context.dataDirectory)
+      m_maps(&m_store, context.dataDirectory)
 {
     if (m_history <= 0)
         m_history = DefaultHistory;
-    const QVariantList stored = m_store.load().value(QStringLiteral("invocations")).toList();
-    for (const QVariant &entry : stored)
-        m_invocations.append(Invocation::fromVariant(entry.toMap()));
-    while (m_invocations.size() > m_history)
-        m_invocations.removeFirst();
+    load();
+    // A history that made no sense was set aside with the rest of the
+    // store, what the maps application showed included.
+    if (m_store.origin() == DataStore::Origin::SetAside)
+        m_maps.forget();
 
     m_targets.add(&m_maps);
     for (InvokeTarget *target : TargetRegistry::offered())
@@ -118,32 +119,84 @@ void InvokeService::invoke(const Request &request)
     InvokeTarget *target = m_targets.route(invocation, &invocation.error, &invocation.errorText);
     if (target)
         invocation.target = target->name();
-    record(invocation);
+    // What the maps application shows goes with the invocation: one record.
+    DataStore::Changes changes;
+    if (target == &m_maps)
+        m_maps.take(invocation, &changes);
+    record(invocation, &changes);
     if (!target) {
         m_control->fail(request, invocation.error, invocation.errorText);
         m_watchers.changed(protocol::invocationsMessage());
         return;
     }
-    target->take(invocation);
+    if (target != &m_maps)
+        target->take(invocation);
     m_control->answer(request, QVariantMap{{protocol::keyTarget(), target->name()}});
     // After the target took it: what the maps application shows changes too.
     m_watchers.changed(protocol::invocationsMessage());
 }
 
-void InvokeService::record(const Invocation &invocation)
+void InvokeService::load()
 {
-    m_invocations.append(invocation);
-    while (m_invocations.size() > m_history)
-        m_invocations.removeFirst();
-    save();
+    const QVariantMap saved = m_store.load();
+    const QVariant history = saved.value(HistoryKey);
+    if (history.isValid() && history.userType() != QMetaType::QVariantMap) {
+        m_store.setAside(QStringLiteral("the invocations are not a map"));
+        return;
+    }
+    // Keys are the invocations' numbers, written so that they sort in order.
+    const QVariantMap byNumber = history.toMap();
+    for (auto it = byNumber.cbegin(); it != byNumber.cend(); ++it) {
+        bool ok = false;
+        const qint64 number = it.key().toLongLong(&ok);
+        if (!ok || number <= 0 || it.value().userType() != QMetaType::QVariantMap) {
+            m_store.setAside(QStringLiteral("invocation '%1' makes no sense").arg(it.key()));
+            m_invocations.clear();
+            m_numbers.clear();
+            return;
+        }
+        m_invocations.append(Invocation::fromVariant(it.value().toMap()));
+        m_numbers.append(number);
+    }
+    // An earlier version kept a list, written whole each time.
+    const QVariantList earlier = saved.value(QStringLiteral("invocations")).toList();
+    DataStore::Changes changes;
+    for (const QVariant &entry : earlier) {
+        const qint64 number = (m_numbers.isEmpty() ? 0 : m_numbers.last()) + 1;
+        m_invocations.append(Invocation::fromVariant(entry.toMap()));
+        m_numbers.append(number);
+        changes.set({HistoryKey, numberKey(number)}, entry);
+    }
+    if (saved.contains(QStringLiteral("invocations")))
+        changes.remove({QStringLiteral("invocations")});
+    trim(&changes);
+    m_store.commit(changes);
 }
 
-void InvokeService::save()
+QString InvokeService::numberKey(qint64 number)
 {
-    QVariantList stored;
-    for (const Invocation &invocation : qAsConst(m_invocations))
-        stored.append(invocation.toVariant());
-    m_store.save({{QStringLiteral("invocations"), stored}}, lcInvoke());
+    return QStringLiteral("%1").arg(number, 12, 10, QLatin1Char('0'));
+}
+
+void InvokeService::trim(DataStore::Changes *changes)
+{
+    while (m_invocations.size() > m_history) {
+        changes->remove({HistoryKey, numberKey(m_numbers.takeFirst())});
+        m_invocations.removeFirst();
+    }
+}
+
+void InvokeService::record(const Invocation &invocation, DataStore::Changes *changes)
+{
+    // One record: the invocation, and the oldest one it pushes out.
+    const qint64 number = (m_numbers.isEmpty() ? 0 : m_numbers.last()) + 1;
+    changes->set({HistoryKey, numberKey(number)}, invocation.toVariant());
+    m_invocations.append(invocation);
+    m_numbers.append(number);
+    trim(changes);
+    QString error;
+    if (!m_store.commit(*changes, &error))
+        qCWarning(lcInvoke).noquote() << "cannot save the invocations:" << error;
 }
 
 void InvokeService::list(const Request &request)
@@ -169,8 +222,13 @@ void InvokeService::list(const Request &request)
 void InvokeService::clear(const Request &request)
 {
     const int cleared = m_invocations.size();
+    QString error;
+    if (!m_store.remove({HistoryKey}, &error)) {
+        m_userSide->fail(request, 0, QStringLiteral("cannot clear the invocations: %1").arg(error));
+        return;
+    }
     m_invocations.clear();
-    save();
+    m_numbers.clear();
     m_userSide->answer(request, QVariantMap{{protocol::keyCleared(), cleared}});
     m_watchers.changed(protocol::invocationsMessage());
 }

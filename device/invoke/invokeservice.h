@@ -48,8 +48,12 @@ private:
     void list(const Request &request);
     void clear(const Request &request);
     void listTargets(const Request &request);
-    void record(const Invocation &invocation);
-    void save();
+    void load();
+    /** Writes @p invocation to the history, with @p changes, in one record. */
+    void record(const Invocation &invocation, DataStore::Changes *changes);
+    /** Drops the oldest invocations beyond the history's length. */
+    void trim(DataStore::Changes *changes);
+    static QString numberKey(qint64 number);
 
     RequestRouter *m_control;
     RequestRouter *m_userSide;
@@ -57,6 +61,7 @@ private:
     DataStore m_store;
     int m_history;
     QList<Invocation> m_invocations; // oldest first
+    QList<qint64> m_numbers;         // theirs, in the store
     MapsApplication m_maps;
     TargetRegistry m_targets;
 };

@@ -325,9 +325,28 @@ QVariantMap readKml(const QByteArray &data, QString *reason)
 
 } // namespace
 
-MapsApplication::MapsApplication(const QString &dataDirectory)
-    : m_store(dataDirectory, QStringLiteral("maps")), m_shown(m_store.load())
+namespace {
+// In the invocation service's store.
+const QString ShownKey = QStringLiteral("maps");
+} // namespace
+
+MapsApplication::MapsApplication(DataStore *store, const QString &dataDirectory)
+    : m_store(store), m_shown(store->load().value(ShownKey).toMap())
 {
+    if (store->load().contains(ShownKey))
+        return;
+    // An earlier version's own store: taken over, then left empty.
+    DataStore earlier(dataDirectory, QStringLiteral("maps"));
+    const QVariantMap shown = earlier.load();
+    if (shown.isEmpty())
+        return;
+    QString error;
+    if (!m_store->set({ShownKey}, shown, &error) || !earlier.save(QVariantMap(), &error)) {
+        qCWarning(lcInvoke).noquote()
+            << "cannot take over what the maps application showed:" << error;
+        return;
+    }
+    m_shown = shown;
 }
 
 QString MapsApplication::name() const
@@ -356,7 +375,7 @@ QVariantMap MapsApplication::read(const QString &mimeType, const QByteArray &dat
     return {};
 }
 
-void MapsApplication::take(const Invocation &invocation)
+void MapsApplication::take(const Invocation &invocation, DataStore::Changes *changes)
 {
     QString reason;
     QVariantMap shown = read(invocation.mimeType, invocation.data, &reason);
@@ -368,7 +387,17 @@ void MapsApplication::take(const Invocation &invocation)
     shown.insert(QStringLiteral("time"), invocation.time);
     shown.insert(QStringLiteral("size"), invocation.data.size());
     m_shown = shown;
-    m_store.save(m_shown, lcInvoke());
+    if (changes)
+        changes->set({ShownKey}, shown);
+}
+
+void MapsApplication::take(const Invocation &invocation)
+{
+    DataStore::Changes changes;
+    take(invocation, &changes);
+    QString error;
+    if (!m_store->commit(changes, &error))
+        qCWarning(lcInvoke).noquote() << "cannot save what the maps application shows:" << error;
 }
 
 } // namespace omdevice

@@ -10,7 +10,9 @@ namespace omdevice {
  * The device's maps application as a target of invocations. It opens
  * content of the map action type ("JSON {...}", a C string) and KML, and
  * keeps what it would show for the last invocation it took, or why it
- * could not read it; that survives a restart of the device.
+ * could not read it; that survives a restart of the device, in the
+ * invocation service's store, so that an invocation and what it shows are
+ * one record.
  */
 class MapsApplication : public InvokeTarget
 {
@@ -19,12 +21,17 @@ public:
     static constexpr const char *ActionType = "application/vnd.omb.map.action-v1";
     static constexpr const char *KmlType = "application/vnd.google-earth.kml+xml";
 
-    explicit MapsApplication(const QString &dataDirectory);
+    /** Keeps its view in @p store, which must outlive it; takes over what
+     *  an earlier version kept in a store of its own in @p dataDirectory. */
+    MapsApplication(DataStore *store, const QString &dataDirectory);
 
     QString name() const override;
     QStringList actions() const override;
     QStringList mimeTypes() const override;
     void take(const Invocation &invocation) override;
+    /** Takes @p invocation, adding what it shows now to @p changes for
+     *  the caller to write with its own. */
+    void take(const Invocation &invocation, DataStore::Changes *changes);
 
     /**
      * What the application shows now: "sender", "mimeType", "time", "size"
@@ -32,6 +39,8 @@ public:
      * "readable" false with the "reason". Empty before the first invocation.
      */
     QVariantMap shown() const { return m_shown; }
+    /** Shows nothing, as before the first invocation. */
+    void forget() { m_shown.clear(); }
 
     /**
      * Reads content of @p mimeType. The view has "view" ("map", "nav",
@@ -42,7 +51,7 @@ public:
     static QVariantMap read(const QString &mimeType, const QByteArray &data, QString *reason);
 
 private:
-    DataStore m_store;
+    DataStore *m_store;
     QVariantMap m_shown;
 };
 

@@ -140,7 +140,20 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
 bool NavigatorService::start(QString *error)
 {
     m_data = m_store.load();
-    if (!lockStates.contains(m_data.value(keyLockState).toString()))
+    const QString reason = checkSaved(m_data);
+    if (!reason.isEmpty()) {
+        m_store.setAside(reason);
+        m_data.clear();
+    }
+    if (m_store.origin() == DataStore::Origin::SetAside) {
+        // A screen lock whose state is unknown is locked, and kept so, so
+        // that the next start does not take it for a new device.
+        m_data.insert(keyLockState, lockStates.at(2)); // "passwordLocked"
+        QString saveError;
+        if (!m_store.save(m_data, &saveError))
+            qCWarning(lcNavigator).noquote() << "cannot save the lock state:" << saveError;
+    }
+    if (!m_data.contains(keyLockState))
         m_data.insert(keyLockState, lockStates.first());
     m_data.insert(keyBedsideMode, m_data.value(keyBedsideMode).toBool());
     m_data.insert(keyWallpaperLocked, m_data.value(keyWallpaperLocked).toBool());
@@ -149,6 +162,33 @@ bool NavigatorService::start(QString *error)
         return false;
     publishState();
     return m_control->open(error) && m_userSide->open(error);
+}
+
+QString NavigatorService::checkSaved(const QVariantMap &data)
+{
+    const QVariant lockState = data.value(keyLockState);
+    if (lockState.isValid() && lockState.userType() != QMetaType::QString)
+        return QStringLiteral("the lock state is not text");
+    if (lockState.isValid() && !lockStates.contains(lockState.toString()))
+        return QStringLiteral("\"%1\" is no lock state").arg(lockState.toString());
+    for (const QString &flag : {keyBedsideMode, keyWallpaperLocked}) {
+        if (data.contains(flag) && data.value(flag).userType() != QMetaType::Bool)
+            return QStringLiteral("%1 is not true or false").arg(flag);
+    }
+    const struct
+    {
+        QString key;
+        int type;
+    } parts[] = {{keyWallpaper, QMetaType::QVariantMap},
+                 {keyShortcuts, QMetaType::QVariantList},
+                 {keyBadges, QMetaType::QVariantMap}};
+    for (const auto &part : parts) {
+        if (data.contains(part.key) && data.value(part.key).userType() != part.type)
+            return QStringLiteral("%1 is not a %2")
+                .arg(part.key, part.type == QMetaType::QVariantMap ? QStringLiteral("map")
+                                                                   : QStringLiteral("list"));
+    }
+    return QString();
 }
 
 void NavigatorService::publishState()

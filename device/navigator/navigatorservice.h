@@ -41,6 +41,8 @@ private:
     static RequestRouter::Route route(RequestRouter *router, const QString &msg,
                                       const Operation &operation);
 
+    /** Why saved state makes no sense; empty if it does. */
+    static QString checkSaved(const QVariantMap &data);
     void onControlClientClosed(int clientId);
 
     bool setWallpaper(const QVariantMap &dat, Failure *failure);

@@ -4,12 +4,11 @@
 #include "common/datastore.h"
 #include "notify/notifyservice.h"
 
+#include <QHash>
 #include <QList>
-#include <QMap>
-#include <QThread>
-#include <QTimer>
 
-#include <memory>
+#include <map>
+#include <set>
 
 namespace omdevice {
 
@@ -21,21 +20,33 @@ namespace omdevice {
  * "notify"; a second "notify" replaces them and raises its effects again.
  * "cancel" clears an item's effects (it stays, marked seen), "delete"
  * removes it; without "itemId" both apply to every item of the
- * application. The inbox is kept in the device's data directory.
+ * application.
+ *
+ * Every change is in the device's data store before it is answered. An
+ * application keeps at most "inbox-cap" items (1000 unless omdeviced is
+ * given --set inbox-cap=N): a new item beyond that drops the
+ * application's oldest, and the drops are counted.
  */
 class Inbox : public NotifyPart
 {
     Q_OBJECT
 public:
+    static constexpr int DefaultCap = 1000;
+    /** The omdeviced --set key for the cap. */
+    static constexpr const char *CapSetting = "inbox-cap";
+
     explicit Inbox(NotifyService *service);
-    ~Inbox() override;
 
     bool start(QString *error) override;
 
-    /** Every item, oldest first: "application", "itemId", "attributes"
-     *  (as the application sent them), "received" and "updated" (ms since
-     *  the epoch), "effectsCleared". */
-    QList<QVariantMap> items() const;
+    /** The items from place @p from on, at most @p count, oldest first:
+     *  "application", "itemId", "attributes" (as the application sent
+     *  them), "received" and "updated" (ms since the epoch),
+     *  "effectsCleared". */
+    QList<QVariantMap> items(int from = 0, int count = -1) const;
+    int count() const { return int(m_order.size()); }
+    /** How many items each application lost to the cap, by package. */
+    QVariantMap dropped() const;
     /** The item @p itemId of @p application, as items() gives it; empty
      *  if there is none. */
     QVariantMap item(const QString &application, const QString &itemId) const;
@@ -43,37 +54,39 @@ public:
     /**
      * Clears the effects of (or with @p remove, deletes) the item @p itemId
      * of @p application, or every item of the application when @p itemId
-     * is empty. False if no item matched.
+     * is empty, once the change is in the store. False if no item matched,
+     * or with the reason in @p error if the store cannot keep the change.
      */
-    bool clear(const QString &application, const QString &itemId, bool remove);
+    bool clear(const QString &application, const QString &itemId, bool remove,
+               QString *error = nullptr);
 
-    /** Writes the inbox now if it changed since the last write; waits
-     *  for a write under way first. */
-    bool flush(QString *error = nullptr);
+    /** Waits for a compaction of the store under way. */
+    void flush() { m_store.flush(); }
 
 Q_SIGNALS:
     /** An item came, changed or went. */
     void itemsChanged();
 
 private:
+    struct Application
+    {
+        QHash<QString, qint64> sequences; // itemId -> sequence
+        std::set<qint64> order;           // its items' sequences, oldest first
+        qint64 dropped = 0;
+    };
+
     void notify(const Request &request);
     void clear(const Request &request, bool remove);
-    void changed();
-    void load();
-    QVariantMap snapshot() const;
-    void saveInBackground();
-    void saved(bool ok, const QString &error);
+    /** Takes in what the store holds; false with a reason if it makes no sense. */
+    bool load(const QVariantMap &stored, QString *reason);
+    void insert(const QVariantMap &item);
+    void erase(Application &application, qint64 sequence);
 
     DataStore m_store;
-    // application -> itemId -> item
-    QMap<QString, QMap<QString, QVariantMap>> m_items;
+    int m_cap = DefaultCap;
+    QHash<QString, Application> m_applications;
+    std::map<qint64, QVariantMap> m_order; // sequence -> item, oldest first
     qint64 m_sequence = 0;
-    bool m_dirty = false;
-    QTimer m_saveTimer;
-    // The write under way, off the service's thread: a slow disk must not
-    // hold up the answers.
-    QThread *m_saver = nullptr;
-    std::shared_ptr<bool> m_saverOk;
 };
 
 } // namespace omdevice

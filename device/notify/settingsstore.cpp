@@ -202,29 +202,18 @@ bool NotificationSettingsStore::normalizeAll(const QVariantMap &values, bool glo
     return true;
 }
 
-QVariantMap NotificationSettingsStore::validApplicationValues(const QVariantMap &values)
-{
-    QVariantMap valid;
-    for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        QVariant value;
-        QString error;
-        if (normalizeApplication(it.key(), it.value(), &value, &error))
-            valid.insert(it.key(), value);
-    }
-    return valid;
-}
-
 bool NotificationSettingsStore::setGlobal(const QVariantMap &changes, bool *changed, QString *error)
 {
     QVariantMap normalized;
     if (!normalizeAll(changes, true, &normalized, error))
         return false;
-    const QVariantMap before = m_global;
+    QVariantMap next = m_global;
     for (auto it = normalized.cbegin(); it != normalized.cend(); ++it)
-        m_global.insert(it.key(), it.value());
-    *changed = m_global != before;
-    if (*changed)
-        save();
+        next.insert(it.key(), it.value());
+    *changed = next != m_global;
+    if (*changed && !m_store.set({GlobalKey}, next, error))
+        return false;
+    m_global = next;
     return true;
 }
 
@@ -269,8 +258,11 @@ void NotificationSettingsStore::remember(const QString &name)
 {
     if (m_applications.contains(name))
         return;
+    // Only for the user's list of applications: not worth a refusal.
+    QString error;
+    if (!saveApplication(name, Application(), &error))
+        qCWarning(lcNotify).noquote() << "cannot save the notification settings:" << error;
     m_applications.insert(name, Application());
-    save();
 }
 
 bool NotificationSettingsStore::registerDefaults(const QString &name, const QVariantMap &defaults,
@@ -280,9 +272,12 @@ bool NotificationSettingsStore::registerDefaults(const QString &name, const QVar
     if (!normalizeAll(defaults, false, &normalized, error))
         return false;
     const QVariantMap before = application(name);
-    m_applications[name].registered = normalized;
+    Application app = m_applications.value(name);
+    app.registered = normalized;
+    if (!saveApplication(name, app, error))
+        return false;
+    m_applications.insert(name, app);
     *changed = application(name) != before;
-    save();
     return true;
 }
 
@@ -293,45 +288,73 @@ bool NotificationSettingsStore::setApplication(const QString &name, const QVaria
     if (!normalizeAll(changes, false, &normalized, error))
         return false;
     const QVariantMap before = application(name);
-    Application &app = m_applications[name];
+    Application app = m_applications.value(name);
     for (auto it = normalized.cbegin(); it != normalized.cend(); ++it)
         app.user.insert(it.key(), it.value());
+    if (!saveApplication(name, app, error))
+        return false;
+    m_applications.insert(name, app);
     *changed = application(name) != before;
-    save();
     return true;
 }
 
 void NotificationSettingsStore::load()
 {
-    const QVariantMap data = m_store.load();
-    // A saved value that is no longer valid falls back to the factory's.
-    const QVariantMap global = data.value(GlobalKey).toMap();
-    for (auto it = global.cbegin(); it != global.cend(); ++it) {
-        QVariant value;
-        QString error;
-        if (normalizeGlobal(it.key(), it.value(), &value, &error))
-            m_global.insert(it.key(), value);
-    }
-    const QVariantMap applications = data.value(ApplicationsKey).toMap();
-    for (auto it = applications.cbegin(); it != applications.cend(); ++it) {
-        if (it.key().isEmpty())
-            continue;
-        const QVariantMap saved = it.value().toMap();
-        Application app;
-        app.registered = validApplicationValues(saved.value(RegisteredKey).toMap());
-        app.user = validApplicationValues(saved.value(UserKey).toMap());
-        m_applications.insert(it.key(), app);
+    QString reason;
+    if (!load(m_store.load(), &reason)) {
+        m_store.setAside(reason);
+        m_global = factoryGlobal();
+        m_applications.clear();
     }
 }
 
-void NotificationSettingsStore::save() const
+bool NotificationSettingsStore::load(const QVariantMap &data, QString *reason)
 {
-    QVariantMap applications;
-    for (auto it = m_applications.cbegin(); it != m_applications.cend(); ++it) {
-        applications.insert(it.key(),
-                            QVariantMap{{RegisteredKey, it->registered}, {UserKey, it->user}});
+    const auto valuesOf = [reason](const QVariant &saved, bool global, const QString &what,
+                                   QVariantMap *values) {
+        if (saved.isValid() && saved.userType() != QMetaType::QVariantMap) {
+            *reason = QStringLiteral("%1 are not a map").arg(what);
+            return false;
+        }
+        QString error;
+        if (!normalizeAll(saved.toMap(), global, values, &error)) {
+            *reason = QStringLiteral("%1: %2").arg(what, error);
+            return false;
+        }
+        return true;
+    };
+    QVariantMap global;
+    if (!valuesOf(data.value(GlobalKey), true, QStringLiteral("the global settings"), &global))
+        return false;
+    for (auto it = global.cbegin(); it != global.cend(); ++it)
+        m_global.insert(it.key(), it.value());
+    const QVariant applications = data.value(ApplicationsKey);
+    if (applications.isValid() && applications.userType() != QMetaType::QVariantMap) {
+        *reason = QStringLiteral("the applications are not a map");
+        return false;
     }
-    m_store.save({{GlobalKey, m_global}, {ApplicationsKey, applications}}, lcNotify());
+    const QVariantMap byName = applications.toMap();
+    for (auto it = byName.cbegin(); it != byName.cend(); ++it) {
+        const QString what = QStringLiteral("the settings of '%1'").arg(it.key());
+        if (it.key().isEmpty() || it.value().userType() != QMetaType::QVariantMap) {
+            *reason = QStringLiteral("%1 are not a map").arg(what);
+            return false;
+        }
+        const QVariantMap saved = it.value().toMap();
+        Application app;
+        if (!valuesOf(saved.value(RegisteredKey), false, what, &app.registered) ||
+            !valuesOf(saved.value(UserKey), false, what, &app.user))
+            return false;
+        m_applications.insert(it.key(), app);
+    }
+    return true;
+}
+
+bool NotificationSettingsStore::saveApplication(const QString &name, const Application &app,
+                                                QString *error)
+{
+    return m_store.set({ApplicationsKey, name},
+                       QVariantMap{{RegisteredKey, app.registered}, {UserKey, app.user}}, error);
 }
 
 } // namespace omdevice

@@ -66,14 +66,14 @@ private:
 
     static QVariantMap factoryGlobal();
     static QVariantMap factoryApplication();
-    /** The valid entries of @p values; the rest is dropped. */
-    static QVariantMap validApplicationValues(const QVariantMap &values);
     /** Checks every entry of @p values; the normalized map, or false. */
     static bool normalizeAll(const QVariantMap &values, bool global, QVariantMap *normalized,
                              QString *error);
 
     void load();
-    void save() const;
+    /** Takes in what the store holds; false with a reason if it makes no sense. */
+    bool load(const QVariantMap &data, QString *reason);
+    bool saveApplication(const QString &name, const Application &app, QString *error);
 
     DataStore m_store;
     QVariantMap m_global;

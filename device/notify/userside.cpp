@@ -13,6 +13,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cerrno>
+
 namespace omdevice {
 
 namespace {
@@ -20,6 +22,8 @@ namespace protocol = om::notifyprotocol;
 
 // Room for the entries of one answer; a message holds at most 64 KiB.
 constexpr int PageBytes = 48 * 1024;
+// More entries than fit in one answer.
+constexpr int PageEntries = 1024;
 
 // The entries from place @p from on that fit into one answer; always at
 // least one, cut down if it is too large by itself.
@@ -121,8 +125,19 @@ template <class Part> Part *UserSide::partFor(const Request &request, const char
 
 void UserSide::inbox(const Request &request)
 {
-    if (const Inbox *inbox = partFor<Inbox>(request, "an inbox"))
-        list(request, inbox->items(), protocol::keyItems());
+    const Inbox *inbox = partFor<Inbox>(request, "an inbox");
+    if (!inbox)
+        return;
+    // Only the items from "from" on are looked at: an inbox may hold many
+    // pages, and fewer than this fill one.
+    const QVariantMap dat = request.map();
+    const int from = qMax(0, dat.contains(protocol::keyLast())
+                                 ? inbox->count() - qMax(0, dat.value(protocol::keyLast()).toInt())
+                                 : dat.value(protocol::keyFrom()).toInt());
+    m_router->answer(request,
+                     QVariantMap{{protocol::keyItems(), page(inbox->items(from, PageEntries), 0)},
+                                 {protocol::keyTotal(), inbox->count()},
+                                 {protocol::keyDropped(), inbox->dropped()}});
 }
 
 void UserSide::dialogs(const Request &request)
@@ -164,11 +179,14 @@ void UserSide::clear(const Request &request, bool remove)
     const QVariantMap dat = request.map();
     const QString application = dat.value(protocol::keyApplication()).toString();
     const QString itemId = dat.value(protocol::keyItemId()).toString();
-    if (!inbox->clear(application, itemId, remove)) {
-        m_router->fail(request, 0,
-                       itemId.isEmpty()
-                           ? QStringLiteral("no item of '%1' in the inbox").arg(application)
-                           : QStringLiteral("no item '%1' of '%2' in the inbox").arg(itemId, application));
+    QString error;
+    if (!inbox->clear(application, itemId, remove, &error)) {
+        m_router->fail(
+            request, error.isEmpty() ? 0 : EIO,
+            !error.isEmpty() ? error
+            : itemId.isEmpty()
+                ? QStringLiteral("no item of '%1' in the inbox").arg(application)
+                : QStringLiteral("no item '%1' of '%2' in the inbox").arg(itemId, application));
         return;
     }
     m_router->answer(request);

@@ -92,7 +92,13 @@ bool Good::fromVariant(const QVariantMap &map, Good *good, QString *error)
 Catalogue::Catalogue(const QString &dataDirectory)
     : m_store(dataDirectory, QStringLiteral("payments-catalogue"))
 {
-    if (!QFile::exists(m_store.fileName())) {
+    const QVariantMap saved = m_store.load();
+    const QVariant stored = saved.value(protocol::keyGoods());
+    if (m_store.origin() == DataStore::Origin::Loaded && stored.isValid() &&
+        stored.userType() != QMetaType::QVariantList)
+        m_store.setAside(QStringLiteral("the goods are not a list"));
+    if (m_store.origin() != DataStore::Origin::Loaded) {
+        // A new device, or one whose catalogue was set aside: the samples.
         m_goods = samples();
         QVariantList goods;
         for (const Good &good : qAsConst(m_goods))
@@ -100,15 +106,7 @@ Catalogue::Catalogue(const QString &dataDirectory)
         m_store.save({{protocol::keyGoods(), goods}}, lcPayments());
         return;
     }
-    const QVariantList stored = m_store.load().value(protocol::keyGoods()).toList();
-    if (stored.isEmpty() && m_store.load().isEmpty()) {
-        // Kept for the developer to mend; nothing is written over it.
-        m_unreadable = true;
-        qCWarning(lcPayments, "%s cannot be read; the store has no goods until it is mended",
-                  qPrintable(m_store.fileName()));
-        return;
-    }
-    for (const QVariant &entry : stored) {
+    for (const QVariant &entry : stored.toList()) {
         Good good;
         QString error;
         if (Good::fromVariant(entry.toMap(), &good, &error) && check(good, -1, &error))
@@ -196,11 +194,6 @@ bool Catalogue::check(const Good &good, int ignoring, QString *error) const
 
 bool Catalogue::save(QString *error)
 {
-    if (m_unreadable) {
-        *error =
-            QStringLiteral("%1 cannot be read; mend or remove it first").arg(m_store.fileName());
-        return false;
-    }
     QVariantList goods;
     for (const Good &good : qAsConst(m_goods))
         goods.append(good.toVariant());

@@ -62,7 +62,6 @@ private:
     DataStore m_store;
     QList<Good> m_goods;
     /** The file exists but cannot be read: it is left alone. */
-    bool m_unreadable = false;
 };
 
 } // namespace omdevice

@@ -9,6 +9,9 @@
 #include <QDateTime>
 #include <QLoggingCategory>
 
+#include <algorithm>
+#include <cerrno>
+
 namespace omdevice {
 
 OM_DEVICE_LOGGING_CATEGORY(lcPayments, "payments")
@@ -139,6 +142,7 @@ PaymentSystem::PaymentSystem(const DeviceContext &context, QObject *parent)
     if (!modes().contains(m_mode))
         m_mode = protocol::modeApprove();
     m_invoke = settings.value(protocol::keyInvoke()).toBool();
+    loadPending(settings);
 
     using namespace std::placeholders;
     m_control->add({
@@ -162,11 +166,56 @@ bool PaymentSystem::start(QString *error)
     return m_controlServer->open(error) && m_userServer->open(error);
 }
 
-void PaymentSystem::saveSettings()
+namespace {
+// In the settings' store: pending number -> the purchase that waits.
+const QString PendingKey = QStringLiteral("pending");
+} // namespace
+
+bool PaymentSystem::saveSettings(QString *error)
 {
-    m_settings.save({{protocol::keyMode(), m_mode}, {protocol::keyInvoke(), m_invoke}},
-                    lcPayments());
+    DataStore::Changes changes;
+    changes.set({protocol::keyMode()}, m_mode).set({protocol::keyInvoke()}, m_invoke);
+    if (!m_settings.commit(changes, error))
+        return false;
     changed();
+    return true;
+}
+
+void PaymentSystem::loadPending(const QVariantMap &saved)
+{
+    const QVariantMap pending = saved.value(PendingKey).toMap();
+    for (auto it = pending.cbegin(); it != pending.cend(); ++it) {
+        bool ok = false;
+        const int number = it.key().toInt(&ok);
+        const Purchase purchase = Purchase::fromVariant(it.value().toMap());
+        if (!ok || number <= 0 || purchase.package.isEmpty() || purchase.goodId.isEmpty()) {
+            qCWarning(lcPayments).noquote()
+                << QStringLiteral("%1: the waiting purchase '%2' makes no sense; dropped")
+                       .arg(m_settings.fileName(), it.key());
+            m_settings.remove({PendingKey, it.key()});
+            continue;
+        }
+        Pending restored;
+        restored.number = number;
+        restored.purchase = purchase;
+        restored.restored = true;
+        // No connection has this id: the purchase answers nobody.
+        restored.request =
+            Request(-1, QVariantMap(), QVariantMap{{QStringLiteral("package"), purchase.package}});
+        m_pending.append(restored);
+        m_nextPending = std::max(m_nextPending, number + 1);
+    }
+}
+
+bool PaymentSystem::keepPending(const Pending &pending, QString *error)
+{
+    return m_settings.set({PendingKey, QString::number(pending.number)},
+                          pending.purchase.toVariant(), error);
+}
+
+bool PaymentSystem::forgetPending(const Pending &pending, QString *error)
+{
+    return m_settings.remove({PendingKey, QString::number(pending.number)}, error);
 }
 
 void PaymentSystem::changed() const
@@ -258,6 +307,15 @@ void PaymentSystem::purchase(const Request &request)
              protocol::subCodeBusy());
     } else if (m_mode == protocol::modeHold()) {
         pending.number = m_nextPending++;
+        // Kept before anyone can see it waiting: the user may answer it
+        // after the device restarted.
+        QString error;
+        if (!keepPending(pending, &error)) {
+            qCWarning(lcPayments, "cannot keep a purchase: %s", qPrintable(error));
+            fail(request, protocol::ErrorFailed,
+                 QStringLiteral("the store cannot keep the purchase"), protocol::subCodeFailed());
+            return;
+        }
         m_pending.append(pending);
         changed();
         qCInfo(lcPayments, "purchase %d of \"%s\" by %s waits for the user", pending.number,
@@ -288,20 +346,24 @@ bool PaymentSystem::complete(const Pending &pending, Purchase *done)
 {
     const Good *good = m_catalogue.find(pending.purchase.goodId, QString());
     if (!good) {
-        fail(pending.request, protocol::ErrorFailed, QStringLiteral("the good has left the store"),
-             protocol::subCodeUnknownGood());
+        if (!pending.restored)
+            fail(pending.request, protocol::ErrorFailed,
+                 QStringLiteral("the good has left the store"), protocol::subCodeUnknownGood());
         return false;
     }
     Purchase bought;
     QString error;
     if (!m_store.buy(pending.purchase, *good, &bought, &error)) {
         qCWarning(lcPayments, "cannot keep a purchase: %s", qPrintable(error));
-        fail(pending.request, protocol::ErrorFailed,
-             QStringLiteral("the store cannot keep the purchase"), protocol::subCodeFailed());
+        if (!pending.restored)
+            fail(pending.request, protocol::ErrorFailed,
+                 QStringLiteral("the store cannot keep the purchase"), protocol::subCodeFailed());
         return false;
     }
     if (done)
         *done = bought;
+    if (pending.restored)
+        return true; // its application asked before the device restarted
     qCInfo(lcPayments, "%s bought \"%s\" in the %s store (purchase %s)", qPrintable(bought.package),
            qPrintable(bought.goodId), bought.test ? "test" : "production",
            qPrintable(bought.purchaseId));
@@ -315,9 +377,12 @@ void PaymentSystem::clientClosed(int clientId)
     // An application that has gone can no longer be answered: its waiting
     // purchase goes too.
     for (int i = m_pending.size() - 1; i >= 0; --i) {
-        if (m_pending.at(i).request.clientId() == clientId) {
+        if (!m_pending.at(i).restored && m_pending.at(i).request.clientId() == clientId) {
             qCInfo(lcPayments, "purchase %d is dropped: its application has gone",
                    m_pending.at(i).number);
+            QString error;
+            if (!forgetPending(m_pending.at(i), &error))
+                qCWarning(lcPayments, "cannot forget a purchase: %s", qPrintable(error));
             m_pending.removeAt(i);
             changed();
         }
@@ -463,6 +528,8 @@ void PaymentSystem::addUserSideRoutes()
     });
     r->add(protocol::modeMessage(), Shape::OptionalMap, [this, r](const Request &request) {
         const QVariantMap dat = request.map();
+        const QString oldMode = m_mode;
+        const bool oldInvoke = m_invoke;
         if (dat.contains(protocol::keyMode())) {
             const QString mode = text(dat, protocol::keyMode());
             if (!modes().contains(mode)) {
@@ -475,7 +542,14 @@ void PaymentSystem::addUserSideRoutes()
         }
         if (dat.contains(protocol::keyInvoke()))
             m_invoke = dat.value(protocol::keyInvoke()).toBool();
-        saveSettings();
+        QString error;
+        if (!saveSettings(&error)) {
+            m_mode = oldMode;
+            m_invoke = oldInvoke;
+            r->fail(request, EIO,
+                    QStringLiteral("the store's settings cannot be kept: %1").arg(error));
+            return;
+        }
         r->answer(request,
                   QVariantMap{{protocol::keyMode(), m_mode}, {protocol::keyInvoke(), m_invoke}});
     });
@@ -501,6 +575,15 @@ void PaymentSystem::addUserSideRoutes()
         for (int i = 0; i < m_pending.size(); ++i) {
             if (!dat.contains(protocol::keyPending()) ||
                 m_pending.at(i).number == dat.value(protocol::keyPending()).toInt()) {
+                // Forgotten before it is bought or declined: a device
+                // killed in between has not answered the application, and
+                // never buys it twice.
+                QString error;
+                if (!forgetPending(m_pending.at(i), &error)) {
+                    r->fail(request, EIO,
+                            QStringLiteral("the store cannot keep the change: %1").arg(error));
+                    return false;
+                }
                 *taken = m_pending.takeAt(i);
                 return true;
             }
@@ -531,8 +614,10 @@ void PaymentSystem::addUserSideRoutes()
                Pending pending;
                if (!takePending(request, &pending))
                    return;
-               fail(pending.request, protocol::ErrorCanceled,
-                    QStringLiteral("the user declined the purchase"), protocol::subCodeDeclined());
+               if (!pending.restored)
+                   fail(pending.request, protocol::ErrorCanceled,
+                        QStringLiteral("the user declined the purchase"),
+                        protocol::subCodeDeclined());
                r->answer(request, QVariantMap{{protocol::keyPending(), pending.number}});
                changed();
            });

@@ -50,6 +50,9 @@ private:
         int number = 0;
         Request request;
         Purchase purchase;
+        /** Kept from before the device restarted: its application's
+         *  connection is gone, so nobody is answered. */
+        bool restored = false;
     };
     /** A failure the user asked for, for the next request (of a kind). */
     struct Injected
@@ -73,7 +76,12 @@ private:
     void clientClosed(int clientId);
 
     void addUserSideRoutes();
-    void saveSettings();
+    bool saveSettings(QString *error);
+    /** Takes in the purchases that waited for the user when the device
+     *  stopped. */
+    void loadPending(const QVariantMap &saved);
+    bool keepPending(const Pending &pending, QString *error);
+    bool forgetPending(const Pending &pending, QString *error);
     /** Tells the user side's watchers that the store's state changed. */
     void changed() const;
 

@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 
+#include <cerrno>
 #include <cmath>
 #include <limits>
 
@@ -118,11 +119,17 @@ PerimeterManager::PerimeterManager(const DeviceContext &context, QObject *parent
 bool PerimeterManager::start(QString *error)
 {
     const QVariantMap saved = m_store.load();
-    if (saved.contains(s_keyState)) {
-        m_current.raw = saved.value(s_keyState).toInt();
-        m_current.hasTime = saved.contains(s_keyTime);
-        m_current.time = saved.value(s_keyTime).toString();
-    } else {
+    QString reason;
+    if (saved.contains(s_keyState) && !readState(saved, &m_current, &reason))
+        m_store.setAside(reason);
+    if (m_store.origin() == DataStore::Origin::SetAside) {
+        // A data lock whose state is unknown is locked; kept so, so that
+        // the next start does not take it for a new device.
+        m_current = LockState{protocol::Locked, false, QString()};
+        QString saveError;
+        if (!keep(m_current, &saveError))
+            qCWarning(lcPerimeter).noquote() << "cannot save the data lock:" << saveError;
+    } else if (!saved.contains(s_keyState)) {
         const QString initial = m_context.setting(QStringLiteral("perimeter.state"));
         if (!initial.isEmpty()) {
             bool ok = false;
@@ -139,6 +146,27 @@ bool PerimeterManager::start(QString *error)
     publish();
     // A lock that fell due while the device was off is locked now.
     schedule();
+    return true;
+}
+
+bool PerimeterManager::readState(const QVariantMap &saved, LockState *state, QString *reason)
+{
+    const QVariant raw = saved.value(s_keyState);
+    qint64 value = 0;
+    if (raw.userType() == QMetaType::QString || !integerValue(raw, &value)) {
+        *reason = QStringLiteral("the state '%1' is not a whole number").arg(raw.toString());
+        return false;
+    }
+    if (value < std::numeric_limits<qint32>::min() || value > std::numeric_limits<qint32>::max()) {
+        *reason = QStringLiteral("the state %1 is out of range").arg(value);
+        return false;
+    }
+    const QVariant time = saved.value(s_keyTime);
+    if (time.isValid() && time.userType() != QMetaType::QString) {
+        *reason = QStringLiteral("the time is not text");
+        return false;
+    }
+    *state = LockState{int(value), time.isValid(), time.toString()};
     return true;
 }
 
@@ -160,18 +188,31 @@ bool PerimeterManager::isLocked() const
            m_current.raw == protocol::StartupUnlocking;
 }
 
-void PerimeterManager::apply(const LockState &state)
+bool PerimeterManager::keep(const LockState &state, QString *error)
 {
-    m_current = state;
-    // Applications see the change first; the disk can wait for them.
-    publish();
-    schedule();
-    m_watchers.changed(protocol::statusMessage());
     QVariantMap saved;
     saved.insert(s_keyState, state.raw);
     if (state.hasTime)
         saved.insert(s_keyTime, state.time);
-    m_store.save(saved, lcPerimeter());
+    return m_store.save(saved, error);
+}
+
+void PerimeterManager::enter(const LockState &state)
+{
+    m_current = state;
+    publish();
+    schedule();
+    m_watchers.changed(protocol::statusMessage());
+}
+
+void PerimeterManager::apply(const LockState &state)
+{
+    // Nobody waits for an answer: the lock takes effect even if the
+    // store cannot keep it.
+    QString error;
+    if (!keep(state, &error))
+        qCWarning(lcPerimeter).noquote() << "cannot save the data lock:" << error;
+    enter(state);
 }
 
 void PerimeterManager::publish()
@@ -237,11 +278,20 @@ void PerimeterManager::lock(const Request &request)
         m_control->fail(request, 0, QStringLiteral("unknown lock type"));
         return;
     }
-    // The answer goes out before the new state, so that an application
-    // hears "granted" before it sees the lock.
+    // The lock is kept before it is granted, and the answer goes out
+    // before the new state, so that an application hears "granted" before
+    // it sees the lock.
+    const LockState locked{protocol::Locked, false, QString()};
+    QString error;
+    if (!isLocked() && !keep(locked, &error)) {
+        m_control->fail(request, EIO,
+                        QStringLiteral("the data lock cannot be kept: %1").arg(error));
+        return;
+    }
+    const bool wasLocked = isLocked();
     m_control->answer(request);
-    if (!isLocked())
-        apply(LockState{protocol::Locked, false, QString()});
+    if (!wasLocked)
+        enter(locked);
 }
 
 void PerimeterManager::extendLock(const Request &request)
@@ -260,8 +310,14 @@ void PerimeterManager::extendLock(const Request &request)
         m_control->fail(request, 0, error);
         return;
     }
+    const LockState pending{protocol::Pending, true, QString::number(due)};
+    if (!keep(pending, &error)) {
+        m_control->fail(request, EIO,
+                        QStringLiteral("the data lock cannot be kept: %1").arg(error));
+        return;
+    }
     m_control->answer(request, QVariantMap{{protocol::keyTime(), due}});
-    apply(LockState{protocol::Pending, true, QString::number(due)});
+    enter(pending);
 }
 
 bool PerimeterManager::extended(qint64 seconds, qint64 *due, QString *error) const
@@ -293,7 +349,13 @@ void PerimeterManager::extendByUser(const Request &request)
 
 void PerimeterManager::change(const Request &request, const LockState &state)
 {
-    apply(state);
+    QString error;
+    if (!keep(state, &error)) {
+        m_userSide->fail(request, EIO,
+                         QStringLiteral("the data lock cannot be kept: %1").arg(error));
+        return;
+    }
+    enter(state);
     m_userSide->answer(request, describe());
 }
 

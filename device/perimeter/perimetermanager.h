@@ -63,7 +63,12 @@ private:
     void setRaw(const Request &request);
     QVariantMap describe() const;
 
-    /** Stores, saves and publishes @p state, and arms the due timer. */
+    static bool readState(const QVariantMap &saved, LockState *state, QString *reason);
+    /** Saves @p state; false with the reason if it cannot. */
+    bool keep(const LockState &state, QString *error);
+    /** Makes @p state the current one, publishes it and arms the due timer. */
+    void enter(const LockState &state);
+    /** Both, for a change nobody waits on. */
     void apply(const LockState &state);
     void publish();
     void schedule();

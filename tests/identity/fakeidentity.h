@@ -12,6 +12,7 @@
 #include <QVariantMap>
 
 #include <cerrno>
+#include <functional>
 #include <memory>
 
 namespace omtest {
@@ -48,23 +49,34 @@ inline QVariantMap idsNotification(int type, const QString &name, int notificati
                                                 {idsproto::keyWatcher(), watcher}}}};
 }
 
+using Maps = QList<QVariantMap>;
+
+/** Answers each message with what @p answers gives for it, at once; nothing
+ *  for an empty list. */
+inline void respondWith(FakeServer *server, const std::function<Maps(const Received &)> &answers)
+{
+    server->respond([answers](const Received &r) {
+        QList<Answer> out;
+        for (const QVariantMap &a : answers(r))
+            out.append({a, {}, {}, 0});
+        return out;
+    });
+}
+
 /** Registration of the known providers, wake-ups, notifiers and options
  *  answered as the real service would in the simple case. */
 inline void scriptIdentityBasics(FakeServer *server)
 {
-    server->respond([](const Received &r) {
-        QList<Answer> answers;
+    respondWith(server, [](const Received &r) {
         if (r.msg() == idsproto::msgRegister()) {
             const QString provider = r.dat().value(idsproto::keyProvider()).toString();
             if (provider == idsproto::providerOmid() || provider == idsproto::providerProfile())
-                answers.append({idsAnswer(r), {}, {}, 0});
-            else
-                answers.append(
-                    {idsFailure(r, ECOMM, QStringLiteral("unknown provider")), {}, {}, 0});
-        } else if (r.msg() == idsproto::msgWake() || r.msg() == idsproto::msgSetOption()) {
-            answers.append({idsAnswer(r), {}, {}, 0});
+                return Maps{idsAnswer(r)};
+            return Maps{idsFailure(r, ECOMM, QStringLiteral("unknown provider"))};
         }
-        return answers;
+        if (r.msg() == idsproto::msgWake() || r.msg() == idsproto::msgSetOption())
+            return Maps{idsAnswer(r)};
+        return Maps();
     });
 }
 

@@ -4,20 +4,21 @@
 
 #include "identity/identityservice.h"
 
+#include "cputime.h"
+#include "datarow.h"
 #include "ids/idsprotocol_p.h"
+#include "serviceclient.h"
 #include "testbroker.h"
 
 #include <ids/ids.h>
 #include <om/platform/identity/identityserviceprovider.h>
 #include <om/platform/identity/ombrelid.h>
 #include <om/platform/identity/ombrelprofile.h>
-#include <om/ppsobject.h>
 
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
-#include <ctime>
 #include <memory>
 
 using omdevice::IdentityService;
@@ -25,96 +26,28 @@ namespace proto = om::ids::protocol;
 
 namespace {
 
-/** One connection to a control object, opened as the application @p package. */
-class Client : public QObject
+using Client = omtest::ServiceClient;
+using omtest::newRow;
+
+/** The next notification @p client gets, if one comes. */
+QVariantMap notification(Client &client)
 {
-public:
-    Client(const QString &path, const QString &package)
-    {
-        qputenv("OM_PACKAGE_NAME", package.toUtf8());
-        m_pps = std::make_unique<om::PpsObject>(path);
-        m_open = m_pps->open(om::PpsOpenMode::PublishSubscribe);
-        qunsetenv("OM_PACKAGE_NAME");
-        connect(m_pps.get(), &om::PpsObject::readyRead, this, [this] {
-            bool ok = true;
-            while (ok) {
-                const QByteArray text = m_pps->read(&ok);
-                if (ok)
-                    m_messages.append(om::PpsObject::decode(text).first().toMap());
-            }
-        });
-    }
+    return client.waitFor([](const QVariantMap &m) { return m.value("msg") == proto::msgNotify(); })
+        .value("dat")
+        .toMap();
+}
 
-    bool isOpen() const { return m_open; }
-
-    /** Writes a request; its id. */
-    QString send(const QString &msg, const QVariant &dat = QVariant())
-    {
-        const QString id = QString::number(++m_lastId);
-        QVariantMap message{{"msg", msg}, {"id", id}};
-        if (dat.isValid())
-            message.insert("dat", dat);
-        m_pps->write(om::PpsObject::encode(message));
-        return id;
+/** Whether a notification waits once the service has handled all that came
+ *  before. */
+bool hasNotification(Client &client)
+{
+    client.call(proto::msgWake()); // answered after anything sent before it
+    for (const QVariantMap &m : client.waiting()) {
+        if (m.value("msg") == proto::msgNotify())
+            return true;
     }
-    /** The answer to the request @p id, if it comes in time. */
-    QVariantMap answerTo(const QString &id, int timeoutMs = 5000)
-    {
-        return waitFor([id](const QVariantMap &m) { return m.value("id").toString() == id; },
-                       timeoutMs);
-    }
-    /** Writes a request and waits for its answer. */
-    QVariantMap call(const QString &msg, const QVariantMap &dat = QVariantMap())
-    {
-        return answerTo(send(msg, dat));
-    }
-    /** The same with any "dat", or none. */
-    QVariantMap callWith(const QString &msg, const QVariant &dat)
-    {
-        return answerTo(send(msg, dat));
-    }
-    void writeRaw(const QByteArray &text) { m_pps->write(text); }
-
-    QVariantMap waitFor(const std::function<bool(const QVariantMap &)> &match, int timeoutMs = 5000)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        for (;;) {
-            for (int i = 0; i < m_messages.size(); ++i) {
-                if (match(m_messages.at(i)))
-                    return m_messages.takeAt(i);
-            }
-            if (timer.elapsed() > timeoutMs)
-                return {};
-            QTest::qWait(5);
-        }
-    }
-    /** The next notification, if one comes. */
-    QVariantMap notification(int timeoutMs = 5000)
-    {
-        return waitFor([](const QVariantMap &m) { return m.value("msg") == proto::msgNotify(); },
-                       timeoutMs)
-            .value("dat")
-            .toMap();
-    }
-    /** Whether a notification is waiting once the service has handled all
-     *  that came before. */
-    bool hasNotification()
-    {
-        call(proto::msgWake()); // answered after anything sent before it
-        for (const QVariantMap &m : qAsConst(m_messages)) {
-            if (m.value("msg") == proto::msgNotify())
-                return true;
-        }
-        return false;
-    }
-
-private:
-    std::unique_ptr<om::PpsObject> m_pps;
-    bool m_open = false;
-    int m_lastId = 0;
-    QList<QVariantMap> m_messages;
-};
+    return false;
+}
 
 int codeOf(const QVariantMap &answer)
 {
@@ -208,19 +141,17 @@ void tst_IdentityService::account_data()
     QStringList eleven;
     for (int i = 0; i < 11; ++i)
         eleven.append("urn:omid:email");
-    QTest::newRow("all six") << 0 << QStringList{"urn:omid:username",  "urn:omid:screenname",
-                                                 "urn:omid:firstname", "urn:omid:lastname",
-                                                 "urn:omid:uid",       "urn:omid:email"}
-                             << 0;
-    QTest::newRow("none") << 0 << QStringList() << 0;
-    QTest::newRow("ten") << 0 << QStringList(eleven.mid(1)) << 0;
-    QTest::newRow("eleven") << 0 << eleven << int(IDS_TOO_MANY_NAMES_PASSED);
-    QTest::newRow("a name of 33 bytes")
-        << 0 << QStringList{QString(33, 'n')} << int(IDS_NAME_TOO_LONG);
-    QTest::newRow("32 bytes, unknown")
-        << 0 << QStringList{QString(32, 'n')} << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
-    QTest::newRow("another type") << 1 << QStringList{"urn:omid:uid"}
-                                  << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
+    newRow("all six", 0,
+           QStringList{"urn:omid:username", "urn:omid:screenname", "urn:omid:firstname",
+                       "urn:omid:lastname", "urn:omid:uid", "urn:omid:email"},
+           0);
+    newRow("none", 0, QStringList(), 0);
+    newRow("ten", 0, QStringList(eleven.mid(1)), 0);
+    newRow("eleven", 0, eleven, int(IDS_TOO_MANY_NAMES_PASSED));
+    newRow("a name of 33 bytes", 0, QStringList{QString(33, 'n')}, int(IDS_NAME_TOO_LONG));
+    newRow("32 bytes, unknown", 0, QStringList{QString(32, 'n')},
+           int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
+    newRow("another type", 1, QStringList{"urn:omid:uid"}, int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
 }
 
 void tst_IdentityService::account()
@@ -255,39 +186,28 @@ void tst_IdentityService::tokens()
     auto token = [](Client &client, const QString &type, const QString &target) {
         return client.call(proto::msgGetToken(), {{"tokenType", type}, {"appliesTo", target}});
     };
+    // The token of an answer, with its parameters; empty if there is none.
+    auto tokenOf = [&token](Client &client) {
+        proto::TokenAnswer a;
+        proto::readTokenAnswer(token(client, "bearer", "urn:omb:demo").value("dat").toMap(), &a);
+        return a;
+    };
     QCOMPARE(codeOf(token(*app, "nope", "urn:omb:demo")), int(IDS_UNKNOWN_TOKEN_TYPE));
     QCOMPARE(codeOf(token(*app, "bearer", "urn:nope")), int(IDS_UNKNOWN_APPLIES_TO));
 
     // Stable until cleared, and each application's own.
-    const QVariantMap first = token(*app, "bearer", "urn:omb:demo");
-    QCOMPARE(codeOf(first), 0);
-    proto::TokenAnswer a;
-    QVERIFY(proto::readTokenAnswer(first.value("dat").toMap(), &a));
+    const proto::TokenAnswer a = tokenOf(*app);
     QVERIFY(!a.token.isEmpty());
     QVERIFY(!a.params.isEmpty());
-    proto::TokenAnswer again;
-    QVERIFY(
-        proto::readTokenAnswer(token(*app, "bearer", "urn:omb:demo").value("dat").toMap(), &again));
-    QCOMPARE(again.token, a.token);
-    proto::TokenAnswer others;
-    QVERIFY(proto::readTokenAnswer(token(*other, "bearer", "urn:omb:demo").value("dat").toMap(),
-                                   &others));
-    QVERIFY(others.token != a.token);
+    QCOMPARE(tokenOf(*app).token, a.token);
+    const QByteArray others = tokenOf(*other).token;
+    QVERIFY(!others.isEmpty() && others != a.token);
 
-    const QVariantMap cleared =
-        app->call(proto::msgClearToken(), {{"tokenType", "bearer"}, {"appliesTo", "urn:omb:demo"}});
-    QCOMPARE(cleared.value("dat").toMap().value("cleared").toBool(), true);
-    QCOMPARE(
-        app->call(proto::msgClearToken(), {{"tokenType", "bearer"}, {"appliesTo", "urn:omb:demo"}})
-            .value("dat")
-            .toMap()
-            .value("cleared")
-            .toBool(),
-        false);
-    proto::TokenAnswer fresh;
-    QVERIFY(
-        proto::readTokenAnswer(token(*app, "bearer", "urn:omb:demo").value("dat").toMap(), &fresh));
-    QVERIFY(fresh.token != a.token);
+    const QVariantMap bearer{{"tokenType", "bearer"}, {"appliesTo", "urn:omb:demo"}};
+    QCOMPARE(app->datOf(proto::msgClearToken(), bearer).value("cleared").toBool(), true);
+    QCOMPARE(app->datOf(proto::msgClearToken(), bearer).value("cleared").toBool(), false);
+    const QByteArray fresh = tokenOf(*app).token;
+    QVERIFY(!fresh.isEmpty() && fresh != a.token);
 
     // Offline: no token, but the properties still.
     auto user = std::make_unique<Client>(proto::simulatorPath(), "omctl");
@@ -309,38 +229,41 @@ void tst_IdentityService::dataEntries_data()
         return QVariant(QVariantList{msg, type, flags, name, value, code});
     };
     const QByteArray binary("\0\x01\xff\xfe text", 10);
-    QTest::newRow("create, read, set, delete")
-        << QVariantList{step("createData", 1, 0, "n", binary, 0),
-                        step("getData", 1, 0, "n", binary, 0),
-                        step("setData", 1, 0, "n", "second", 0),
-                        step("getData", 1, 0, "n", "second", 0),
-                        step("deleteData", 1, 0, "n", {}, 0),
-                        step("getData", 1, 0, "n", {}, IDS_DOES_NOT_EXIST)};
-    QTest::newRow("the failures of each") << QVariantList{
-        step("createData", 1, 0, "n", "v", 0),
-        step("createData", 1, 0, "n", "v", IDS_ALREADY_EXISTS),
-        step("setData", 1, 0, "missing", "v", IDS_DOES_NOT_EXIST),
-        step("deleteData", 1, 0, "missing", {}, IDS_DOES_NOT_EXIST),
-        step("getData", 1, 0, QString(129, 'x'), {}, IDS_NAME_TOO_LONG),
-        step("createData", 1, 0, QString(128, 'x'), "v", 0),
-        step("createData", 1, 0, "big", QByteArray(32 * 1024 + 1, 'b'), IDS_VALUE_TOO_LARGE),
-        step("createData", 1, 0, "big", QByteArray(32 * 1024, 'b'), 0),
-        step("setData", 1, 0, "big", QByteArray(32 * 1024 + 1, 'b'), IDS_VALUE_TOO_LARGE),
-        step("createData", 1, 0, "", "v", IDS_NULL_OR_UNKNOWN_PARAMETERS),
-        step("createData", 3, 0, "n", "v", IDS_NULL_OR_UNKNOWN_PARAMETERS),
-        step("createData", 1, 4, "m", "v", IDS_NULL_OR_UNKNOWN_PARAMETERS),
-        step("listData", 1, 1, {}, {}, IDS_NULL_OR_UNKNOWN_PARAMETERS)};
-    QTest::newRow("a multi-byte name is counted in bytes")
-        << QVariantList{step("createData", 1, 0, QString(64, QChar(0xe9)), "v", 0),
-                        step("createData", 1, 0, QString(65, QChar(0xe9)), "v", IDS_NAME_TOO_LONG)};
-    QTest::newRow("odd names are names") << QVariantList{
-        step("createData", 2, 0, QString::fromUtf8("a\0b\n\\\xf0\x9f\x98\x80", 9), "v", 0),
-        step("getData", 2, 0, QString::fromUtf8("a\0b\n\\\xf0\x9f\x98\x80", 9), "v", 0)};
-    QTest::newRow("cache only, then all") << QVariantList{
-        step("createData", 1, 16, "a", "1", 0), step("createData", 1, 1, "b", "2", 0),
-        step("deleteData", 1, 1, "a", {}, 0),   step("getData", 1, 0, "a", "1", 0),
-        step("deleteData", 1, 2, {}, {}, 0),    step("getData", 1, 0, "b", {}, IDS_DOES_NOT_EXIST),
-        step("deleteData", 1, 2, {}, {}, 0)};
+    newRow(
+        "create, read, set, delete",
+        QVariantList{step("createData", 1, 0, "n", binary, 0),
+                     step("getData", 1, 0, "n", binary, 0), step("setData", 1, 0, "n", "second", 0),
+                     step("getData", 1, 0, "n", "second", 0), step("deleteData", 1, 0, "n", {}, 0),
+                     step("getData", 1, 0, "n", {}, IDS_DOES_NOT_EXIST)});
+    newRow("the failures of each",
+           QVariantList{
+               step("createData", 1, 0, "n", "v", 0),
+               step("createData", 1, 0, "n", "v", IDS_ALREADY_EXISTS),
+               step("setData", 1, 0, "missing", "v", IDS_DOES_NOT_EXIST),
+               step("deleteData", 1, 0, "missing", {}, IDS_DOES_NOT_EXIST),
+               step("getData", 1, 0, QString(129, 'x'), {}, IDS_NAME_TOO_LONG),
+               step("createData", 1, 0, QString(128, 'x'), "v", 0),
+               step("createData", 1, 0, "big", QByteArray(32 * 1024 + 1, 'b'), IDS_VALUE_TOO_LARGE),
+               step("createData", 1, 0, "big", QByteArray(32 * 1024, 'b'), 0),
+               step("setData", 1, 0, "big", QByteArray(32 * 1024 + 1, 'b'), IDS_VALUE_TOO_LARGE),
+               step("createData", 1, 0, "", "v", IDS_NULL_OR_UNKNOWN_PARAMETERS),
+               step("createData", 3, 0, "n", "v", IDS_NULL_OR_UNKNOWN_PARAMETERS),
+               step("createData", 1, 4, "m", "v", IDS_NULL_OR_UNKNOWN_PARAMETERS),
+               step("listData", 1, 1, {}, {}, IDS_NULL_OR_UNKNOWN_PARAMETERS)});
+    newRow(
+        "a multi-byte name is counted in bytes",
+        QVariantList{step("createData", 1, 0, QString(64, QChar(0xe9)), "v", 0),
+                     step("createData", 1, 0, QString(65, QChar(0xe9)), "v", IDS_NAME_TOO_LONG)});
+    newRow("odd names are names",
+           QVariantList{
+               step("createData", 2, 0, QString::fromUtf8("a\0b\n\\\xf0\x9f\x98\x80", 9), "v", 0),
+               step("getData", 2, 0, QString::fromUtf8("a\0b\n\\\xf0\x9f\x98\x80", 9), "v", 0)});
+    newRow("cache only, then all",
+           QVariantList{step("createData", 1, 16, "a", "1", 0),
+                        step("createData", 1, 1, "b", "2", 0), step("deleteData", 1, 1, "a", {}, 0),
+                        step("getData", 1, 0, "a", "1", 0), step("deleteData", 1, 2, {}, {}, 0),
+                        step("getData", 1, 0, "b", {}, IDS_DOES_NOT_EXIST),
+                        step("deleteData", 1, 2, {}, {}, 0)});
 }
 
 void tst_IdentityService::dataEntries()
@@ -387,12 +310,9 @@ void tst_IdentityService::applicationsKeptApart()
     // Application data is one application's alone, whatever it asks for.
     QCOMPARE(codeOf(two->call(proto::msgGetData(), entry(1, 0, "mine"))), int(IDS_DOES_NOT_EXIST));
     QCOMPARE(codeOf(two->call(proto::msgCreateData(), entry(1, 0, "mine", "other"))), 0);
-    QCOMPARE(one->call(proto::msgListData(), {{"type", 1}, {"flags", 0}})
-                 .value("dat")
-                 .toMap()
-                 .value("names")
-                 .toStringList(),
-             QStringList{"mine"});
+    QCOMPARE(
+        one->datOf(proto::msgListData(), {{"type", 1}, {"flags", 0}}).value("names").toStringList(),
+        QStringList{"mine"});
     // Vendor data is shared by the vendor's applications, and only theirs.
     const QVariantMap shared = two->call(proto::msgGetData(), entry(2, 0, "ours"));
     QByteArray name;
@@ -415,18 +335,18 @@ void tst_IdentityService::notifications()
 
     const QVariantMap start{{"type", 2}, {"flags", 0}, {"name", "shared"}, {"watcher", 5}};
     QCOMPARE(codeOf(one->call(proto::msgRegisterNotifier(), start)), 0);
-    QCOMPARE(one->notification(),
+    QCOMPARE(notification(*one),
              (QVariantMap{{"type", 2}, {"name", "shared"}, {"notification", 0}, {"watcher", 5}}));
 
     // Its own change is no news to it; another application's is.
     QCOMPARE(codeOf(one->call(proto::msgSetData(), entry(2, 0, "shared", "2"))), 0);
-    QVERIFY(!one->hasNotification());
+    QVERIFY(!hasNotification(*one));
     QCOMPARE(codeOf(two->call(proto::msgSetData(), entry(2, 0, "shared", "3"))), 0);
-    QCOMPARE(one->notification().value("notification").toInt(), 2);
+    QCOMPARE(notification(*one).value("notification").toInt(), 2);
     QCOMPARE(codeOf(two->call(proto::msgSetData(), entry(1, 0, "shared", "x"))),
              int(IDS_DOES_NOT_EXIST));
     QCOMPARE(codeOf(two->call(proto::msgCreateData(), entry(2, 0, "unwatched", "x"))), 0);
-    QVERIFY(!one->hasNotification());
+    QVERIFY(!hasNotification(*one));
 
     // The user's change, and a delete of everything, reach it too.
     QCOMPARE(codeOf(user->call(proto::simSetData(), {{"package", "com.example.two"},
@@ -434,21 +354,21 @@ void tst_IdentityService::notifications()
                                                      {"name", "shared"},
                                                      {"value", proto::encodeBytes("u")}})),
              0);
-    QCOMPARE(one->notification().value("notification").toInt(), 2);
+    QCOMPARE(notification(*one).value("notification").toInt(), 2);
     QCOMPARE(codeOf(two->call(proto::msgDeleteData(), entry(2, 2, QString()))), 0);
-    QCOMPARE(one->notification().value("notification").toInt(), 2);
+    QCOMPARE(notification(*one).value("notification").toInt(), 2);
 
     // A resumed notifier says nothing; a stop says "Stopped", then silence.
     QVariantMap resume = start;
     resume.insert("resume", true);
     QCOMPARE(codeOf(one->call(proto::msgRegisterNotifier(), resume)), 0);
-    QVERIFY(!one->hasNotification());
+    QVERIFY(!hasNotification(*one));
     QVariantMap stop = start;
     stop.insert("flags", 1);
     QCOMPARE(codeOf(one->call(proto::msgRegisterNotifier(), stop)), 0);
-    QCOMPARE(one->notification().value("notification").toInt(), 1);
+    QCOMPARE(notification(*one).value("notification").toInt(), 1);
     QCOMPARE(codeOf(two->call(proto::msgCreateData(), entry(2, 0, "shared", "again"))), 0);
-    QVERIFY(!one->hasNotification());
+    QVERIFY(!hasNotification(*one));
 
     // Refusals are errno values.
     QCOMPARE(codeOf(one->call(proto::msgRegisterNotifier(),
@@ -464,7 +384,7 @@ void tst_IdentityService::challenges()
     auto user = std::make_unique<Client>(proto::simulatorPath(), "omctl");
     QVERIFY(app);
     auto pending = [&user] {
-        return user->call(proto::simChallenges()).value("dat").toMap().value("challenges").toList();
+        return user->datOf(proto::simChallenges()).value("challenges").toList();
     };
     auto answerAll = [&user](bool approve) {
         return user->call(proto::simAnswerChallenge(),
@@ -533,42 +453,31 @@ void tst_IdentityService::userSide()
     QVERIFY(app);
     const QVariantMap bearer{{"tokenType", "bearer"}, {"appliesTo", "urn:omb:demo"}};
     QCOMPARE(codeOf(app->call(proto::msgGetToken(), bearer)), 0);
-    QCOMPARE(user->call(proto::simTokens()).value("dat").toMap().value("tokens").toList().size(),
-             1);
+    QCOMPARE(user->datOf(proto::simTokens()).value("tokens").toList().size(), 1);
 
     // A new screen name keeps the tokens; another user does not.
-    QVariantMap changed =
-        user->call(proto::simSetAccount(),
-                   QVariantMap{{"account", QVariantMap{{"urn:omid:screenname", "lex"}}}});
-    QVERIFY(!changed.value("dat").toMap().contains("revoked"));
-    const QVariantMap props =
-        app->call(proto::msgGetProperties(),
-                  QVariantMap{{"type", 0}, {"names", QStringList{"urn:omid:screenname"}}});
+    auto setAccount = [&user](const QString &key, const QString &value) {
+        return user->datOf(proto::simSetAccount(), {{"account", QVariantMap{{key, value}}}});
+    };
+    QVERIFY(!setAccount("urn:omid:screenname", "lex").contains("revoked"));
     proto::Pairs pairs;
-    QVERIFY(proto::readPropertiesAnswer(props.value("dat").toMap(), &pairs));
+    QVERIFY(proto::readPropertiesAnswer(
+        app->datOf(proto::msgGetProperties(),
+                   {{"type", 0}, {"names", QStringList{"urn:omid:screenname"}}}),
+        &pairs));
     QCOMPARE(pairs.at(0).second, QByteArray("lex"));
-    changed =
-        user->call(proto::simSetAccount(),
-                   QVariantMap{{"account", QVariantMap{{"urn:omid:username", "kim@example.org"}}}});
-    QCOMPARE(changed.value("dat").toMap().value("revoked").toInt(), 1);
+    QCOMPARE(setAccount("urn:omid:username", "kim@example.org").value("revoked").toInt(), 1);
     QVERIFY(user->call(proto::simSetAccount(),
                        QVariantMap{{"account", QVariantMap{{"urn:omid:age", "9"}}}})
                 .contains("err"));
 
     // Revoking by application; a new applies-to target.
     QCOMPARE(codeOf(app->call(proto::msgGetToken(), bearer)), 0);
-    QCOMPARE(user->call(proto::simRevoke(), QVariantMap{{"package", "com.other"}})
-                 .value("dat")
-                 .toMap()
-                 .value("revoked")
-                 .toInt(),
+    QCOMPARE(user->datOf(proto::simRevoke(), {{"package", "com.other"}}).value("revoked").toInt(),
              0);
-    QCOMPARE(user->call(proto::simRevoke(), QVariantMap{{"package", "com.example.one"}})
-                 .value("dat")
-                 .toMap()
-                 .value("revoked")
-                 .toInt(),
-             1);
+    QCOMPARE(
+        user->datOf(proto::simRevoke(), {{"package", "com.example.one"}}).value("revoked").toInt(),
+        1);
     QVariantMap target{{"tokenType", "saml"}, {"appliesTo", "urn:new"}};
     QCOMPARE(codeOf(app->call(proto::msgGetToken(), target)), int(IDS_UNKNOWN_APPLIES_TO));
     QCOMPARE(
@@ -600,17 +509,15 @@ void tst_IdentityService::options_data()
     QTest::addColumn<QVariantMap>("dat");
     QTest::addColumn<int>("code");
 
-    QTest::newRow("GUI allowed") << QVariantMap{{"option", 0}, {"value", "true"}} << 0;
-    QTest::newRow("GUI yes?") << QVariantMap{{"option", 0}, {"value", "yes"}} << EINVAL;
-    QTest::newRow("window group") << QVariantMap{{"option", 1}, {"value", "g-1"}} << 0;
-    QTest::newRow("Verbose") << QVariantMap{{"option", 2}, {"value", "Verbose"}} << 0;
-    QTest::newRow("Silent") << QVariantMap{{"option", 2}, {"value", "Silent"}} << 0;
-    QTest::newRow("InvalidVerbosity")
-        << QVariantMap{{"option", 2}, {"value", "InvalidVerbosity"}} << EINVAL;
-    QTest::newRow("None is no verbosity")
-        << QVariantMap{{"option", 2}, {"value", "None"}} << EINVAL;
-    QTest::newRow("unknown option") << QVariantMap{{"option", 9}, {"value", "x"}} << EINVAL;
-    QTest::newRow("no value") << QVariantMap{{"option", 1}} << EINVAL;
+    newRow("GUI allowed", QVariantMap{{"option", 0}, {"value", "true"}}, 0);
+    newRow("GUI yes?", QVariantMap{{"option", 0}, {"value", "yes"}}, EINVAL);
+    newRow("window group", QVariantMap{{"option", 1}, {"value", "g-1"}}, 0);
+    newRow("Verbose", QVariantMap{{"option", 2}, {"value", "Verbose"}}, 0);
+    newRow("Silent", QVariantMap{{"option", 2}, {"value", "Silent"}}, 0);
+    newRow("InvalidVerbosity", QVariantMap{{"option", 2}, {"value", "InvalidVerbosity"}}, EINVAL);
+    newRow("None is no verbosity", QVariantMap{{"option", 2}, {"value", "None"}}, EINVAL);
+    newRow("unknown option", QVariantMap{{"option", 9}, {"value", "x"}}, EINVAL);
+    newRow("no value", QVariantMap{{"option", 1}}, EINVAL);
 }
 
 void tst_IdentityService::options()
@@ -631,44 +538,37 @@ void tst_IdentityService::badRequests_data()
 
     const QString omid = proto::providerOmid();
     const QString profile = proto::providerProfile();
-    QTest::newRow("before any registration")
-        << QString() << "getData" << QVariant(entry(1, 0, "n")) << int(IDS_INVALID_REQUEST);
+    newRow("before any registration", QString(), "getData", QVariant(entry(1, 0, "n")),
+           int(IDS_INVALID_REQUEST));
     QVariantMap named = entry(1, 0, "n");
     named.insert("provider", profile);
-    QTest::newRow("no registration, the provider named")
-        << QString() << "getData" << QVariant(named) << int(IDS_DOES_NOT_EXIST);
-    QTest::newRow("unknown request")
-        << profile << "steal" << QVariant(QVariantMap()) << int(IDS_INVALID_REQUEST);
-    QTest::newRow("\"dat\" a text")
-        << profile << "getData" << QVariant("n") << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
-    QTest::newRow("no \"dat\"") << omid << "getToken" << QVariant()
-                                << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
-    QTest::newRow("a name that is a number")
-        << profile << "getData" << QVariant(QVariantMap{{"type", 1}, {"flags", 0}, {"name", 5}})
-        << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
-    QTest::newRow("a value that is not base64")
-        << profile << "createData"
-        << QVariant(QVariantMap{{"type", 1}, {"flags", 0}, {"name", "n"}, {"value", "@@"}})
-        << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
-    QTest::newRow("a type of 2^40")
-        << profile << "listData"
-        << QVariant(QVariantMap{{"type", qlonglong(1) << 40}, {"flags", 0}})
-        << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
-    QTest::newRow("names that are not texts")
-        << omid << "getProperties"
-        << QVariant(QVariantMap{{"type", 0}, {"names", QVariantList{1, 2}}})
-        << int(IDS_NULL_OR_UNKNOWN_PARAMETERS);
-    QTest::newRow("a token of the profile")
-        << profile << "getToken"
-        << QVariant(QVariantMap{{"tokenType", "bearer"}, {"appliesTo", "urn:omb:demo"}})
-        << int(IDS_INVALID_REQUEST);
-    QTest::newRow("data of the account")
-        << omid << "listData" << QVariant(QVariantMap{{"type", 1}, {"flags", 0}})
-        << int(IDS_INVALID_REQUEST);
-    QTest::newRow("an unknown provider")
-        << QString() << "register" << QVariant(QVariantMap{{"provider", "ids:omb:x"}}) << ECOMM;
-    QTest::newRow("a second provider on one connection")
-        << omid << "register" << QVariant(QVariantMap{{"provider", profile}}) << EINVAL;
+    newRow("no registration, the provider named", QString(), "getData", QVariant(named),
+           int(IDS_DOES_NOT_EXIST));
+    newRow("unknown request", profile, "steal", QVariant(QVariantMap()), int(IDS_INVALID_REQUEST));
+    newRow("\"dat\" a text", profile, "getData", QVariant("n"),
+           int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
+    newRow("no \"dat\"", omid, "getToken", QVariant(), int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
+    newRow("a name that is a number", profile, "getData",
+           QVariant(QVariantMap{{"type", 1}, {"flags", 0}, {"name", 5}}),
+           int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
+    newRow("a value that is not base64", profile, "createData",
+           QVariant(QVariantMap{{"type", 1}, {"flags", 0}, {"name", "n"}, {"value", "@@"}}),
+           int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
+    newRow("a type of 2^40", profile, "listData",
+           QVariant(QVariantMap{{"type", qlonglong(1) << 40}, {"flags", 0}}),
+           int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
+    newRow("names that are not texts", omid, "getProperties",
+           QVariant(QVariantMap{{"type", 0}, {"names", QVariantList{1, 2}}}),
+           int(IDS_NULL_OR_UNKNOWN_PARAMETERS));
+    newRow("a token of the profile", profile, "getToken",
+           QVariant(QVariantMap{{"tokenType", "bearer"}, {"appliesTo", "urn:omb:demo"}}),
+           int(IDS_INVALID_REQUEST));
+    newRow("data of the account", omid, "listData",
+           QVariant(QVariantMap{{"type", 1}, {"flags", 0}}), int(IDS_INVALID_REQUEST));
+    newRow("an unknown provider", QString(), "register",
+           QVariant(QVariantMap{{"provider", "ids:omb:x"}}), ECOMM);
+    newRow("a second provider on one connection", omid, "register",
+           QVariant(QVariantMap{{"provider", profile}}), EINVAL);
 }
 
 void tst_IdentityService::badRequests()
@@ -682,12 +582,12 @@ void tst_IdentityService::badRequests()
                       ? std::make_unique<Client>(proto::controlPath(), "com.example.one")
                       : connect(provider, "com.example.one");
     QVERIFY(client);
-    const QVariantMap answer = client->callWith(msg, dat);
+    const QVariantMap answer = client->answerTo(client->send(msg, dat));
     QCOMPARE(codeOf(answer), code);
     QCOMPARE(answer.value("res").toString(), msg);
 
     // What cannot be decoded is refused too, and the service goes on.
-    client->writeRaw(QByteArray("\x01garbage\nno:such:encoding:here\n@", 33));
+    client->sendRaw(QByteArray("\x01garbage\nno:such:encoding:here\n@", 33));
     const QVariantMap refused =
         client->waitFor([](const QVariantMap &m) { return !m.contains("id"); });
     QCOMPARE(codeOf(refused), int(IDS_INVALID_REQUEST));
@@ -722,24 +622,20 @@ void tst_IdentityService::keptAcrossRestarts()
     user = std::make_unique<Client>(proto::simulatorPath(), "omctl");
     QByteArray name;
     QByteArray read;
-    QVERIFY(proto::readDataAnswer(
-        app->call(proto::msgGetData(), entry(1, 0, "k")).value("dat").toMap(), &name, &read));
+    QVERIFY(proto::readDataAnswer(app->datOf(proto::msgGetData(), entry(1, 0, "k")), &name, &read));
     QCOMPARE(read, value);
     QCOMPARE(codeOf(app->call(proto::msgGetData(), entry(2, 0, "v"))), 0);
-    const QVariantList entries =
-        user->call(proto::simListData(), QVariantMap{{"package", "com.example.one"}})
-            .value("dat")
-            .toMap()
-            .value("entries")
-            .toList();
+    const QVariantList entries = user->datOf(proto::simListData(), {{"package", "com.example.one"}})
+                                     .value("entries")
+                                     .toList();
     QCOMPARE(entries.size(), 1);
     QCOMPARE(entries.at(0).toMap().value("cached").toBool(), true);
-    const QVariantMap state = user->call(proto::simState()).value("dat").toMap();
+    const QVariantMap state = user->datOf(proto::simState());
     QCOMPARE(state.value("offline").toBool(), true);
     QCOMPARE(state.value("account").toMap().value("urn:omid:firstname").toString(),
              QStringLiteral("Kim"));
     QCOMPARE(codeOf(user->call(proto::simSetOffline(), QVariantMap{{"offline", false}})), 0);
-    QCOMPARE(account->call(proto::msgGetToken(), bearer).value("dat").toMap().value("token"),
+    QCOMPARE(account->datOf(proto::msgGetToken(), bearer).value("token"),
              token.value("dat").toMap().value("token"));
 }
 
@@ -805,20 +701,12 @@ void tst_IdentityService::moduleStoppedAndBack()
     QVERIFY(notified.wait());
     QVERIFY(account.challenge(0, 0) != 0);
     auto user = std::make_unique<Client>(proto::simulatorPath(), "omctl");
-    QTRY_COMPARE(
-        user->call(proto::simChallenges()).value("dat").toMap().value("challenges").toList().size(),
-        1);
+    QTRY_COMPARE(user->datOf(proto::simChallenges()).value("challenges").toList().size(), 1);
     user.reset();
 
     // The module stops while the bus stays: the application sleeps.
     service.reset();
-    timespec before = {};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
-    QTest::qWait(1000);
-    timespec after = {};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
-    const double used =
-        double(after.tv_sec - before.tv_sec) + double(after.tv_nsec - before.tv_nsec) / 1e9;
+    const double used = omtest::cpuSecondsOver(1000);
     QVERIFY2(used < 0.25, qPrintable(QString::number(used)));
     QCOMPARE(challengeComplete.size(), 0);
     // Where the bus ends a connection whose server went away, the waiting

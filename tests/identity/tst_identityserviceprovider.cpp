@@ -2,12 +2,11 @@
 // the signals in both forms and their order, the request table, the last
 // error, registration, and the log.
 
-#include "childprocess.h"
+#include "datarow.h"
 #include "fakeidentity.h"
 #include "signallog.h"
 #include "testbroker.h"
 
-#include "identity/identityservicelogger.h"
 #include "identity/identityserviceprovider_p.h"
 
 #include <om/platform/identity/identityservice.h>
@@ -121,14 +120,24 @@ private Q_SLOTS:
     void options_data();
     void options();
     void descriptorsAndEnumerations();
-    void logStartsWithItsFirstLine();
     void serviceGoneAndBack();
     void anObjectDestroyedWithPendingRequests();
 
 private:
-    /** Answers the next request named @p msg with @p dat, or fails it. */
-    void answerWith(const QString &msg, const QVariantMap &dat);
-    void failWith(const QString &msg, int code, const QString &info);
+    /** Answers the requests named @p msg with @p dat, or fails them. */
+    void answerWith(const QString &msg, const QVariantMap &dat)
+    {
+        answerEach(msg, [dat](const Received &r) { return idsAnswer(r, dat); });
+    }
+    void failWith(const QString &msg, int code, const QString &info)
+    {
+        answerEach(msg, [=](const Received &r) { return idsFailure(r, code, info); });
+    }
+    void answerEach(const QString &msg, const std::function<QVariantMap(const Received &)> &answer)
+    {
+        respondWith(m_server.get(),
+                    [=](const Received &r) { return r.msg() == msg ? Maps{answer(r)} : Maps(); });
+    }
 
     QTemporaryDir m_dir;
     QString m_log;
@@ -158,26 +167,6 @@ void tst_IdentityServiceProvider::cleanup()
     m_broker.reset();
 }
 
-void tst_IdentityServiceProvider::answerWith(const QString &msg, const QVariantMap &dat)
-{
-    m_server->respond([msg, dat](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() == msg)
-            answers.append({idsAnswer(request, dat), {}, {}, 0});
-        return answers;
-    });
-}
-
-void tst_IdentityServiceProvider::failWith(const QString &msg, int code, const QString &info)
-{
-    m_server->respond([msg, code, info](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() == msg)
-            answers.append({idsFailure(request, code, info), {}, {}, 0});
-        return answers;
-    });
-}
-
 void tst_IdentityServiceProvider::successSignals_data()
 {
     QTest::addColumn<QString>("msg");
@@ -189,53 +178,44 @@ void tst_IdentityServiceProvider::successSignals_data()
     const TextMap params{{"expires", "60"}, {"scope", "second"}};
     const QVariantMap variantParams{{"expires", QVariant(QStringLiteral("60"))},
                                     {"scope", QVariant(QStringLiteral("second"))}};
-    QTest::newRow("token: equal names, the later wins")
-        << proto::msgGetToken()
-        << QVariantMap{{"token", "tok"},
+    newRow("token: equal names, the later wins", proto::msgGetToken(),
+           QVariantMap{{"token", "tok"},
                        {"params", QVariantList{pair("scope", "first"), pair("expires", "60"),
-                                               pair("scope", "second")}}}
-        << QList<QByteArray>{"tokenRetrieved(int,QByteArray,QMap<QString,QString>)",
-                             "tokenRetrieved(int,QVariant,QVariantMap)"}
-        << QVariantList{QByteArray("tok"), QVariant::fromValue(params)}
-        << QVariantList{QVariant::fromValue(QVariant(QByteArray("tok"))), variantParams};
-    QTest::newRow("token: no parameters")
-        << proto::msgGetToken() << QVariantMap{{"token", "tok"}}
-        << QList<QByteArray>{"tokenRetrieved(int,QByteArray,QMap<QString,QString>)",
-                             "tokenRetrieved(int,QVariant,QVariantMap)"}
-        << QVariantList{QByteArray("tok"), QVariant::fromValue(TextMap())}
-        << QVariantList{QVariant::fromValue(QVariant(QByteArray("tok"))), QVariantMap()};
-    QTest::newRow("clearToken") << proto::msgClearToken() << QVariantMap{{"cleared", false}}
-                                << QList<QByteArray>{"tokenCleared(int)"} << QVariantList()
-                                << QVariantList();
-    QTest::newRow("properties")
-        << proto::msgGetProperties()
-        << QVariantMap{{"properties", QVariantList{pair("urn:omid:email", "a@b.c")}}}
-        << QList<QByteArray>{"propertiesRetrieved(int,QMap<QString,QString>)",
-                             "propertiesRetrieved(int,QVariantMap)"}
-        << QVariantList{QVariant::fromValue(TextMap{{"urn:omid:email", "a@b.c"}})}
-        << QVariantList{QVariantMap{{"urn:omid:email", QVariant(QStringLiteral("a@b.c"))}}};
-    QTest::newRow("data: whole as bytes, cut at the NUL as text")
-        << proto::msgGetData()
-        << QVariantMap{{"name", "n"},
-                       {"value", QString::fromLatin1(QByteArray("ab\0cd", 5).toBase64())}}
-        << QList<QByteArray>{"dataRetrieved(int,QByteArray)", "dataRetrieved(int,QString)"}
-        << QVariantList{QByteArray("ab\0cd", 5)} << QVariantList{QStringLiteral("ab")};
-    QTest::newRow("setData: twice")
-        << proto::msgSetData() << QVariantMap() << QList<QByteArray>{"dataSet(int)", "dataSet(int)"}
-        << QVariantList() << QVariantList();
-    QTest::newRow("createData: once")
-        << proto::msgCreateData() << QVariantMap() << QList<QByteArray>{"dataCreated(int)"}
-        << QVariantList() << QVariantList();
-    QTest::newRow("deleteData: once")
-        << proto::msgDeleteData() << QVariantMap() << QList<QByteArray>{"dataDeleted(int)"}
-        << QVariantList() << QVariantList();
-    QTest::newRow("listData: in the given order")
-        << proto::msgListData() << QVariantMap{{"names", QVariantList{"z", "a"}}}
-        << QList<QByteArray>{"dataListRetrieved(int,QStringList)"}
-        << QVariantList{QStringList{"z", "a"}} << QVariantList();
-    QTest::newRow("challenge: the level second")
-        << proto::msgChallenge() << QVariantMap{{"level", 1}}
-        << QList<QByteArray>{"challengeComplete(int,int)"} << QVariantList{1} << QVariantList();
+                                               pair("scope", "second")}}},
+           QList<QByteArray>{"tokenRetrieved(int,QByteArray,QMap<QString,QString>)",
+                             "tokenRetrieved(int,QVariant,QVariantMap)"},
+           QVariantList{QByteArray("tok"), QVariant::fromValue(params)},
+           QVariantList{QVariant::fromValue(QVariant(QByteArray("tok"))), variantParams});
+    newRow("token: no parameters", proto::msgGetToken(), QVariantMap{{"token", "tok"}},
+           QList<QByteArray>{"tokenRetrieved(int,QByteArray,QMap<QString,QString>)",
+                             "tokenRetrieved(int,QVariant,QVariantMap)"},
+           QVariantList{QByteArray("tok"), QVariant::fromValue(TextMap())},
+           QVariantList{QVariant::fromValue(QVariant(QByteArray("tok"))), QVariantMap()});
+    newRow("clearToken", proto::msgClearToken(), QVariantMap{{"cleared", false}},
+           QList<QByteArray>{"tokenCleared(int)"}, QVariantList(), QVariantList());
+    newRow("properties", proto::msgGetProperties(),
+           QVariantMap{{"properties", QVariantList{pair("urn:omid:email", "a@b.c")}}},
+           QList<QByteArray>{"propertiesRetrieved(int,QMap<QString,QString>)",
+                             "propertiesRetrieved(int,QVariantMap)"},
+           QVariantList{QVariant::fromValue(TextMap{{"urn:omid:email", "a@b.c"}})},
+           QVariantList{QVariantMap{{"urn:omid:email", QVariant(QStringLiteral("a@b.c"))}}});
+    newRow("data: whole as bytes, cut at the NUL as text", proto::msgGetData(),
+           QVariantMap{{"name", "n"},
+                       {"value", QString::fromLatin1(QByteArray("ab\0cd", 5).toBase64())}},
+           QList<QByteArray>{"dataRetrieved(int,QByteArray)", "dataRetrieved(int,QString)"},
+           QVariantList{QByteArray("ab\0cd", 5)}, QVariantList{QStringLiteral("ab")});
+    newRow("setData: twice", proto::msgSetData(), QVariantMap(),
+           QList<QByteArray>{"dataSet(int)", "dataSet(int)"}, QVariantList(), QVariantList());
+    newRow("createData: once", proto::msgCreateData(), QVariantMap(),
+           QList<QByteArray>{"dataCreated(int)"}, QVariantList(), QVariantList());
+    newRow("deleteData: once", proto::msgDeleteData(), QVariantMap(),
+           QList<QByteArray>{"dataDeleted(int)"}, QVariantList(), QVariantList());
+    newRow("listData: in the given order", proto::msgListData(),
+           QVariantMap{{"names", QVariantList{"z", "a"}}},
+           QList<QByteArray>{"dataListRetrieved(int,QStringList)"},
+           QVariantList{QStringList{"z", "a"}}, QVariantList());
+    newRow("challenge: the level second", proto::msgChallenge(), QVariantMap{{"level", 1}},
+           QList<QByteArray>{"challengeComplete(int,int)"}, QVariantList{1}, QVariantList());
 }
 
 void tst_IdentityServiceProvider::successSignals()
@@ -277,37 +257,24 @@ void tst_IdentityServiceProvider::failureSignals_data()
     QTest::addColumn<QByteArray>("enumSignature");
     QTest::addColumn<QByteArray>("intSignature");
 
-    const QByteArray token =
-        "(int,om::platform::identity::IdentityServiceTokenResult::Type,QString)";
-    const QByteArray property =
-        "(int,om::platform::identity::IdentityServicePropertyResult::Type,QString)";
-    QTest::newRow("getToken") << proto::msgGetToken() << 50011 << "offline"
-                              << "tokenRetrievalFailed" + token
-                              << QByteArray("tokenRetrievalFailed(int,int,QString)");
-    QTest::newRow("clearToken, no text")
-        << proto::msgClearToken() << 50009 << QString() << "tokenClearFailed" + token
-        << QByteArray("tokenClearFailed(int,int,QString)");
-    QTest::newRow("getProperties") << proto::msgGetProperties() << 50005 << "too many"
-                                   << "propertyRetrievalFailed" + property
-                                   << QByteArray("propertyRetrievalFailed(int,int,QString)");
-    QTest::newRow("getData") << proto::msgGetData() << 50007 << "no such entry"
-                             << "dataRetrievalFailed" + property
-                             << QByteArray("dataRetrievalFailed(int,int,QString)");
-    QTest::newRow("setData") << proto::msgSetData() << 50107 << "too large"
-                             << "dataSetFailed" + property
-                             << QByteArray("dataSetFailed(int,int,QString)");
-    QTest::newRow("createData") << proto::msgCreateData() << 50159 << "exists"
-                                << "dataCreateFailed" + property
-                                << QByteArray("dataCreateFailed(int,int,QString)");
-    QTest::newRow("deleteData") << proto::msgDeleteData() << 50007 << "gone"
-                                << "dataDeleteFailed" + property
-                                << QByteArray("dataDeleteFailed(int,int,QString)");
-    QTest::newRow("listData, a code of no list")
-        << proto::msgListData() << 4242 << "odd"
-        << "dataListFailed" + property << QByteArray("dataListFailed(int,int,QString)");
-    QTest::newRow("challenge") << proto::msgChallenge() << 50004 << "refused"
-                               << "challengeFailed" + property
-                               << QByteArray("challengeFailed(int,int,QString)");
+    // Each failure comes as the result's enumeration, then as an int.
+    const auto row = [](const char *tag, const QString &msg, int code, const QString &info,
+                        const QByteArray &signal) {
+        const QByteArray type = signal.startsWith("token") ? "Token" : "Property";
+        newRow(tag, msg, code, info,
+               signal + "(int,om::platform::identity::IdentityService" + type +
+                   "Result::Type,QString)",
+               signal + "(int,int,QString)");
+    };
+    row("getToken", proto::msgGetToken(), 50011, "offline", "tokenRetrievalFailed");
+    row("clearToken, no text", proto::msgClearToken(), 50009, QString(), "tokenClearFailed");
+    row("getProperties", proto::msgGetProperties(), 50005, "too many", "propertyRetrievalFailed");
+    row("getData", proto::msgGetData(), 50007, "no such entry", "dataRetrievalFailed");
+    row("setData", proto::msgSetData(), 50107, "too large", "dataSetFailed");
+    row("createData", proto::msgCreateData(), 50159, "exists", "dataCreateFailed");
+    row("deleteData", proto::msgDeleteData(), 50007, "gone", "dataDeleteFailed");
+    row("listData, a code of no list", proto::msgListData(), 4242, "odd", "dataListFailed");
+    row("challenge", proto::msgChallenge(), 50004, "refused", "challengeFailed");
 }
 
 void tst_IdentityServiceProvider::failureSignals()
@@ -485,22 +452,15 @@ void tst_IdentityServiceProvider::lastError()
 
 void tst_IdentityServiceProvider::notifications()
 {
-    m_server->respond([](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() != proto::msgRegisterNotifier())
-            return answers;
-        const QVariantMap dat = request.dat();
-        if (dat.value("type").toInt() == 9) {
-            answers.append({idsFailure(request, EINVAL), {}, {}, 0});
-            return answers;
-        }
-        answers.append({idsAnswer(request), {}, {}, 0});
-        answers.append({idsNotification(dat.value("type").toInt(), dat.value("name").toString(),
-                                        dat.value("flags").toInt(), dat.value("watcher").toInt()),
-                        {},
-                        {},
-                        0});
-        return answers;
+    respondWith(m_server.get(), [](const Received &r) {
+        const QVariantMap dat = r.dat();
+        if (r.msg() != proto::msgRegisterNotifier())
+            return Maps();
+        if (dat.value("type").toInt() == 9)
+            return Maps{idsFailure(r, EINVAL)};
+        return Maps{idsAnswer(r),
+                    idsNotification(dat.value("type").toInt(), dat.value("name").toString(),
+                                    dat.value("flags").toInt(), dat.value("watcher").toInt())};
     });
     IdentityServiceProvider provider(OmbrelProfile::providerName());
     QSignalSpy received(&provider, &IdentityServiceProvider::notificationReceived);
@@ -527,14 +487,14 @@ void tst_IdentityServiceProvider::options_data()
     QTest::addColumn<int>("option");
     QTest::addColumn<QString>("sent");
 
-    QTest::newRow("verbosity None") << 0 << 0 << 2 << "Silent";
-    QTest::newRow("verbosity Normal") << 0 << 1 << 2 << "Normal";
-    QTest::newRow("verbosity Verbose") << 0 << 2 << 2 << "Verbose";
-    QTest::newRow("verbosity 3") << 0 << 3 << 2 << "InvalidVerbosity";
-    QTest::newRow("verbosity -1") << 0 << -1 << 2 << "InvalidVerbosity";
-    QTest::newRow("GUI allowed") << 1 << 1 << 0 << "true";
-    QTest::newRow("GUI not allowed") << 1 << 0 << 0 << "false";
-    QTest::newRow("window group") << 2 << 0 << 1 << QStringLiteral("gr\u00fcppe-1");
+    newRow("verbosity None", 0, 0, 2, "Silent");
+    newRow("verbosity Normal", 0, 1, 2, "Normal");
+    newRow("verbosity Verbose", 0, 2, 2, "Verbose");
+    newRow("verbosity 3", 0, 3, 2, "InvalidVerbosity");
+    newRow("verbosity -1", 0, -1, 2, "InvalidVerbosity");
+    newRow("GUI allowed", 1, 1, 0, "true");
+    newRow("GUI not allowed", 1, 0, 0, "false");
+    newRow("window group", 2, 0, 1, QStringLiteral("gr\u00fcppe-1"));
 }
 
 void tst_IdentityServiceProvider::options()
@@ -546,12 +506,9 @@ void tst_IdentityServiceProvider::options()
 
     // The fake refuses what the real service refuses.
     m_server->clearScript();
-    m_server->respond([](const Received &request) {
-        QList<Answer> answers;
-        const bool bad =
-            request.dat().value("value").toString() == QLatin1String("InvalidVerbosity");
-        answers.append({bad ? idsFailure(request, EINVAL) : idsAnswer(request), {}, {}, 0});
-        return answers;
+    respondWith(m_server.get(), [](const Received &r) {
+        const bool bad = r.dat().value("value").toString() == QLatin1String("InvalidVerbosity");
+        return Maps{bad ? idsFailure(r, EINVAL) : idsAnswer(r)};
     });
     int result = -1;
     if (which == 0)
@@ -591,24 +548,6 @@ void tst_IdentityServiceProvider::descriptorsAndEnumerations()
     QCOMPARE(property.keyToValue("NameTooLong"), 50002);
     QCOMPARE(property.keyToValue("TooManyNamesPassed"), 50005);
     QVERIFY(!token.valueToKey(50002) && !token.valueToKey(50005));
-}
-
-void tst_IdentityServiceProvider::logStartsWithItsFirstLine()
-{
-    // In a child, where the log has not been used yet.
-    const QString file = m_dir.filePath(QStringLiteral("first"));
-    const int status = runInChild([file] {
-        qputenv("OM_SLOG_FILE", QFile::encodeName(file));
-        IdentityServiceLogger::Log(QStringLiteral("first message"));
-        IdentityServiceLogger::Log(QStringLiteral("second \u00e9"));
-        return 0;
-    });
-    QCOMPARE(status, 0);
-    const QList<QByteArray> lines = logLines(file);
-    QCOMPARE(lines.size(), 3);
-    QVERIFY2(lines.at(0).endsWith(" IdentityService 0 5 Logger Initialized!"), lines.at(0));
-    QVERIFY2(lines.at(1).endsWith(" IdentityService 0 5 first message"), lines.at(1));
-    QVERIFY2(lines.at(2).endsWith(" IdentityService 0 5 second \xe9"), lines.at(2));
 }
 
 void tst_IdentityServiceProvider::serviceGoneAndBack()

@@ -2,6 +2,8 @@
 // what goes on the wire, what reaches the callbacks, and how a registration
 // lives through the end of its connection.
 
+#include "cputime.h"
+#include "datarow.h"
 #include "fakeidentity.h"
 #include "testbroker.h"
 
@@ -13,7 +15,6 @@
 #include <QtTest>
 
 #include <cerrno>
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <poll.h>
@@ -170,16 +171,19 @@ int issue(Op op, ids_provider_t *provider, Recorder *r, unsigned int *id)
     return -1;
 }
 
-double cpuSeconds()
-{
-    timespec t = {};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return double(t.tv_sec) + double(t.tv_nsec) / 1e9;
-}
-
 } // namespace
 
+/** A request that the library refuses before it reaches the service. */
+using Refused = std::function<int(ids_provider_t *p, Recorder *r, unsigned int *id)>;
+#define REFUSED(...)                                                                               \
+    Refused([](ids_provider_t *p, Recorder *r, unsigned int *id) {                                 \
+        Q_UNUSED(p)                                                                                \
+        Q_UNUSED(id)                                                                               \
+        return __VA_ARGS__;                                                                        \
+    })
+
 Q_DECLARE_METATYPE(Op)
+Q_DECLARE_METATYPE(Refused)
 
 class tst_Ids : public QObject
 {
@@ -197,8 +201,6 @@ private Q_SLOTS:
     void requestsOnTheWire();
     void answersReachTheCallbacks_data();
     void answersReachTheCallbacks();
-    void failures_data();
-    void failures();
     void badAnswersRunNoCallbackWithGarbage();
     void refusedRequests_data();
     void refusedRequests();
@@ -214,13 +216,15 @@ private Q_SLOTS:
     void backAfterTheServiceReturns();
 
 private:
-    /** Registers the profile provider; its handle and descriptor. */
-    bool registerProfile(ids_provider_t **provider, int *fd);
+    /** Registers the profile provider: m_provider and m_fd. */
+    bool registerProfile();
     /** The last message named @p msg, waited for. */
     Received waitFor(const QString &msg, int count = 1);
 
     std::unique_ptr<TestBroker> m_broker;
     std::unique_ptr<FakeServer> m_server;
+    ids_provider_t *m_provider = nullptr;
+    int m_fd = -1;
 };
 
 void tst_Ids::initTestCase()
@@ -236,6 +240,8 @@ void tst_Ids::init()
     m_server = startFakeIdentity();
     QVERIFY(m_server);
     QCOMPARE(ids_initialize(), 0);
+    m_provider = nullptr;
+    m_fd = -1;
 }
 
 void tst_Ids::cleanup()
@@ -247,9 +253,9 @@ void tst_Ids::cleanup()
     m_broker.reset();
 }
 
-bool tst_Ids::registerProfile(ids_provider_t **provider, int *fd)
+bool tst_Ids::registerProfile()
 {
-    const int result = ids_register_provider("ids:omb:profile", provider, fd);
+    const int result = ids_register_provider("ids:omb:profile", &m_provider, &m_fd);
     return result == 0 || errno == EEXIST;
 }
 
@@ -269,12 +275,12 @@ void tst_Ids::registration_data()
     QTest::addColumn<bool>("nullName");
     QTest::addColumn<int>("expectedErrno");
 
-    QTest::newRow("omid") << QByteArray("ids:omb:omid") << false << 0;
-    QTest::newRow("profile") << QByteArray("ids:omb:profile") << false << 0;
-    QTest::newRow("unknown provider") << QByteArray("ids:omb:nothing") << false << ECOMM;
-    QTest::newRow("empty") << QByteArray("") << false << EINVAL;
-    QTest::newRow("not UTF-8") << QByteArray("ids:\xff") << false << EINVAL;
-    QTest::newRow("null") << QByteArray() << true << EINVAL;
+    newRow("omid", QByteArray("ids:omb:omid"), false, 0);
+    newRow("profile", QByteArray("ids:omb:profile"), false, 0);
+    newRow("unknown m_provider", QByteArray("ids:omb:nothing"), false, ECOMM);
+    newRow("empty", QByteArray(""), false, EINVAL);
+    newRow("not UTF-8", QByteArray("ids:\xff"), false, EINVAL);
+    newRow("null", QByteArray(), true, EINVAL);
 }
 
 void tst_Ids::registration()
@@ -283,14 +289,13 @@ void tst_Ids::registration()
     QFETCH(bool, nullName);
     QFETCH(int, expectedErrno);
 
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
     errno = 0;
-    const int result = ids_register_provider(nullName ? nullptr : name.constData(), &provider, &fd);
+    const int result =
+        ids_register_provider(nullName ? nullptr : name.constData(), &m_provider, &m_fd);
     if (expectedErrno == 0) {
         QCOMPARE(result, 0);
-        QVERIFY(provider);
-        QVERIFY(fd >= 0);
+        QVERIFY(m_provider);
+        QVERIFY(m_fd >= 0);
         QCOMPARE(waitFor(proto::msgRegister()).dat().value(proto::keyProvider()).toString(),
                  QString::fromUtf8(name));
     } else {
@@ -327,29 +332,24 @@ void tst_Ids::requestsOnTheWire_data()
     QTest::addColumn<QVariantMap>("dat");
 
     const QString blob = QString::fromLatin1(QByteArray("a\0b\xff", 4).toBase64());
-    QTest::newRow("getToken") << Op::Token << proto::msgGetToken()
-                              << QVariantMap{{"tokenType", "bearer"}, {"appliesTo", "urn:demo"}};
-    QTest::newRow("clearToken") << Op::Clear << proto::msgClearToken()
-                                << QVariantMap{{"tokenType", "bearer"}, {"appliesTo", "urn:demo"}};
-    QTest::newRow("getProperties")
-        << Op::Properties << proto::msgGetProperties()
-        << QVariantMap{{"type", 0}, {"names", QVariantList{"urn:omid:username", "urn:omid:email"}}};
-    QTest::newRow("getData") << Op::Get << proto::msgGetData()
-                             << QVariantMap{{"type", 1}, {"flags", 1}, {"name", "blob"}};
-    QTest::newRow("setData: NUL and 0xff")
-        << Op::Set << proto::msgSetData()
-        << QVariantMap{{"type", 1}, {"flags", 1}, {"name", "blob"}, {"value", blob}};
-    QTest::newRow("createData") << Op::Create << proto::msgCreateData()
-                                << QVariantMap{{"type", 2},
-                                               {"flags", 17},
-                                               {"name", "blob"},
-                                               {"value", blob}};
-    QTest::newRow("deleteData") << Op::Delete << proto::msgDeleteData()
-                                << QVariantMap{{"type", 1}, {"flags", 2}, {"name", "blob"}};
-    QTest::newRow("listData") << Op::List << proto::msgListData()
-                              << QVariantMap{{"type", 1}, {"flags", 0}};
-    QTest::newRow("challenge") << Op::Challenge << proto::msgChallenge()
-                               << QVariantMap{{"type", 1}, {"flags", 0}};
+    newRow("getToken", Op::Token, proto::msgGetToken(),
+           QVariantMap{{"tokenType", "bearer"}, {"appliesTo", "urn:demo"}});
+    newRow("clearToken", Op::Clear, proto::msgClearToken(),
+           QVariantMap{{"tokenType", "bearer"}, {"appliesTo", "urn:demo"}});
+    newRow(
+        "getProperties", Op::Properties, proto::msgGetProperties(),
+        QVariantMap{{"type", 0}, {"names", QVariantList{"urn:omid:username", "urn:omid:email"}}});
+    newRow("getData", Op::Get, proto::msgGetData(),
+           QVariantMap{{"type", 1}, {"flags", 1}, {"name", "blob"}});
+    newRow("setData: NUL and 0xff", Op::Set, proto::msgSetData(),
+           QVariantMap{{"type", 1}, {"flags", 1}, {"name", "blob"}, {"value", blob}});
+    newRow("createData", Op::Create, proto::msgCreateData(),
+           QVariantMap{{"type", 2}, {"flags", 17}, {"name", "blob"}, {"value", blob}});
+    newRow("deleteData", Op::Delete, proto::msgDeleteData(),
+           QVariantMap{{"type", 1}, {"flags", 2}, {"name", "blob"}});
+    newRow("listData", Op::List, proto::msgListData(), QVariantMap{{"type", 1}, {"flags", 0}});
+    newRow("challenge", Op::Challenge, proto::msgChallenge(),
+           QVariantMap{{"type", 1}, {"flags", 0}});
 }
 
 void tst_Ids::requestsOnTheWire()
@@ -358,12 +358,10 @@ void tst_Ids::requestsOnTheWire()
     QFETCH(QString, msg);
     QFETCH(QVariantMap, dat);
 
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
     unsigned int id = 0;
-    QCOMPARE(issue(op, provider, &r, &id), 0);
+    QCOMPARE(issue(op, m_provider, &r, &id), 0);
     QVERIFY(id != 0);
 
     const Received got = waitFor(msg);
@@ -393,42 +391,42 @@ void tst_Ids::answersReachTheCallbacks_data()
     auto bytes = [](const char *name, const char *value) {
         return QVariant(QVariantList{QByteArray(name), QByteArray(value)});
     };
-    QTest::newRow("token with parameters, equal names kept in order")
-        << Op::Token
-        << QVariantMap{{"token", "tok-1"},
-                       {"params", QVariantList{pair("expires", "3600"), pair("scope", "a"),
-                                               pair("scope", "b")}}}
-        << "token"
-        << QVariantList{
-               QByteArray("tok-1"),
-               QVariantList{bytes("expires", "3600"), bytes("scope", "a"), bytes("scope", "b")}};
-    QTest::newRow("token without parameters")
-        << Op::Token << QVariantMap{{"token", "tok-2"}} << "token"
-        << QVariantList{QByteArray("tok-2"), QVariantList()};
-    QTest::newRow("clear") << Op::Clear << QVariantMap{{"cleared", true}} << "clear"
-                           << QVariantList{true};
-    QTest::newRow("properties, UTF-8 value")
-        << Op::Properties
-        << QVariantMap{{"properties", QVariantList{pair("urn:omid:username", "J\xc3\xb6rg")}}}
-        << "properties" << QVariantList{QVariantList{bytes("urn:omid:username", "J\xc3\xb6rg")}};
-    QTest::newRow("data with NUL and 0xff")
-        << Op::Get
-        << QVariantMap{{"name", "blob"},
-                       {"value", QString::fromLatin1(QByteArray("x\0\xff", 3).toBase64())}}
-        << "data" << QVariantList{QByteArray("blob"), QByteArray("x\0\xff", 3)};
-    QTest::newRow("empty data") << Op::Get << QVariantMap{{"name", "blob"}, {"value", ""}} << "data"
-                                << QVariantList{QByteArray("blob"), QByteArray("")};
-    QTest::newRow("set") << Op::Set << QVariantMap() << "done" << QVariantList();
-    QTest::newRow("create") << Op::Create << QVariantMap() << "done" << QVariantList();
-    QTest::newRow("delete") << Op::Delete << QVariantMap() << "done" << QVariantList();
-    QTest::newRow("list") << Op::List << QVariantMap{{"names", QVariantList{"b", "a", "a"}}}
-                          << "list"
-                          << QVariantList{
-                                 QVariantList{QByteArray("b"), QByteArray("a"), QByteArray("a")}};
-    QTest::newRow("empty list") << Op::List << QVariantMap{{"names", QVariantList()}} << "list"
-                                << QVariantList{QVariantList()};
-    QTest::newRow("challenge") << Op::Challenge << QVariantMap{{"level", 1}} << "challenge"
-                               << QVariantList{1};
+    newRow(
+        "token with parameters, equal names kept in order", Op::Token,
+        QVariantMap{{"token", "tok-1"},
+                    {"params", QVariantList{pair("expires", "3600"), pair("scope", "a"),
+                                            pair("scope", "b")}}},
+        "token",
+        QVariantList{QByteArray("tok-1"), QVariantList{bytes("expires", "3600"),
+                                                       bytes("scope", "a"), bytes("scope", "b")}});
+    newRow("token without parameters", Op::Token, QVariantMap{{"token", "tok-2"}}, "token",
+           QVariantList{QByteArray("tok-2"), QVariantList()});
+    newRow("clear", Op::Clear, QVariantMap{{"cleared", true}}, "clear", QVariantList{true});
+    newRow("properties, UTF-8 value", Op::Properties,
+           QVariantMap{{"properties", QVariantList{pair("urn:omid:username", "J\xc3\xb6rg")}}},
+           "properties", QVariantList{QVariantList{bytes("urn:omid:username", "J\xc3\xb6rg")}});
+    newRow("data with NUL and 0xff", Op::Get,
+           QVariantMap{{"name", "blob"},
+                       {"value", QString::fromLatin1(QByteArray("x\0\xff", 3).toBase64())}},
+           "data", QVariantList{QByteArray("blob"), QByteArray("x\0\xff", 3)});
+    newRow("empty data", Op::Get, QVariantMap{{"name", "blob"}, {"value", ""}}, "data",
+           QVariantList{QByteArray("blob"), QByteArray("")});
+    newRow("set", Op::Set, QVariantMap(), "done", QVariantList());
+    newRow("create", Op::Create, QVariantMap(), "done", QVariantList());
+    newRow("delete", Op::Delete, QVariantMap(), "done", QVariantList());
+    newRow("list", Op::List, QVariantMap{{"names", QVariantList{"b", "a", "a"}}}, "list",
+           QVariantList{QVariantList{QByteArray("b"), QByteArray("a"), QByteArray("a")}});
+    newRow("empty list", Op::List, QVariantMap{{"names", QVariantList()}}, "list",
+           QVariantList{QVariantList()});
+    newRow("challenge", Op::Challenge, QVariantMap{{"level", 1}}, "challenge", QVariantList{1});
+    // Failures: "err" and "info" instead of "dat".
+    newRow("failure with a text", Op::Token,
+           QVariantMap{{"err", 50008}, {"info", "unknown token type"}}, "failure",
+           QVariantList{50008, QByteArray("unknown token type")});
+    newRow("failure without a text", Op::Token, QVariantMap{{"err", 50011}}, "failure",
+           QVariantList{50011, QVariant()});
+    newRow("failure, a code of no list", Op::List, QVariantMap{{"err", 12345}, {"info", ""}},
+           "failure", QVariantList{12345, QByteArray("")});
 }
 
 void tst_Ids::answersReachTheCallbacks()
@@ -438,19 +436,21 @@ void tst_Ids::answersReachTheCallbacks()
     QFETCH(QString, what);
     QFETCH(QVariantList, args);
 
-    m_server->respond([dat](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() != proto::msgRegister() && request.msg() != proto::msgWake())
-            answers.append({idsAnswer(request, dat), {}, {}, 0});
-        return answers;
+    const auto answer = [dat](const Received &r) {
+        if (!dat.contains("err"))
+            return idsAnswer(r, dat);
+        return idsFailure(r, dat.value("err").toInt(),
+                          dat.contains("info") ? dat.value("info").toString() : QString());
+    };
+    respondWith(m_server.get(), [answer](const Received &r) {
+        return r.msg() != proto::msgRegister() && r.msg() != proto::msgWake() ? Maps{answer(r)}
+                                                                              : Maps();
     });
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
     unsigned int id = 0;
-    QCOMPARE(issue(op, provider, &r, &id), 0);
-    QVERIFY(pumpUntil(fd, [&] { return !r.calls.isEmpty(); }));
+    QCOMPARE(issue(op, m_provider, &r, &id), 0);
+    QVERIFY(pumpUntil(m_fd, [&] { return !r.calls.isEmpty(); }));
     QCOMPARE(r.calls.size(), 1);
     QCOMPARE(r.calls.at(0).what, what);
     QCOMPARE(r.calls.at(0).id, id);
@@ -459,60 +459,22 @@ void tst_Ids::answersReachTheCallbacks()
     // The request is over: nothing more comes for it, even if the service
     // answers again.
     const Received request = m_server->last();
-    QVERIFY(m_server->reply(request.clientId, idsAnswer(request, dat)));
+    QVERIFY(m_server->reply(request.clientId, answer(request)));
     QVERIFY(m_server->waitForSent(m_server->sentCount()));
-    pollfd p = {fd, POLLIN, 0};
+    pollfd p = {m_fd, POLLIN, 0};
     QVERIFY(::poll(&p, 1, 5000) == 1);
-    QCOMPARE(ids_process_msg(fd), 1);
+    QCOMPARE(ids_process_msg(m_fd), 1);
     QCOMPARE(r.calls.size(), 1);
-}
-
-void tst_Ids::failures_data()
-{
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("info");
-    QTest::addColumn<QVariant>("expectedInfo");
-
-    QTest::newRow("with a text") << 50008 << QStringLiteral("unknown token type")
-                                 << QVariant(QByteArray("unknown token type"));
-    QTest::newRow("without a text") << 50011 << QString() << QVariant();
-    QTest::newRow("a code of no list") << 12345 << QStringLiteral("") << QVariant(QByteArray(""));
-}
-
-void tst_Ids::failures()
-{
-    QFETCH(int, code);
-    QFETCH(QString, info);
-    QFETCH(QVariant, expectedInfo);
-
-    m_server->respond([code, info](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() == proto::msgGetToken())
-            answers.append({idsFailure(request, code, info), {}, {}, 0});
-        return answers;
-    });
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
-    Recorder r;
-    unsigned int id = 0;
-    QCOMPARE(issue(Op::Token, provider, &r, &id), 0);
-    QVERIFY(pumpUntil(fd, [&] { return !r.calls.isEmpty(); }));
-    QCOMPARE(r.calls.at(0).what, QStringLiteral("failure"));
-    QCOMPARE(r.calls.at(0).id, id);
-    QCOMPARE(r.calls.at(0).args, (QVariantList{code, expectedInfo}));
 }
 
 void tst_Ids::badAnswersRunNoCallbackWithGarbage()
 {
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
     unsigned int tokenId = 0;
     unsigned int listId = 0;
-    QCOMPARE(issue(Op::Token, provider, &r, &tokenId), 0);
-    QCOMPARE(issue(Op::List, provider, &r, &listId), 0);
+    QCOMPARE(issue(Op::Token, m_provider, &r, &tokenId), 0);
+    QCOMPARE(issue(Op::List, m_provider, &r, &listId), 0);
     const Received token = waitFor(proto::msgGetToken());
     const Received list = waitFor(proto::msgListData());
 
@@ -528,7 +490,7 @@ void tst_Ids::badAnswersRunNoCallbackWithGarbage()
     QVERIFY(m_server->reply(client, idsAnswer(list, {{"names", QVariantList{1, 2}}})));
     QVERIFY(m_server->reply(client, idsAnswer(token, {{"token", "good"}})));
     QVERIFY(pumpUntil(
-        fd, [&] { return r.calls.size() == 2; }, &results));
+        m_fd, [&] { return r.calls.size() == 2; }, &results));
     QCOMPARE(r.calls.at(0).what, QStringLiteral("failure"));
     QCOMPARE(r.calls.at(0).id, listId);
     QCOMPARE(r.calls.at(0).args.at(0).toInt(), int(IDS_INTERNAL_ERROR));
@@ -539,74 +501,52 @@ void tst_Ids::badAnswersRunNoCallbackWithGarbage()
 
 void tst_Ids::refusedRequests_data()
 {
-    QTest::addColumn<int>("which");
+    QTest::addColumn<Refused>("call");
     QTest::addColumn<int>("expectedErrno");
 
-    QTest::newRow("no handle") << 0 << EINVAL;
-    QTest::newRow("made-up handle") << 1 << EINVAL;
-    QTest::newRow("name not UTF-8") << 2 << EINVAL;
-    QTest::newRow("null token type") << 3 << EINVAL;
-    QTest::newRow("value larger than a message") << 4 << E2BIG;
-    QTest::newRow("value that grows past a message") << 5 << E2BIG;
-    QTest::newRow("negative name count") << 6 << EINVAL;
-    QTest::newRow("no id to write") << 7 << EINVAL;
+    static const QByteArray huge(70 * 1024, 'x');
+    static const QByteArray large(60 * 1024, 'x'); // fits raw, not in base64
+    static const ids_data_t hugeEntry = {"big", huge.constData(), size_t(huge.size())};
+    static const ids_data_t largeEntry = {"big", large.constData(), size_t(large.size())};
+    newRow("no handle", REFUSED(ids_get_data(nullptr, 1, 0, "x", dataCb, failureCb, r, id)),
+           EINVAL);
+    newRow("made-up handle",
+           REFUSED(ids_get_data(reinterpret_cast<ids_provider_t *>(r), 1, 0, "x", dataCb, failureCb,
+                                r, id)),
+           EINVAL);
+    newRow("name not UTF-8", REFUSED(ids_get_data(p, 1, 0, "\xc3(", dataCb, failureCb, r, id)),
+           EINVAL);
+    newRow("null token type", REFUSED(ids_get_token(p, nullptr, "x", tokenCb, failureCb, r, id)),
+           EINVAL);
+    newRow("value larger than a message",
+           REFUSED(ids_set_data(p, 1, 0, &hugeEntry, doneCb, failureCb, r, id)), E2BIG);
+    newRow("value that grows past a message",
+           REFUSED(ids_create_data(p, 1, 0, &largeEntry, doneCb, failureCb, r, id)), E2BIG);
+    newRow("negative name count",
+           REFUSED(ids_get_properties(p, 0, -1, nullptr, propertiesCb, failureCb, r, id)), EINVAL);
+    newRow("no id to write", REFUSED(ids_list_data(p, 1, 0, listCb, failureCb, r, nullptr)),
+           EINVAL);
 }
 
 void tst_Ids::refusedRequests()
 {
-    QFETCH(int, which);
+    QFETCH(Refused, call);
     QFETCH(int, expectedErrno);
 
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
     unsigned int id = 12345;
-    const QByteArray huge(70 * 1024, 'x');
-    const QByteArray large(60 * 1024, 'x'); // fits raw, not in base64
-    const ids_data_t hugeEntry = {"big", huge.constData(), size_t(huge.size())};
-    const ids_data_t largeEntry = {"big", large.constData(), size_t(large.size())};
-    int result = 0;
-    switch (which) {
-    case 0:
-        result = ids_get_data(nullptr, 1, 0, "x", dataCb, failureCb, &r, &id);
-        break;
-    case 1:
-        result = ids_get_data(reinterpret_cast<ids_provider_t *>(&r), 1, 0, "x", dataCb, failureCb,
-                              &r, &id);
-        break;
-    case 2:
-        result = ids_get_data(provider, 1, 0, "\xc3(", dataCb, failureCb, &r, &id);
-        break;
-    case 3:
-        result = ids_get_token(provider, nullptr, "x", tokenCb, failureCb, &r, &id);
-        break;
-    case 4:
-        result = ids_set_data(provider, 1, 0, &hugeEntry, doneCb, failureCb, &r, &id);
-        break;
-    case 5:
-        result = ids_create_data(provider, 1, 0, &largeEntry, doneCb, failureCb, &r, &id);
-        break;
-    case 6:
-        result = ids_get_properties(provider, 0, -1, nullptr, propertiesCb, failureCb, &r, &id);
-        break;
-    case 7:
-        result = ids_list_data(provider, 1, 0, listCb, failureCb, &r, nullptr);
-        break;
-    }
-    QCOMPARE(result, -1);
+    QCOMPARE(call(m_provider, &r, &id), -1);
     QCOMPARE(errno, expectedErrno);
     QCOMPARE(id, 12345u);
 }
 
 void tst_Ids::processingNeverBlocks()
 {
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     // Nothing waiting: returns at once (a blocking read would hang here).
-    QCOMPARE(ids_process_msg(fd), 1);
-    QCOMPARE(ids_process_msg(fd), 1);
+    QCOMPARE(ids_process_msg(m_fd), 1);
+    QCOMPARE(ids_process_msg(m_fd), 1);
     QCOMPARE(ids_process_msg(-1), -1);
     QCOMPARE(errno, EINVAL);
 
@@ -614,44 +554,35 @@ void tst_Ids::processingNeverBlocks()
     m_server->answerOk(proto::msgChallenge(), QVariantMap{{"level", 0}});
     Recorder r;
     unsigned int id = 0;
-    QCOMPARE(issue(Op::Challenge, provider, &r, &id), 0);
-    pollfd p = {fd, POLLIN, 0};
+    QCOMPARE(issue(Op::Challenge, m_provider, &r, &id), 0);
+    pollfd p = {m_fd, POLLIN, 0};
     QCOMPARE(::poll(&p, 1, 5000), 1);
-    QCOMPARE(ids_process_msg(fd), 1);
+    QCOMPARE(ids_process_msg(m_fd), 1);
     QCOMPARE(r.calls.size(), 1);
-    QCOMPARE(ids_process_msg(fd), 1);
+    QCOMPARE(ids_process_msg(m_fd), 1);
     QCOMPARE(r.calls.size(), 1);
 }
 
 void tst_Ids::notifiers()
 {
     // The service answers, then says "Started" or "Stopped" to the watcher.
-    m_server->respond([](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() != proto::msgRegisterNotifier())
-            return answers;
-        const QVariantMap dat = request.dat();
-        if (dat.value("name").toString() == QLatin1String("refused")) {
-            answers.append({idsFailure(request, EINVAL, "no such type"), {}, {}, 0});
-            return answers;
-        }
-        answers.append({idsAnswer(request), {}, {}, 0});
-        answers.append(
-            {idsNotification(dat.value("type").toInt(), dat.value("name").toString(),
-                             dat.value("flags").toInt() == 0 ? 0 : 1, dat.value("watcher").toInt()),
-             {},
-             {},
-             0});
-        return answers;
+    respondWith(m_server.get(), [](const Received &r) {
+        const QVariantMap dat = r.dat();
+        if (r.msg() != proto::msgRegisterNotifier())
+            return Maps();
+        if (dat.value("name").toString() == QLatin1String("refused"))
+            return Maps{idsFailure(r, EINVAL, "no such type")};
+        return Maps{idsAnswer(r),
+                    idsNotification(dat.value("type").toInt(), dat.value("name").toString(),
+                                    dat.value("flags").toInt() == 0 ? 0 : 1,
+                                    dat.value("watcher").toInt())};
     });
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder a;
     Recorder b;
-    QCOMPARE(ids_register_notifier(provider, 1, 0, "entry", notifyCb, &a), 0);
-    QCOMPARE(ids_register_notifier(provider, 1, 0, "entry", notifyCb, &b), 0);
-    QCOMPARE(ids_register_notifier(provider, 1, 0, "refused", notifyCb, &a), -1);
+    QCOMPARE(ids_register_notifier(m_provider, 1, 0, "entry", notifyCb, &a), 0);
+    QCOMPARE(ids_register_notifier(m_provider, 1, 0, "entry", notifyCb, &b), 0);
+    QCOMPARE(ids_register_notifier(m_provider, 1, 0, "refused", notifyCb, &a), -1);
     QCOMPARE(errno, EINVAL);
     const QList<Received> started = receivedNamed(*m_server, proto::msgRegisterNotifier());
     QCOMPARE(started.size(), 3);
@@ -660,22 +591,22 @@ void tst_Ids::notifiers()
     QVERIFY(watcherA != watcherB);
     QCOMPARE(started.at(0).dat().value("flags").toInt(), 0);
 
-    QVERIFY(pumpUntil(fd, [&] { return a.calls.size() == 1 && b.calls.size() == 1; }));
+    QVERIFY(pumpUntil(m_fd, [&] { return a.calls.size() == 1 && b.calls.size() == 1; }));
     QCOMPARE(a.calls.at(0).args, (QVariantList{1, QByteArray("entry"), 0}));
 
     // A change told to one watcher reaches that one only.
     QVERIFY(m_server->reply(started.at(0).clientId, idsNotification(1, "entry", 2, watcherB)));
-    QVERIFY(pumpUntil(fd, [&] { return b.calls.size() == 2; }));
+    QVERIFY(pumpUntil(m_fd, [&] { return b.calls.size() == 2; }));
     QCOMPARE(b.calls.at(1).args, (QVariantList{1, QByteArray("entry"), 2}));
     QCOMPARE(a.calls.size(), 1);
 
     // Stopping: "Stopped" comes, then nothing more for that watcher.
-    QCOMPARE(ids_register_notifier(provider, 1, 1, "entry", notifyCb, &a), 0);
-    QVERIFY(pumpUntil(fd, [&] { return a.calls.size() == 2; }));
+    QCOMPARE(ids_register_notifier(m_provider, 1, 1, "entry", notifyCb, &a), 0);
+    QVERIFY(pumpUntil(m_fd, [&] { return a.calls.size() == 2; }));
     QCOMPARE(a.calls.at(1).args, (QVariantList{1, QByteArray("entry"), 1}));
     QVERIFY(m_server->reply(started.at(0).clientId, idsNotification(1, "entry", 2, watcherA)));
     QVERIFY(m_server->reply(started.at(0).clientId, idsNotification(1, "entry", 2, watcherB)));
-    QVERIFY(pumpUntil(fd, [&] { return b.calls.size() == 3; }));
+    QVERIFY(pumpUntil(m_fd, [&] { return b.calls.size() == 3; }));
     QCOMPARE(a.calls.size(), 2);
 }
 
@@ -684,24 +615,19 @@ void tst_Ids::answersReadDuringANotifierRegistrationAreNotLost()
     // The service answers an earlier request just before the notifier's
     // answer, so the library reads it while it waits: it must still come
     // through ids_process_msg(), and the descriptor must say so.
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
     unsigned int id = 0;
-    QCOMPARE(issue(Op::Challenge, provider, &r, &id), 0);
+    QCOMPARE(issue(Op::Challenge, m_provider, &r, &id), 0);
     const Received challenge = waitFor(proto::msgChallenge());
-    m_server->respond([challenge](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() == proto::msgRegisterNotifier()) {
-            answers.append({idsAnswer(challenge, {{"level", 1}}), {}, {}, 0});
-            answers.append({idsAnswer(request), {}, {}, 0});
-        }
-        return answers;
+    respondWith(m_server.get(), [challenge](const Received &r) {
+        return r.msg() == proto::msgRegisterNotifier()
+                   ? Maps{idsAnswer(challenge, {{"level", 1}}), idsAnswer(r)}
+                   : Maps();
     });
-    QCOMPARE(ids_register_notifier(provider, 1, 0, "entry", notifyCb, &r), 0);
+    QCOMPARE(ids_register_notifier(m_provider, 1, 0, "entry", notifyCb, &r), 0);
     QVERIFY(r.calls.isEmpty());
-    QVERIFY(pumpUntil(fd, [&] { return r.calls.size() == 1; }));
+    QVERIFY(pumpUntil(m_fd, [&] { return r.calls.size() == 1; }));
     QCOMPARE(r.calls.at(0).what, QStringLiteral("challenge"));
     QCOMPARE(r.calls.at(0).id, id);
 }
@@ -709,16 +635,14 @@ void tst_Ids::answersReadDuringANotifierRegistrationAreNotLost()
 void tst_Ids::cancelledDataHearsNothing()
 {
     m_server->answerOk(proto::msgRegisterNotifier(), QVariantMap());
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder gone;
     Recorder kept;
     unsigned int goneId = 0;
     unsigned int keptId = 0;
-    QCOMPARE(issue(Op::List, provider, &gone, &goneId), 0);
-    QCOMPARE(issue(Op::List, provider, &kept, &keptId), 0);
-    QCOMPARE(ids_register_notifier(provider, 1, 0, "entry", notifyCb, &gone), 0);
+    QCOMPARE(issue(Op::List, m_provider, &gone, &goneId), 0);
+    QCOMPARE(issue(Op::List, m_provider, &kept, &keptId), 0);
+    QCOMPARE(ids_register_notifier(m_provider, 1, 0, "entry", notifyCb, &gone), 0);
     const int watcher = waitFor(proto::msgRegisterNotifier()).dat().value("watcher").toInt();
     const QList<Received> lists = receivedNamed(*m_server, proto::msgListData());
     QTRY_COMPARE(receivedNamed(*m_server, proto::msgListData()).size(), 2);
@@ -734,7 +658,7 @@ void tst_Ids::cancelledDataHearsNothing()
     QVERIFY(m_server->reply(first.clientId, idsNotification(1, "entry", 2, watcher)));
     QVERIFY(m_server->reply(first.clientId, idsAnswer(first, {{"names", QVariantList()}})));
     QVERIFY(m_server->reply(first.clientId, idsAnswer(second, {{"names", QVariantList()}})));
-    QVERIFY(pumpUntil(fd, [&] { return kept.calls.size() == 1; }));
+    QVERIFY(pumpUntil(m_fd, [&] { return kept.calls.size() == 1; }));
     QCOMPARE(kept.calls.at(0).id, keptId);
     QVERIFY(gone.calls.isEmpty());
 }
@@ -742,23 +666,21 @@ void tst_Ids::cancelledDataHearsNothing()
 void tst_Ids::shutdownIsCounted()
 {
     QCOMPARE(ids_initialize(), 0); // two in effect
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
     unsigned int id = 0;
-    QCOMPARE(issue(Op::List, provider, &r, &id), 0);
+    QCOMPARE(issue(Op::List, m_provider, &r, &id), 0);
     const Received pending = waitFor(proto::msgListData());
 
     QCOMPARE(ids_shutdown(), 0); // one left: everything keeps working
-    QCOMPARE(issue(Op::List, provider, &r, &id), 0);
+    QCOMPARE(issue(Op::List, m_provider, &r, &id), 0);
     QVERIFY(m_server->reply(pending.clientId, idsAnswer(pending, {{"names", QVariantList()}})));
-    QVERIFY(pumpUntil(fd, [&] { return r.calls.size() == 1; }));
+    QVERIFY(pumpUntil(m_fd, [&] { return r.calls.size() == 1; }));
 
     QCOMPARE(ids_shutdown(), 0); // the last: the registration ends
-    QCOMPARE(issue(Op::List, provider, &r, &id), -1);
+    QCOMPARE(issue(Op::List, m_provider, &r, &id), -1);
     QCOMPARE(errno, EINVAL);
-    QCOMPARE(ids_process_msg(fd), -1);
+    QCOMPARE(ids_process_msg(m_fd), -1);
     QVERIFY(m_server->waitForClosed(1));
     QCOMPARE(ids_shutdown(), -1);
 
@@ -768,7 +690,7 @@ void tst_Ids::shutdownIsCounted()
     ids_provider_t *again = nullptr;
     int againFd = -1;
     QCOMPARE(ids_register_provider("ids:omb:profile", &again, &againFd), 0);
-    QCOMPARE(againFd, fd);
+    QCOMPARE(againFd, m_fd);
     QCOMPARE(issue(Op::List, again, &r, &id), 0);
 }
 
@@ -779,11 +701,11 @@ void tst_Ids::options_data()
     QTest::addColumn<int>("serviceCode");
     QTest::addColumn<int>("expectedErrno");
 
-    QTest::newRow("taken") << int(IDS_OPT_VERBOSITY) << QByteArray("Verbose") << 0 << 0;
-    QTest::newRow("refused by the service")
-        << int(IDS_OPT_VERBOSITY) << QByteArray("InvalidVerbosity") << EINVAL << EINVAL;
-    QTest::newRow("unknown option") << 7 << QByteArray("x") << 0 << EINVAL;
-    QTest::newRow("no answer") << int(IDS_OPT_GUI_ALLOWED) << QByteArray("true") << -1 << ECOMM;
+    newRow("taken", int(IDS_OPT_VERBOSITY), QByteArray("Verbose"), 0, 0);
+    newRow("refused by the service", int(IDS_OPT_VERBOSITY), QByteArray("InvalidVerbosity"), EINVAL,
+           EINVAL);
+    newRow("unknown option", 7, QByteArray("x"), 0, EINVAL);
+    newRow("no answer", int(IDS_OPT_GUI_ALLOWED), QByteArray("true"), -1, ECOMM);
 }
 
 void tst_Ids::options()
@@ -795,11 +717,8 @@ void tst_Ids::options()
 
     m_server->clearScript();
     if (serviceCode >= 0) {
-        m_server->respond([serviceCode](const Received &request) {
-            QList<Answer> answers;
-            answers.append(
-                {serviceCode ? idsFailure(request, serviceCode) : idsAnswer(request), {}, {}, 0});
-            return answers;
+        respondWith(m_server.get(), [serviceCode](const Received &r) {
+            return Maps{serviceCode ? idsFailure(r, serviceCode) : idsAnswer(r)};
         });
     }
     if (serviceCode < 0)
@@ -818,12 +737,10 @@ void tst_Ids::options()
 
 void tst_Ids::endOfConnection()
 {
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
     unsigned int id = 0;
-    QCOMPARE(issue(Op::Challenge, provider, &r, &id), 0);
+    QCOMPARE(issue(Op::Challenge, m_provider, &r, &id), 0);
     waitFor(proto::msgChallenge());
 
     // Service and bus gone: whichever of them held the other end, the
@@ -832,7 +749,7 @@ void tst_Ids::endOfConnection()
     m_broker->stop();
     QList<int> results;
     QVERIFY(pumpUntil(
-        fd, [&] { return !r.calls.isEmpty(); }, &results));
+        m_fd, [&] { return !r.calls.isEmpty(); }, &results));
     QCOMPARE(results.last(), 0); // the descriptor changed
     QCOMPARE(r.calls.at(0).what, QStringLiteral("failure"));
     QCOMPARE(r.calls.at(0).id, id);
@@ -840,22 +757,20 @@ void tst_Ids::endOfConnection()
 
     // New requests find no service.
     unsigned int untouched = 7;
-    QCOMPARE(issue(Op::List, provider, &r, &untouched), -1);
+    QCOMPARE(issue(Op::List, m_provider, &r, &untouched), -1);
     QCOMPARE(errno, ECOMM);
     QCOMPARE(untouched, 7u);
 }
 
 void tst_Ids::idleAfterTheServiceWentAway()
 {
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     int activations = 0;
     int changed = 0;
-    QSocketNotifier notifier(fd, QSocketNotifier::Read);
+    QSocketNotifier notifier(m_fd, QSocketNotifier::Read);
     connect(&notifier, &QSocketNotifier::activated, this, [&] {
         ++activations;
-        if (ids_process_msg(fd) == 0)
+        if (ids_process_msg(m_fd) == 0)
             ++changed;
     });
     m_server->stop();
@@ -866,9 +781,7 @@ void tst_Ids::idleAfterTheServiceWentAway()
     // wakes for the few attempts to connect again, and the process uses
     // next to no CPU time.
     activations = 0;
-    const double before = cpuSeconds();
-    QTest::qWait(1000);
-    const double used = cpuSeconds() - before;
+    const double used = omtest::cpuSecondsOver(1000);
     QVERIFY2(activations <= 4, qPrintable(QString::number(activations)));
     QVERIFY2(used < 0.25, qPrintable(QString::number(used)));
 }
@@ -876,17 +789,15 @@ void tst_Ids::idleAfterTheServiceWentAway()
 void tst_Ids::backAfterTheServiceReturns()
 {
     m_server->answerOk(proto::msgRegisterNotifier(), QVariantMap());
-    ids_provider_t *provider = nullptr;
-    int fd = -1;
-    QVERIFY(registerProfile(&provider, &fd));
+    QVERIFY(registerProfile());
     Recorder r;
-    QCOMPARE(ids_register_notifier(provider, 1, 0, "entry", notifyCb, &r), 0);
+    QCOMPARE(ids_register_notifier(m_provider, 1, 0, "entry", notifyCb, &r), 0);
     m_server->stop();
     m_server.reset();
     m_broker->stop();
     QList<int> results;
     QVERIFY(pumpUntil(
-        fd, [&] { return results.contains(0); }, &results));
+        m_fd, [&] { return results.contains(0); }, &results));
 
     // The bus and the service come back.
     m_broker.reset();
@@ -894,25 +805,24 @@ void tst_Ids::backAfterTheServiceReturns()
     QVERIFY(m_broker->isRunning());
     m_server = startFakeIdentity();
     QVERIFY(m_server);
-    m_server->respond([](const Received &request) {
-        QList<Answer> answers;
-        if (request.msg() == proto::msgRegisterNotifier() || request.msg() == proto::msgListData())
-            answers.append({idsAnswer(request, {{"names", QVariantList{"x"}}}), {}, {}, 0});
-        return answers;
+    respondWith(m_server.get(), [](const Received &r) {
+        const bool answered =
+            r.msg() == proto::msgRegisterNotifier() || r.msg() == proto::msgListData();
+        return answered ? Maps{idsAnswer(r, {{"names", QVariantList{"x"}}})} : Maps();
     });
 
     // The watcher's timer connects again by itself, registering the
     // provider and resuming the notifier without a "Started".
     results.clear();
     QVERIFY(pumpUntil(
-        fd, [&] { return results.contains(0); }, &results, 15000));
+        m_fd, [&] { return results.contains(0); }, &results, 15000));
     const Received resumed = waitFor(proto::msgRegisterNotifier());
     QCOMPARE(resumed.dat().value("resume").toBool(), true);
     QCOMPARE(resumed.dat().value("name").toString(), QStringLiteral("entry"));
 
     unsigned int id = 0;
-    QCOMPARE(issue(Op::List, provider, &r, &id), 0);
-    QVERIFY(pumpUntil(fd, [&] { return r.count("list") == 1; }));
+    QCOMPARE(issue(Op::List, m_provider, &r, &id), 0);
+    QVERIFY(pumpUntil(m_fd, [&] { return r.count("list") == 1; }));
     QCOMPARE(r.count("notify"), 0);
 }
 

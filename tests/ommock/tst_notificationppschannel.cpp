@@ -15,22 +15,20 @@
 
 #include <memory>
 
-using ommock::NotificationPpsChannel;
 using om::platform::NotificationError;
+using ommock::NotificationPpsChannel;
 
 namespace {
-const QString Control = QStringLiteral("/pps/services/notify/control");
+const QString Control = "/pps/services/notify/control";
 
 QVariantMap request(const QString &msg, const QString &id)
 {
-    return {{QStringLiteral("msg"), msg},
-            {QStringLiteral("id"), id},
-            {QStringLiteral("dat"), QVariantMap{{QStringLiteral("itemId"), id}}}};
+    return {{"msg", msg}, {"id", id}, {"dat", QVariantMap{{"itemId", id}}}};
 }
 
 QVariantMap controlObject(const QVariantMap &attributes)
 {
-    return {{QStringLiteral("@control"), attributes}};
+    return {{"@control", attributes}};
 }
 } // namespace
 
@@ -43,20 +41,17 @@ private Q_SLOTS:
     void cleanup();
 
     void sendWrites();
-    void sendAndWaitAnswered();
+    void sendAndWaitAnswers_data();
+    void sendAndWaitAnswers();
     void sendAndWaitTimesOutAndLosesTheLateAnswer();
     void sendAndWaitWithoutBoundWaitsForTheAnswer_data();
     void sendAndWaitWithoutBoundWaitsForTheAnswer();
-    void undecodableAnswerOverwritesResponse();
     void writeFailure();
     void serviceUnavailable();
     void longLivedChannel();
     void channelThatCouldNotOpen();
     void controlAttributes_data();
     void controlAttributes();
-    void answerUnderLongerObjectName();
-    void vocabulary_data();
-    void vocabulary();
 
 private:
     std::unique_ptr<omtest::TestBroker> m_broker;
@@ -79,8 +74,7 @@ void tst_NotificationPpsChannel::cleanup()
 
 void tst_NotificationPpsChannel::sendWrites()
 {
-    const QVariantMap message{{QStringLiteral("msg"), QStringLiteral("cancel")},
-                              {QStringLiteral("dat"), QVariantMap{{QStringLiteral("itemId"), QStringLiteral("k")}}}};
+    const QVariantMap message{{"msg", "cancel"}, {"dat", QVariantMap{{"itemId", "k"}}}};
     QCOMPARE(NotificationPpsChannel::send(message), NotificationError::None);
     QVERIFY(m_service->waitForReceived(1));
     QCOMPARE(m_service->last().attributes, message);
@@ -88,36 +82,59 @@ void tst_NotificationPpsChannel::sendWrites()
     QVERIFY(m_service->waitForClosed(1));
 }
 
-void tst_NotificationPpsChannel::sendAndWaitAnswered()
+void tst_NotificationPpsChannel::sendAndWaitAnswers_data()
 {
-    m_service->answerOk(QStringLiteral("notify"), QVariantMap{{QStringLiteral("itemId"), QStringLiteral("a")}});
-    QVariantMap response;
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("a")), response, 5000),
-             NotificationError::None);
-    QCOMPARE(response, controlObject({{QStringLiteral("res"), QStringLiteral("notify")},
-                                      {QStringLiteral("id"), QStringLiteral("a")},
-                                      {QStringLiteral("dat"), QVariantMap{{QStringLiteral("itemId"), QStringLiteral("a")}}}}));
-    QCOMPARE(m_service->last().attributes, request(QStringLiteral("notify"), QStringLiteral("a")));
+    QTest::addColumn<QByteArray>("raw");
+    QTest::addColumn<QString>("objectName");
+    QTest::addColumn<int>("error");
+    QTest::addColumn<QVariantMap>("response");
+
+    const QVariantMap answer{{"res", "notify"}, {"id", "a"}, {"dat", QVariantMap{{"itemId", "a"}}}};
+    QTest::newRow("answered") << QByteArray() << QString() << int(NotificationError::None)
+                              << controlObject(answer);
+    QTest::newRow("under a longer object name")
+        << QByteArray() << "@control_v2" << int(NotificationError::None)
+        << QVariantMap{{"@control_v2", answer}};
+    // What cannot be decoded overwrites the response with nothing.
+    QTest::newRow("undecodable") << QByteArray("res:n:not a number\n") << QString()
+                                 << int(NotificationError::Unknown) << QVariantMap();
+}
+
+void tst_NotificationPpsChannel::sendAndWaitAnswers()
+{
+    QFETCH(QByteArray, raw);
+    QFETCH(QString, objectName);
+    QFETCH(int, error);
+    QFETCH(QVariantMap, response);
+    m_service->respond([=](const omtest::Received &r) {
+        return QList<omtest::Answer>{
+            {omtest::FakeServer::okAnswer(r.attributes, r.dat()), raw, objectName, 0}};
+    });
+    QVariantMap got{{"old", 1}};
+    QCOMPARE(int(NotificationPpsChannel::sendAndWait(request("notify", "a"), got, 5000)), error);
+    QCOMPARE(got, response);
+    QCOMPARE(m_service->last().attributes, request("notify", "a"));
+    if (!objectName.isEmpty())
+        QCOMPARE(om::platform::controlAttributes(got).value("id").toString(), QString("a"));
 }
 
 void tst_NotificationPpsChannel::sendAndWaitTimesOutAndLosesTheLateAnswer()
 {
-    m_service->answerOk(QStringLiteral("notify"), QVariantMap(), 400);
-    const QVariantMap before{{QStringLiteral("untouched"), true}};
+    m_service->answerOk("notify", QVariantMap(), 400);
+    const QVariantMap before{{"untouched", true}};
     QVariantMap response = before;
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("late")), response, 100),
+    QCOMPARE(NotificationPpsChannel::sendAndWait(request("notify", "late"), response, 100),
              NotificationError::Unknown);
     QCOMPARE(response, before);
 
     // The late answer went to a connection that no longer exists: the
     // next exchange hears only its own answer.
     m_service->clearScript();
-    m_service->answerOk(QStringLiteral("notify"), QVariantMap{{QStringLiteral("next"), true}});
+    m_service->answerOk("notify", QVariantMap{{"next", true}});
     QVERIFY(m_service->waitForSent(1));
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("next")), response, 5000),
+    QCOMPARE(NotificationPpsChannel::sendAndWait(request("notify", "next"), response, 5000),
              NotificationError::None);
-    QCOMPARE(response.value(QStringLiteral("@control")).toMap().value(QStringLiteral("id")).toString(),
-             QStringLiteral("next"));
+    QCOMPARE(response.value("@control").toMap().value("id").toString(), "next");
 }
 
 void tst_NotificationPpsChannel::sendAndWaitWithoutBoundWaitsForTheAnswer_data()
@@ -130,52 +147,41 @@ void tst_NotificationPpsChannel::sendAndWaitWithoutBoundWaitsForTheAnswer_data()
 void tst_NotificationPpsChannel::sendAndWaitWithoutBoundWaitsForTheAnswer()
 {
     QFETCH(int, timeout);
-    m_service->answerOk(QStringLiteral("notify"), QVariantMap(), 300);
+    m_service->answerOk("notify", QVariantMap(), 300);
     QElapsedTimer clock;
     clock.start();
     QVariantMap response;
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("x")), response, timeout),
+    QCOMPARE(NotificationPpsChannel::sendAndWait(request("notify", "x"), response, timeout),
              NotificationError::None);
     QVERIFY(clock.elapsed() >= 250);
-    QCOMPARE(response.value(QStringLiteral("@control")).toMap().value(QStringLiteral("res")).toString(),
-             QStringLiteral("notify"));
-}
-
-void tst_NotificationPpsChannel::undecodableAnswerOverwritesResponse()
-{
-    m_service->respond([](const omtest::Received &) {
-        return QList<omtest::Answer>{omtest::Answer{QVariantMap(), "res:n:not a number\n", QString(), 0}};
-    });
-    QVariantMap response{{QStringLiteral("old"), 1}};
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("x")), response, 5000),
-             NotificationError::Unknown);
-    QCOMPARE(response, QVariantMap());
+    QCOMPARE(response.value("@control").toMap().value("res").toString(), "notify");
 }
 
 void tst_NotificationPpsChannel::writeFailure()
 {
     // A message the bus cannot carry: the write fails.
-    QVariantMap huge = request(QStringLiteral("notify"), QStringLiteral("big"));
-    huge.insert(QStringLiteral("blob"), QString(70000, QLatin1Char('x')));
+    QVariantMap huge = request("notify", "big");
+    huge.insert("blob", QString(70000, QLatin1Char('x')));
     QVariantMap response;
     QCOMPARE(NotificationPpsChannel::send(huge), NotificationError::InvalidRequest);
-    QCOMPARE(NotificationPpsChannel::sendAndWait(huge, response, 100), NotificationError::InvalidRequest);
+    QCOMPARE(NotificationPpsChannel::sendAndWait(huge, response, 100),
+             NotificationError::InvalidRequest);
     QVERIFY(response.isEmpty());
 }
 
 void tst_NotificationPpsChannel::serviceUnavailable()
 {
     m_service->stop();
-    QVariantMap response{{QStringLiteral("kept"), 1}};
-    QCOMPARE(NotificationPpsChannel::send(request(QStringLiteral("delete"), QStringLiteral("x"))),
+    QVariantMap response{{"kept", 1}};
+    QCOMPARE(NotificationPpsChannel::send(request("delete", "x")),
              NotificationError::ServiceUnavailable);
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("x")), response, 0),
+    QCOMPARE(NotificationPpsChannel::sendAndWait(request("notify", "x"), response, 0),
              NotificationError::ServiceUnavailable);
-    QCOMPARE(response, (QVariantMap{{QStringLiteral("kept"), 1}}));
+    QCOMPARE(response, (QVariantMap{{"kept", 1}}));
 
     // With no bus at all the answer is the same, and immediate.
     m_broker->stop();
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("x")), response, 0),
+    QCOMPARE(NotificationPpsChannel::sendAndWait(request("notify", "x"), response, 0),
              NotificationError::ServiceUnavailable);
 }
 
@@ -184,19 +190,19 @@ void tst_NotificationPpsChannel::longLivedChannel()
     NotificationPpsChannel channel;
     QVERIFY(channel.isOpen());
     QSignalSpy received(&channel, &NotificationPpsChannel::receivePassthrough);
-    Q_EMIT channel.sendPassthrough(request(QStringLiteral("alert"), QStringLiteral("d")));
+    Q_EMIT channel.sendPassthrough(request("alert", "d"));
     QVERIFY(m_service->waitForReceived(1));
-    QCOMPARE(m_service->last().attributes, request(QStringLiteral("alert"), QStringLiteral("d")));
+    QCOMPARE(m_service->last().attributes, request("alert", "d"));
 
     const int client = m_service->last().clientId;
-    QVERIFY(m_service->reply(client, {{QStringLiteral("res"), QStringLiteral("alert")}}));
+    QVERIFY(m_service->reply(client, {{"res", "alert"}}));
     QVERIFY(m_service->replyRaw(client, "bad:n:x\n"));
-    QVERIFY(m_service->reply(client, {{QStringLiteral("msg"), QStringLiteral("choice")}}));
+    QVERIFY(m_service->reply(client, {{"msg", "choice"}}));
     QTRY_COMPARE(received.count(), 3);
-    QCOMPARE(received.at(0).at(0).toMap(), controlObject({{QStringLiteral("res"), QStringLiteral("alert")}}));
+    QCOMPARE(received.at(0).at(0).toMap(), controlObject({{"res", "alert"}}));
     // An undecodable message still comes through, as what decode gave.
     QCOMPARE(received.at(1).at(0).toMap(), QVariantMap());
-    QCOMPARE(received.at(2).at(0).toMap(), controlObject({{QStringLiteral("msg"), QStringLiteral("choice")}}));
+    QCOMPARE(received.at(2).at(0).toMap(), controlObject({{"msg", "choice"}}));
 }
 
 void tst_NotificationPpsChannel::channelThatCouldNotOpen()
@@ -205,18 +211,18 @@ void tst_NotificationPpsChannel::channelThatCouldNotOpen()
     NotificationPpsChannel channel;
     QVERIFY(!channel.isOpen());
     QSignalSpy received(&channel, &NotificationPpsChannel::receivePassthrough);
-    channel.onSend(request(QStringLiteral("alert"), QStringLiteral("d")));
-    Q_EMIT channel.sendPassthrough(request(QStringLiteral("alert"), QStringLiteral("d")));
+    channel.onSend(request("alert", "d"));
+    Q_EMIT channel.sendPassthrough(request("alert", "d"));
     channel.onReadyRead();
 
     // A service that comes back later hears nothing from this channel.
     omtest::FakeServer restarted(Control);
     QVERIFY(restarted.start());
-    Q_EMIT channel.sendPassthrough(request(QStringLiteral("alert"), QStringLiteral("d")));
-    QCOMPARE(NotificationPpsChannel::send(request(QStringLiteral("probe"), QStringLiteral("p"))), NotificationError::None);
+    Q_EMIT channel.sendPassthrough(request("alert", "d"));
+    QCOMPARE(NotificationPpsChannel::send(request("probe", "p")), NotificationError::None);
     QVERIFY(restarted.waitForReceived(1));
     QCOMPARE(restarted.received().size(), 1);
-    QCOMPARE(restarted.last().msg(), QStringLiteral("probe"));
+    QCOMPARE(restarted.last().msg(), "probe");
     QCOMPARE(received.count(), 0);
 }
 
@@ -225,16 +231,14 @@ void tst_NotificationPpsChannel::controlAttributes_data()
     QTest::addColumn<QVariantMap>("decoded");
     QTest::addColumn<QVariantMap>("attributes");
 
-    const QVariantMap mine{{QStringLiteral("res"), QStringLiteral("notify")}};
-    const QVariantMap other{{QStringLiteral("res"), QStringLiteral("other")}};
-    QTest::newRow("@control") << QVariantMap{{QStringLiteral("@control"), mine}, {QStringLiteral("@a"), other}} << mine;
-    QTest::newRow("longer name by prefix") << QVariantMap{{QStringLiteral("@control_x"), mine}} << mine;
+    const QVariantMap mine{{"res", "notify"}};
+    const QVariantMap other{{"res", "other"}};
+    QTest::newRow("@control") << QVariantMap{{"@control", mine}, {"@a", other}} << mine;
+    QTest::newRow("longer name by prefix") << QVariantMap{{"@control_x", mine}} << mine;
     QTest::newRow("first prefix match in key order")
-        << QVariantMap{{QStringLiteral("@controlB"), other}, {QStringLiteral("@controlA"), mine},
-                       {QStringLiteral("@abc"), other}}
-        << mine;
-    QTest::newRow("prefix compares case") << QVariantMap{{QStringLiteral("@Control"), other}}
-                                          << QVariantMap{{QStringLiteral("@Control"), other}};
+        << QVariantMap{{"@controlB", other}, {"@controlA", mine}, {"@abc", other}} << mine;
+    QTest::newRow("prefix compares case")
+        << QVariantMap{{"@Control", other}} << QVariantMap{{"@Control", other}};
     QTest::newRow("no object: the map itself") << mine << mine;
     QTest::newRow("empty") << QVariantMap() << QVariantMap();
 }
@@ -244,49 +248,6 @@ void tst_NotificationPpsChannel::controlAttributes()
     QFETCH(QVariantMap, decoded);
     QFETCH(QVariantMap, attributes);
     QCOMPARE(om::platform::controlAttributes(decoded), attributes);
-}
-
-void tst_NotificationPpsChannel::answerUnderLongerObjectName()
-{
-    m_service->respond([](const omtest::Received &r) {
-        return QList<omtest::Answer>{
-            omtest::Answer{omtest::FakeServer::okAnswer(r.attributes), QByteArray(), QStringLiteral("@control_v2"), 0}};
-    });
-    QVariantMap response;
-    QCOMPARE(NotificationPpsChannel::sendAndWait(request(QStringLiteral("notify"), QStringLiteral("v")), response, 5000),
-             NotificationError::None);
-    QVERIFY(response.contains(QStringLiteral("@control_v2")));
-    QCOMPARE(om::platform::controlAttributes(response).value(QStringLiteral("id")).toString(), QStringLiteral("v"));
-}
-
-void tst_NotificationPpsChannel::vocabulary_data()
-{
-    using namespace om::platform;
-    QTest::addColumn<QString>("constant");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("s_ppsId") << s_ppsId << QStringLiteral("_om_ppsID");
-    QTest::newRow("s_objectSettingsControl") << s_objectSettingsControl << QStringLiteral("@settings-control");
-    QTest::newRow("s_attributeBody") << s_attributeBody << QStringLiteral("subtitle");
-    QTest::newRow("s_attributeCategory") << s_attributeCategory << QStringLiteral("type");
-    QTest::newRow("s_attributeIcon") << s_attributeIcon << QStringLiteral("iconUrl");
-    QTest::newRow("s_attributeButtons") << s_attributeButtons << QStringLiteral("promptChoices");
-    QTest::newRow("s_attributeButtonId") << s_attributeButtonId << QStringLiteral("context");
-    QTest::newRow("s_attributeInvokeData") << s_attributeInvokeData << QStringLiteral("payload");
-    QTest::newRow("s_attributeVibrateCount") << s_attributeVibrateCount << QStringLiteral("vib_count");
-    QTest::newRow("s_attributeModeVibrate") << s_attributeModeVibrate << QStringLiteral("vibrate");
-    QTest::newRow("s_attributePolicyAllow") << s_attributePolicyAllow << QStringLiteral("on");
-    QTest::newRow("s_attributePolicyNotApplicable") << s_attributePolicyNotApplicable << QStringLiteral("disabled");
-    QTest::newRow("s_attributeValueHubOnly") << s_attributeValueHubOnly << QStringLiteral("uib_only");
-    QTest::newRow("s_attributeValueHubSilent") << s_attributeValueHubSilent << QStringLiteral("uib_silent");
-    QTest::newRow("s_attributeValuePreviewOnly") << s_attributeValuePreviewOnly << QStringLiteral("preview_only");
-    QTest::newRow("s_attributeQueryTypeApplication") << s_attributeQueryTypeApplication << QStringLiteral("application");
-}
-
-void tst_NotificationPpsChannel::vocabulary()
-{
-    QFETCH(QString, constant);
-    QFETCH(QString, text);
-    QCOMPARE(constant, text);
 }
 
 QTEST_GUILESS_MAIN(tst_NotificationPpsChannel)

@@ -2,7 +2,7 @@
 // payment request through the library and prints the finished reply as one
 // line of JSON. Its package is what OM_PACKAGE_NAME says.
 //
-//   paymentclient [--test] [--timeout MS] price|terms|status|buy ID [METADATA]
+//   paymentclient [--test] [--timeout MS] price|status|buy ID [METADATA]
 //   paymentclient [--test] [--timeout MS] existing | cancel PURCHASE-ID
 //
 // Prints {"finished":false} and exits with 1 if no answer comes in time.
@@ -36,10 +36,9 @@ QJsonObject describe(const PaymentReply *reply)
 
 int usage()
 {
-    std::fprintf(
-        stderr,
-        "usage: paymentclient [--test] [--timeout MS] price|terms|status|buy ID [METADATA] | "
-        "existing | cancel PURCHASE-ID\n");
+    std::fprintf(stderr,
+                 "usage: paymentclient [--test] [--timeout MS] price|status|buy ID [METADATA] | "
+                 "existing | cancel PURCHASE-ID\n");
     return 2;
 }
 
@@ -73,8 +72,6 @@ int main(int argc, char *argv[])
     PaymentReply *reply = nullptr;
     if (op == QLatin1String("price") && !arg.isEmpty())
         reply = manager.requestPrice(arg);
-    else if (op == QLatin1String("terms") && !arg.isEmpty())
-        reply = manager.requestSubscriptionTerms(arg);
     else if (op == QLatin1String("status") && !arg.isEmpty())
         reply = manager.requestSubscriptionStatus(arg);
     else if (op == QLatin1String("buy") && !arg.isEmpty())

@@ -6,7 +6,10 @@
 // first runs before any service exists, the last after the device is gone,
 // and one that takes the service away opens a new connection before it ends.
 
+#include "cputime.h"
+#include "datarow.h"
 #include "fakeserver.h"
+#include "signallog.h"
 #include "testbroker.h"
 #include "warningcapture.h"
 
@@ -16,19 +19,17 @@
 #include <om/platform/paymentmanager.h>
 #include <om/platform/paymentservice.h>
 
-#include <QEventLoop>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QSignalSpy>
-#include <QTimer>
 #include <QtTest/QTest>
 
 #include <functional>
 #include <memory>
-#include <sys/resource.h>
 
 using namespace om::platform;
 using omtest::Answer;
+using omtest::newRow;
 using omtest::Received;
 
 namespace {
@@ -49,26 +50,8 @@ QVariantMap answerTo(const Received &request, const QString &res,
 
 // What a test makes the manager do; the reply, as a QObject.
 using Start = std::function<PaymentReply *(PaymentManager &)>;
-
-double cpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-void runEventLoopFor(int ms)
-{
-    QEventLoop loop;
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
-int countOf(const QStringList &lines, const QString &line)
-{
-    return int(std::count(lines.cbegin(), lines.cend(), line));
-}
+// A Start that makes the request named, as in REQUEST(requestPrice("g1")).
+#define REQUEST(...) Start([](PaymentManager &m) -> PaymentReply * { return m.__VA_ARGS__; })
 
 // The warnings other than the one for a notification that found nothing to
 // read: the GLib event loop reports a descriptor once more after the read
@@ -127,6 +110,15 @@ private:
     void startServer();
     // The request the service received last, once it is there.
     Received nextRequest();
+    // Answers @p request as the service does, with @p res and @p dat; with a price.
+    bool serve(const Received &request, const QString &res, const QVariant &dat = QVariant())
+    {
+        return m_server->reply(request.clientId, answerTo(request, res, dat));
+    }
+    bool servePrice(const Received &request, const QString &price)
+    {
+        return serve(request, "getPriceSuccess", QVariantMap{{"price", price}});
+    }
 
     std::unique_ptr<omtest::TestBroker> m_broker;
     std::unique_ptr<omtest::FakeServer> m_server;
@@ -172,27 +164,23 @@ void tst_PaymentManager::failedOpenGivesNullReplies_data()
     QTest::addColumn<Start>("start");
     QTest::addColumn<QString>("warning");
 
-    QTest::newRow("purchase") << Start([](PaymentManager &m) {
-        return m.requestPurchase("g");
-    }) << "PaymentManager requestPurchase failed: Failed to open pps, error 2";
-    QTest::newRow("existing") << Start([](PaymentManager &m) {
-        return m.requestExistingPurchases();
-    }) << "PaymentManager requestExistingPurchases failed: Failed to open pps, error 2";
-    QTest::newRow("price") << Start([](PaymentManager &m) { return m.requestPrice("g"); })
-                           << "PaymentManager requestPrice failed: Failed to open pps, error 2";
-    QTest::newRow("terms") << Start([](PaymentManager &m) {
-        return m.requestSubscriptionTerms("g");
-    }) << "PaymentManager requestSubscriptionTerms failed: Failed to open pps, error 2";
-    QTest::newRow("status") << Start([](PaymentManager &m) {
-        return m.requestSubscriptionStatus("g");
-    }) << "PaymentManager requestSubscriptionStatus failed: Failed to open pps, error 2";
-    QTest::newRow("cancel") << Start([](PaymentManager &m) {
-        return m.requestCancelSubscription("p");
-    }) << "PaymentManager requestCancelSubscription failed: Failed to open pps, error 2";
-    QTest::newRow("mode") << Start([](PaymentManager &) {
-        PaymentManager::setConnectionMode(PaymentConnectionMode::Test);
-        return nullptr;
-    }) << "PaymentManager setConnectionMode failed: Failed to open pps, error 2";
+    newRow("purchase", REQUEST(requestPurchase("g")),
+           "PaymentManager requestPurchase failed: Failed to open pps, error 2");
+    newRow("existing", REQUEST(requestExistingPurchases()),
+           "PaymentManager requestExistingPurchases failed: Failed to open pps, error 2");
+    newRow("price", REQUEST(requestPrice("g")),
+           "PaymentManager requestPrice failed: Failed to open pps, error 2");
+    newRow("terms", REQUEST(requestSubscriptionTerms("g")),
+           "PaymentManager requestSubscriptionTerms failed: Failed to open pps, error 2");
+    newRow("status", REQUEST(requestSubscriptionStatus("g")),
+           "PaymentManager requestSubscriptionStatus failed: Failed to open pps, error 2");
+    newRow("cancel", REQUEST(requestCancelSubscription("p")),
+           "PaymentManager requestCancelSubscription failed: Failed to open pps, error 2");
+    newRow("mode", Start([](PaymentManager &) {
+               PaymentManager::setConnectionMode(PaymentConnectionMode::Test);
+               return nullptr;
+           }),
+           "PaymentManager setConnectionMode failed: Failed to open pps, error 2");
 }
 
 void tst_PaymentManager::failedOpenGivesNullReplies()
@@ -282,45 +270,35 @@ void tst_PaymentManager::requestsOnTheWire_data()
             m.insert(it.key(), it.value());
         return m;
     };
-    QTest::newRow("purchase, id only")
-        << Start([](PaymentManager &m) { return m.requestPurchase("g1"); }) << "paymentSystemType"
-        << with({{"digitalGoodID", "g1"},
+    newRow("purchase, id only", REQUEST(requestPurchase("g1")), "paymentSystemType",
+           with({{"digitalGoodID", "g1"},
                  {"digitalGoodSKU", ""},
                  {"digitalGoodName", ""},
                  {"metaData", ""},
                  {"purchaseAppName", "Shop"},
-                 {"purchaseAppIcon", "file:///shop/icon.png"}});
-    QTest::newRow("purchase, all") << Start([](PaymentManager &m) {
-        return m.requestPurchase("g1", "s1", "Sword", "meta", {{"level", 3}, {"colour", "red"}});
-    }) << "paymentSystemType"
-                                   << with({{"digitalGoodID", "g1"},
-                                            {"digitalGoodSKU", "s1"},
-                                            {"digitalGoodName", "Sword"},
-                                            {"metaData", "meta"},
-                                            {"extras",
-                                             QVariantMap{{"level", "3"}, {"colour", "red"}}},
-                                            {"purchaseAppName", "Shop"},
-                                            {"purchaseAppIcon", "file:///shop/icon.png"}});
-    QTest::newRow("existing, refresh by default")
-        << Start([](PaymentManager &m) { return m.requestExistingPurchases(); })
-        << "getExistingPurchasesType" << with({{"allowRefresh", true}});
-    QTest::newRow("existing, no refresh")
-        << Start([](PaymentManager &m) { return m.requestExistingPurchases(false); })
-        << "getExistingPurchasesType" << with({{"allowRefresh", false}});
-    QTest::newRow("price") << Start([](PaymentManager &m) { return m.requestPrice("g1", "s1"); })
-                           << "getPriceType"
-                           << with({{"digitalGoodID", "g1"}, {"digitalGoodSKU", "s1"}});
-    QTest::newRow("terms: the price message")
-        << Start([](PaymentManager &m) { return m.requestSubscriptionTerms("g1"); })
-        << "getPriceType" << with({{"digitalGoodID", "g1"}, {"digitalGoodSKU", ""}});
-    QTest::newRow("status") << Start([](PaymentManager &m) {
-        return m.requestSubscriptionStatus("g1");
-    }) << "checkExistingType"
-                            << with({{"digitalGoodID", "g1"}, {"digitalGoodSKU", ""}});
-    QTest::newRow("cancel") << Start([](PaymentManager &m) {
-        return m.requestCancelSubscription("p1");
-    }) << "cancelSubscriptionType"
-                            << with({{"purchaseID", "p1"}});
+                 {"purchaseAppIcon", "file:///shop/icon.png"}}));
+    newRow("purchase, all",
+           REQUEST(requestPurchase("g1", "s1", "Sword", "meta", {{"level", 3}, {"colour", "red"}})),
+           "paymentSystemType",
+           with({{"digitalGoodID", "g1"},
+                 {"digitalGoodSKU", "s1"},
+                 {"digitalGoodName", "Sword"},
+                 {"metaData", "meta"},
+                 {"extras", QVariantMap{{"level", "3"}, {"colour", "red"}}},
+                 {"purchaseAppName", "Shop"},
+                 {"purchaseAppIcon", "file:///shop/icon.png"}}));
+    newRow("existing, refresh by default", REQUEST(requestExistingPurchases()),
+           "getExistingPurchasesType", with({{"allowRefresh", true}}));
+    newRow("existing, no refresh", REQUEST(requestExistingPurchases(false)),
+           "getExistingPurchasesType", with({{"allowRefresh", false}}));
+    newRow("price", REQUEST(requestPrice("g1", "s1")), "getPriceType",
+           with({{"digitalGoodID", "g1"}, {"digitalGoodSKU", "s1"}}));
+    newRow("terms: the price message", REQUEST(requestSubscriptionTerms("g1")), "getPriceType",
+           with({{"digitalGoodID", "g1"}, {"digitalGoodSKU", ""}}));
+    newRow("status", REQUEST(requestSubscriptionStatus("g1")), "checkExistingType",
+           with({{"digitalGoodID", "g1"}, {"digitalGoodSKU", ""}}));
+    newRow("cancel", REQUEST(requestCancelSubscription("p1")), "cancelSubscriptionType",
+           with({{"purchaseID", "p1"}}));
 }
 
 void tst_PaymentManager::requestsOnTheWire()
@@ -366,10 +344,9 @@ void tst_PaymentManager::answersFinishReplies_data()
         {"itemState", "1"},        {"date", "1700000000"},  {"startDate", "1700000000"},
         {"endDate", "1702592000"}, {"initialPeriod", "30"}, {"digitalGoodID", "g1"},
         {"purchaseID", "p1"},      {"licenseKey", "L"},     {"extras", QVariantMap{{"k", "v"}}}};
-    QTest::newRow("purchase")
-        << Start([](PaymentManager &m) { return m.requestPurchase("g1", "s1", "Sword", "meta"); })
-        << "paymentSystemSuccess" << QVariant(receipt)
-        << QVariantMap{{"digitalGoodId", "g1"},
+    newRow("purchase", REQUEST(requestPurchase("g1", "s1", "Sword", "meta")),
+           "paymentSystemSuccess", QVariant(receipt),
+           QVariantMap{{"digitalGoodId", "g1"},
                        {"digitalGoodSku", "s1"},
                        {"purchaseMetadata", "meta"},
                        {"receipt/purchaseId", "p1"},
@@ -378,56 +355,41 @@ void tst_PaymentManager::answersFinishReplies_data()
                        {"receipt/isValid", true},
                        {"receipt/licenseKey", "L"},
                        {"receipt/extraParameters", QVariantMap{{"k", "v"}}},
-                       {"receipt/endDate", QDateTime::fromSecsSinceEpoch(1702592000)}};
-    QTest::newRow("existing") << Start([](PaymentManager &m) {
-        return m.requestExistingPurchases();
-    }) << "getExistingPurchasesSuccess"
-                              << QVariant(QVariantList{receipt, QVariantMap{{"date", "1"}},
-                                                       QVariantMap{{"itemState", "0"}}})
-                              << QVariantMap{{"purchases/count", 2},
-                                             {"purchases/0/digitalGoodId", "g1"},
-                                             {"purchases/1/state", 5}};
-    QTest::newRow("existing, none")
-        << Start([](PaymentManager &m) { return m.requestExistingPurchases(); })
-        << "getExistingPurchasesSuccess" << QVariant(QVariantList())
-        << QVariantMap{{"purchases/count", 0}};
-    QTest::newRow("price") << Start([](PaymentManager &m) { return m.requestPrice("g1", "s1"); })
-                           << "getPriceSuccess"
-                           << QVariant(QVariantMap{{"price", "0.99"}, {"renewalPrice", "ignored"}})
-                           << QVariantMap{{"price", "0.99"},
-                                          {"digitalGoodId", "g1"},
-                                          {"digitalGoodSku", "s1"}};
-    QTest::newRow("price without price")
-        << Start([](PaymentManager &m) { return m.requestPrice("g1"); }) << "getPriceSuccess"
-        << QVariant(QVariantMap()) << QVariantMap{{"price", ""}};
-    QTest::newRow("terms") << Start([](PaymentManager &m) {
-        return m.requestSubscriptionTerms("sub");
-    }) << "getPriceSuccess"
-                           << QVariant(QVariantMap{{"price", "1.99"},
-                                                   {"initialPeriod", "7"},
-                                                   {"renewalPrice", "4.99"},
-                                                   {"renewalPeriod", "30"}})
-                           << QVariantMap{{"price", "1.99"},
-                                          {"initialPeriod", "7"},
-                                          {"renewalPrice", "4.99"},
-                                          {"renewalPeriod", "30"}};
-    QTest::newRow("status") << Start([](PaymentManager &m) {
-        return m.requestSubscriptionStatus("sub");
-    }) << "checkExistingSuccess"
-                            << QVariant(QVariantMap{{"subscriptionExists", true}})
-                            << QVariantMap{{"active", true}};
-    QTest::newRow("cancel: the purchase asked about")
-        << Start([](PaymentManager &m) { return m.requestCancelSubscription("p1"); })
-        << "cancelSubscriptionSuccess"
-        << QVariant(QVariantMap{{"purchaseID", "other"}, {"cancelled", "true"}})
-        << QVariantMap{{"canceled", true}, {"purchaseId", "p1"}};
-    QTest::newRow("an unknown kind is a plain success")
-        << Start([](PaymentManager &m) { return m.requestSubscriptionStatus("sub"); })
-        << "newKindSuccess" << QVariant(QVariantMap{{"subscriptionExists", true}})
-        << QVariantMap{{"active", false}};
-    QTest::newRow("the kind is not held against the request")
-        << Start([](PaymentManager &m) { return m.requestPrice("g1"); }) << "checkExistingSuccess"
-        << QVariant(QVariantMap{{"subscriptionExists", true}}) << QVariantMap{{"price", ""}};
+                       {"receipt/endDate", QDateTime::fromSecsSinceEpoch(1702592000)}});
+    newRow("existing", REQUEST(requestExistingPurchases()), "getExistingPurchasesSuccess",
+           QVariant(
+               QVariantList{receipt, QVariantMap{{"date", "1"}}, QVariantMap{{"itemState", "0"}}}),
+           QVariantMap{{"purchases/count", 2},
+                       {"purchases/0/digitalGoodId", "g1"},
+                       {"purchases/1/state", 5}});
+    newRow("existing, none", REQUEST(requestExistingPurchases()), "getExistingPurchasesSuccess",
+           QVariant(QVariantList()), QVariantMap{{"purchases/count", 0}});
+    newRow("price", REQUEST(requestPrice("g1", "s1")), "getPriceSuccess",
+           QVariant(QVariantMap{{"price", "0.99"}, {"renewalPrice", "ignored"}}),
+           QVariantMap{{"price", "0.99"}, {"digitalGoodId", "g1"}, {"digitalGoodSku", "s1"}});
+    newRow("price without price", REQUEST(requestPrice("g1")), "getPriceSuccess",
+           QVariant(QVariantMap()), QVariantMap{{"price", ""}});
+    newRow("terms", REQUEST(requestSubscriptionTerms("sub")), "getPriceSuccess",
+           QVariant(QVariantMap{{"price", "1.99"},
+                                {"initialPeriod", "7"},
+                                {"renewalPrice", "4.99"},
+                                {"renewalPeriod", "30"}}),
+           QVariantMap{{"price", "1.99"},
+                       {"initialPeriod", "7"},
+                       {"renewalPrice", "4.99"},
+                       {"renewalPeriod", "30"}});
+    newRow("status", REQUEST(requestSubscriptionStatus("sub")), "checkExistingSuccess",
+           QVariant(QVariantMap{{"subscriptionExists", true}}), QVariantMap{{"active", true}});
+    newRow("cancel: the purchase asked about", REQUEST(requestCancelSubscription("p1")),
+           "cancelSubscriptionSuccess",
+           QVariant(QVariantMap{{"purchaseID", "other"}, {"cancelled", "true"}}),
+           QVariantMap{{"canceled", true}, {"purchaseId", "p1"}});
+    newRow("an unknown kind is a plain success", REQUEST(requestSubscriptionStatus("sub")),
+           "newKindSuccess", QVariant(QVariantMap{{"subscriptionExists", true}}),
+           QVariantMap{{"active", false}});
+    newRow("the kind is not held against the request", REQUEST(requestPrice("g1")),
+           "checkExistingSuccess", QVariant(QVariantMap{{"subscriptionExists", true}}),
+           QVariantMap{{"price", ""}});
 }
 
 void tst_PaymentManager::answersFinishReplies()
@@ -437,29 +399,19 @@ void tst_PaymentManager::answersFinishReplies()
     QFETCH(QVariant, dat);
     QFETCH(QVariantMap, properties);
     PaymentManager manager;
-    QStringList order;
-    auto note = [&order](const QString &what) { return [&order, what]() { order.append(what); }; };
     PaymentReply *reply = start(manager);
     QVERIFY(reply);
-    connect(reply, &PaymentReply::finished, this, note("reply"));
-    // Every finished signal of the manager carries the reply.
-    QList<QObject *> carried;
-    auto carry = [&carried, &order](QObject *r) {
-        order.append(QStringLiteral("manager"));
-        carried.append(r);
-    };
-    connect(&manager, &PaymentManager::purchaseFinished, this, carry);
-    connect(&manager, &PaymentManager::existingPurchasesFinished, this, carry);
-    connect(&manager, &PaymentManager::priceFinished, this, carry);
-    connect(&manager, &PaymentManager::subscriptionTermsFinished, this, carry);
-    connect(&manager, &PaymentManager::subscriptionStatusFinished, this, carry);
-    connect(&manager, &PaymentManager::cancelSubscriptionFinished, this, carry);
+    // The reply says it finished, then the manager, once, with the reply.
+    omtest::SignalLog log(&manager);
+    int managerSignalsBefore = -1;
+    connect(reply, &PaymentReply::finished, this, [&] { managerSignalsBefore = log.size(); });
 
     const Received request = nextRequest();
-    QVERIFY(m_server->reply(request.clientId, answerTo(request, res, dat)));
+    QVERIFY(serve(request, res, dat));
     QTRY_VERIFY(reply->isFinished());
-    QCOMPARE(order, QStringList({"reply", "manager"}));
-    QCOMPARE(carried, QList<QObject *>{reply});
+    QCOMPARE(managerSignalsBefore, 0);
+    QCOMPARE(log.size(), 1);
+    QCOMPARE(log.entries().at(0).second.value(0).value<QObject *>(), static_cast<QObject *>(reply));
     QVERIFY(!reply->isError());
     QCOMPARE(reply->errorCode(), 0);
     QVERIFY(reply->errorText().isEmpty());
@@ -489,38 +441,30 @@ void tst_PaymentManager::failureAnswers_data()
     QTest::addColumn<QVariantMap>("dat");
     QTest::addColumn<QVariantMap>("properties");
 
-    QTest::newRow("declined purchase")
-        << Start([](PaymentManager &m) { return m.requestPurchase("g1", "", "", "meta"); })
-        << "paymentSystemFailure"
-        << QVariantMap{{"errorID", 1}, {"errorText", "declined"}, {"errorSubCode", "u"}}
-        << QVariantMap{{"errorCode", int(PaymentErrorCode::Canceled)},
+    newRow("declined purchase", REQUEST(requestPurchase("g1", "", "", "meta")),
+           "paymentSystemFailure",
+           QVariantMap{{"errorID", 1}, {"errorText", "declined"}, {"errorSubCode", "u"}},
+           QVariantMap{{"errorCode", int(PaymentErrorCode::Canceled)},
                        {"errorText", "declined"},
                        {"errorInfo", "u"},
                        {"purchaseMetadata", "meta"},
-                       {"digitalGoodId", "g1"}};
-    QTest::newRow("an unnamed code as it is")
-        << Start([](PaymentManager &m) { return m.requestPrice("g1"); }) << "getPriceFailure"
-        << QVariantMap{{"errorID", 7}, {"errorText", "seven"}}
-        << QVariantMap{{"errorCode", 7}, {"errorInfo", ""}};
-    QTest::newRow("existing") << Start([](PaymentManager &m) {
-        return m.requestExistingPurchases();
-    }) << "getExistingPurchasesFailure"
-                              << QVariantMap{{"errorID", 8}, {"errorText", "offline"}}
-                              << QVariantMap{{"errorCode", int(PaymentErrorCode::NoNetwork)}};
-    QTest::newRow("cancel keeps its purchase")
-        << Start([](PaymentManager &m) { return m.requestCancelSubscription("p1"); })
-        << "cancelSubscriptionFailure"
-        << QVariantMap{{"errorID", 3}, {"errorText", "no such purchase"}}
-        << QVariantMap{{"errorCode", 3}, {"purchaseId", "p1"}, {"canceled", false}};
-    QTest::newRow("terms") << Start([](PaymentManager &m) {
-        return m.requestSubscriptionTerms("g1");
-    }) << "getPriceFailure" << QVariantMap{{"errorID", 2}, {"errorText", "busy"}}
-                           << QVariantMap{{"errorCode", 2}, {"price", ""}, {"renewalPeriod", ""}};
-    QTest::newRow("status") << Start([](PaymentManager &m) {
-        return m.requestSubscriptionStatus("g1");
-    }) << "checkExistingFailure"
-                            << QVariantMap{{"errorID", 0}, {"errorText", ""}}
-                            << QVariantMap{{"errorCode", 0}, {"active", false}};
+                       {"digitalGoodId", "g1"}});
+    newRow("an unnamed code as it is", REQUEST(requestPrice("g1")), "getPriceFailure",
+           QVariantMap{{"errorID", 7}, {"errorText", "seven"}},
+           QVariantMap{{"errorCode", 7}, {"errorInfo", ""}});
+    newRow("existing", REQUEST(requestExistingPurchases()), "getExistingPurchasesFailure",
+           QVariantMap{{"errorID", 8}, {"errorText", "offline"}},
+           QVariantMap{{"errorCode", int(PaymentErrorCode::NoNetwork)}});
+    newRow("cancel keeps its purchase", REQUEST(requestCancelSubscription("p1")),
+           "cancelSubscriptionFailure",
+           QVariantMap{{"errorID", 3}, {"errorText", "no such purchase"}},
+           QVariantMap{{"errorCode", 3}, {"purchaseId", "p1"}, {"canceled", false}});
+    newRow("terms", REQUEST(requestSubscriptionTerms("g1")), "getPriceFailure",
+           QVariantMap{{"errorID", 2}, {"errorText", "busy"}},
+           QVariantMap{{"errorCode", 2}, {"price", ""}, {"renewalPeriod", ""}});
+    newRow("status", REQUEST(requestSubscriptionStatus("g1")), "checkExistingFailure",
+           QVariantMap{{"errorID", 0}, {"errorText", ""}},
+           QVariantMap{{"errorCode", 0}, {"active", false}});
 }
 
 void tst_PaymentManager::failureAnswers()
@@ -533,7 +477,7 @@ void tst_PaymentManager::failureAnswers()
     PaymentReply *reply = start(manager);
     QVERIFY(reply);
     const Received request = nextRequest();
-    QVERIFY(m_server->reply(request.clientId, answerTo(request, res, dat)));
+    QVERIFY(serve(request, res, dat));
     QTRY_VERIFY(reply->isFinished());
     QVERIFY(reply->isError());
     QCOMPARE(reply->property("finished").toBool(), true);
@@ -571,10 +515,8 @@ void tst_PaymentManager::answersInAnyOrderFindTheirRequests()
     const Received first = nextRequest();
     const Received second = nextRequest();
     QVERIFY(first.id() != second.id());
-    QVERIFY(m_server->reply(second.clientId,
-                            answerTo(second, "getPriceSuccess", QVariantMap{{"price", "second"}})));
-    QVERIFY(m_server->reply(first.clientId,
-                            answerTo(first, "getPriceSuccess", QVariantMap{{"price", "first"}})));
+    QVERIFY(servePrice(second, "second"));
+    QVERIFY(servePrice(first, "first"));
     QTRY_VERIFY(a->isFinished() && b->isFinished());
     QCOMPARE(a->price(), QStringLiteral("first"));
     QCOMPARE(b->price(), QStringLiteral("second"));
@@ -587,12 +529,10 @@ void tst_PaymentManager::unreadableAnswerLeavesRequestOutstanding()
     const Received request = nextRequest();
     omtest::WarningCapture capture;
     // A failure without its text cannot be read.
-    QVERIFY(m_server->reply(request.clientId,
-                            answerTo(request, "getPriceFailure", QVariantMap{{"errorID", 3}})));
+    QVERIFY(serve(request, "getPriceFailure", QVariantMap{{"errorID", 3}}));
     QTRY_VERIFY(capture.warnings().contains(FailedToRead));
     QVERIFY(!reply->isFinished());
-    QVERIFY(m_server->reply(request.clientId,
-                            answerTo(request, "getPriceSuccess", QVariantMap{{"price", "2"}})));
+    QVERIFY(servePrice(request, "2"));
     QTRY_VERIFY(reply->isFinished());
     QCOMPARE(reply->price(), QStringLiteral("2"));
 }
@@ -603,15 +543,12 @@ void tst_PaymentManager::invocationLeavesRequestOutstanding()
     PurchaseReply *reply = manager.requestPurchase("g1");
     const Received request = nextRequest();
     omtest::WarningCapture capture;
-    QVERIFY(m_server->reply(request.clientId,
-                            answerTo(request, "invokeTargetType", QVariantMap{{"target", "t"}})));
+    QVERIFY(serve(request, "invokeTargetType", QVariantMap{{"target", "t"}}));
     // And one for an id nobody waits for: no warning either.
     QVariantMap stray = answerTo(request, "invokeTargetType");
     stray.insert("id", "4000");
     QVERIFY(m_server->reply(request.clientId, stray));
-    QVERIFY(m_server->reply(
-        request.clientId,
-        answerTo(request, "paymentSystemSuccess", QVariantMap{{"date", "1"}, {"itemState", "0"}})));
+    QVERIFY(serve(request, "paymentSystemSuccess", QVariantMap{{"date", "1"}, {"itemState", "0"}}));
     QTRY_VERIFY(reply->isFinished());
     QVERIFY(reply->receipt().isValid());
     QCOMPARE(reply->receipt().state(), DigitalGoodState::Owned);
@@ -632,10 +569,8 @@ void tst_PaymentManager::unexpectedIds()
         QStringLiteral("Unexpected requestId 777 in PaymentServiceImpl::onDataReady()")));
     QVERIFY(!reply->isFinished());
     // The real answer, twice: the second finds nothing.
-    QVERIFY(m_server->reply(request.clientId,
-                            answerTo(request, "getPriceSuccess", QVariantMap{{"price", "1"}})));
-    QVERIFY(m_server->reply(request.clientId,
-                            answerTo(request, "getPriceSuccess", QVariantMap{{"price", "2"}})));
+    QVERIFY(servePrice(request, "1"));
+    QVERIFY(servePrice(request, "2"));
     const QString again =
         QStringLiteral("Unexpected requestId %1 in PaymentServiceImpl::onDataReady()")
             .arg(request.id());
@@ -652,13 +587,10 @@ void tst_PaymentManager::purchaseWithoutReceiptEndsWithoutSignal()
     const Received first = nextRequest();
     const Received second = nextRequest();
     omtest::WarningCapture capture;
-    QVERIFY(m_server->reply(
-        first.clientId, answerTo(first, "paymentSystemSuccess", QVariantMap{{"itemState", "0"}})));
-    QVERIFY(m_server->reply(second.clientId,
-                            answerTo(second, "getPriceSuccess", QVariantMap{{"price", "1"}})));
+    QVERIFY(serve(first, "paymentSystemSuccess", QVariantMap{{"itemState", "0"}}));
+    QVERIFY(servePrice(second, "1"));
     // Both requests are gone: their ids are unexpected from now on.
-    QVERIFY(m_server->reply(first.clientId,
-                            answerTo(first, "paymentSystemSuccess", QVariantMap{{"date", "1"}})));
+    QVERIFY(serve(first, "paymentSystemSuccess", QVariantMap{{"date", "1"}}));
     QTRY_VERIFY(capture.warnings().contains(
         QStringLiteral("Unexpected requestId %1 in PaymentServiceImpl::onDataReady()")
             .arg(first.id())));
@@ -697,14 +629,12 @@ void tst_PaymentManager::managerDeletedBeforeItsAnswer()
     QVERIFY(!reply);
     omtest::WarningCapture capture;
     // The answer finds its request and goes to nobody.
-    QVERIFY(m_server->reply(request.clientId,
-                            answerTo(request, "getPriceSuccess", QVariantMap{{"price", "1"}})));
+    QVERIFY(servePrice(request, "1"));
     // A second manager's answer behind it shows that the first was handled.
     PaymentManager other;
     PriceReply *next = other.requestPrice("h");
     const Received second = nextRequest();
-    QVERIFY(m_server->reply(second.clientId,
-                            answerTo(second, "getPriceSuccess", QVariantMap{{"price", "2"}})));
+    QVERIFY(servePrice(second, "2"));
     QTRY_VERIFY(next->isFinished());
     QCOMPARE(warningsBesidesNothingRead(capture), QStringList());
 }
@@ -713,10 +643,10 @@ void tst_PaymentManager::connectionModeFromScript_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<QVariant>("localMode");
-    QTest::newRow("test") << 0 << QVariant(true);
-    QTest::newRow("another number changes nothing") << 5 << QVariant(true);
-    QTest::newRow("production") << 1 << QVariant();
-    QTest::newRow("negative changes nothing") << -1 << QVariant();
+    newRow("test", 0, QVariant(true));
+    newRow("another number changes nothing", 5, QVariant(true));
+    newRow("production", 1, QVariant());
+    newRow("negative changes nothing", -1, QVariant());
 }
 
 void tst_PaymentManager::connectionModeFromScript()
@@ -789,8 +719,7 @@ void tst_PaymentManager::queuedNotificationAfterFailedModeChange()
     QVERIFY(reply);
     const Received request = nextRequest();
     QCOMPARE(request.dat().value("localMode"), QVariant(true));
-    QVERIFY(m_server->reply(request.clientId,
-                            answerTo(request, "getPriceSuccess", QVariantMap{{"price", "3"}})));
+    QVERIFY(servePrice(request, "3"));
     QTRY_VERIFY(reply->isFinished());
     PaymentManager::setConnectionMode(PaymentConnectionMode::Production);
 }
@@ -808,19 +737,17 @@ void tst_PaymentManager::serviceGoneLeavesApplicationIdle()
     // From here the application is idle: no more warnings, and next to no
     // CPU through a second of its event loop.
     const int warnings = capture.warnings().size();
-    const double before = cpuSeconds();
-    runEventLoopFor(1000);
-    const double used = cpuSeconds() - before;
+    const double used = omtest::cpuSecondsOver(1000);
     QCOMPARE(capture.warnings().size(), warnings);
     QVERIFY2(used < 0.3, qPrintable(QStringLiteral("%1 s of CPU in an idle second").arg(used)));
-    QVERIFY(countOf(capture.warnings(), FailedToRead) <= 2);
+    QVERIFY(capture.warnings().count(FailedToRead) <= 2);
 
     // The outstanding reply never finishes; new requests still return
     // replies, which never finish either.
     QVERIFY(!outstanding->isFinished());
     PriceReply *later = manager.requestPrice("g");
     QVERIFY(later);
-    runEventLoopFor(100);
+    omtest::cpuSecondsOver(100);
     QVERIFY(!later->isFinished());
 }
 

@@ -2,6 +2,8 @@
 // request, every kind of answer read into a record, the descriptor it
 // relies on, and what happens when the service goes away.
 
+#include "cputime.h"
+#include "datarow.h"
 #include "fakeserver.h"
 #include "rawserver.h"
 #include "testbroker.h"
@@ -11,15 +13,12 @@
 #include <om/platform/ommock/paymentserviceinterface.h>
 #include <sys/pps.h>
 
-#include <QEventLoop>
 #include <QSignalSpy>
-#include <QTimer>
 #include <QtTest/QTest>
 
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using om::platform::DigitalGoodState;
@@ -31,6 +30,9 @@ namespace {
 
 const QString ControlPath = QStringLiteral("/pps/services/paymentsystem/control");
 using Send = std::function<void(const PaymentServiceInterface &)>;
+// A Send that makes the request named, as in SEND(getPrice("g", "", "", 1)).
+#define SEND(...) Send([](const PaymentServiceInterface &l) { l.__VA_ARGS__; })
+using omtest::newRow;
 
 // Every field of a record, for comparison with what a test expects.
 QVariantMap describe(const ResponseInfo &r)
@@ -52,14 +54,6 @@ QVariantMap defaultsWith(const QVariantMap &fields)
     for (auto it = fields.cbegin(); it != fields.cend(); ++it)
         m.insert(it.key(), it.value());
     return m;
-}
-
-double cpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 void onAlarm(int) {}
@@ -152,63 +146,48 @@ void tst_PaymentServiceInterface::requestText_data()
     const QByteArray common = "\"uiGroupID\":\"wg\",\"canHandleInvocation\":true";
     const QByteArray commonTest = common + ",\"localMode\":true";
 
-    const Send price = [](const PaymentServiceInterface &l) { l.getPrice("g1", "sku1", "wg", 3); };
-    QTest::newRow("price") << production << price
-                           << "id::3\nmsg::getPriceType\ndat:json:{" + common +
-                                  ",\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"sku1\"}\n";
-    QTest::newRow("price, test store")
-        << test << price
-        << "id::3\nmsg::getPriceType\ndat:json:{" + commonTest +
-               ",\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"sku1\"}\n";
-    const Send check = [](const PaymentServiceInterface &l) { l.checkExisting("g1", "", "wg", 4); };
-    QTest::newRow("status: common fields last")
-        << test << check
-        << "id::4\nmsg::checkExistingType\ndat:json:{"
+    const Send price = SEND(getPrice("g1", "sku1", "wg", 3));
+    newRow("price", production, price,
+           "id::3\nmsg::getPriceType\ndat:json:{" + common +
+               ",\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"sku1\"}\n");
+    newRow("price, test store", test, price,
+           "id::3\nmsg::getPriceType\ndat:json:{" + commonTest +
+               ",\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"sku1\"}\n");
+    newRow("status: common fields last", test, SEND(checkExisting("g1", "", "wg", 4)),
+           "id::4\nmsg::checkExistingType\ndat:json:{"
            "\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"\"," +
-               commonTest + "}\n";
-    QTest::newRow("existing purchases") << production << Send([](const PaymentServiceInterface &l) {
-        l.getExistingPurchasesRequest(false, "wg", 5);
-    })
-                                        << "id::5\nmsg::getExistingPurchasesType\ndat:json:{" +
-                                               common + ",\"allowRefresh\":false}\n";
-    QTest::newRow("cancel") << test << Send([](const PaymentServiceInterface &l) {
-        l.cancelSubscription("p-9", "wg", 6);
-    })
-                            << "id::6\nmsg::cancelSubscriptionType\ndat:json:{" + commonTest +
-                                   ",\"purchaseID\":\"p-9\"}\n";
-    QTest::newRow("purchase without extras")
-        << production << Send([](const PaymentServiceInterface &l) {
-               l.purchaseRequest("g1", "", "Sword", "meta", {}, "Shop", "file:///icon.png", "wg",
-                                 7);
-           })
-        << "id::7\nmsg::paymentSystemType\ndat:json:{" + common +
-               ",\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"\",\"digitalGoodName\":\"Sword\","
-               "\"metaData\":\"meta\",\"purchaseAppName\":\"Shop\",\"purchaseAppIcon\":\"file:///"
-               "icon.png\"}\n";
-    QTest::newRow("purchase with extras, test store")
-        << test << Send([](const PaymentServiceInterface &l) {
-               l.purchaseRequest("g1", "s", "", "", {{"b", 42}, {"a", "x"}, {"c", true}}, "", "",
-                                 "", 8);
-           })
-        << QByteArray("id::8\nmsg::paymentSystemType\ndat:json:{\"uiGroupID\":\"\","
+               commonTest + "}\n");
+    newRow("existing purchases", production, SEND(getExistingPurchasesRequest(false, "wg", 5)),
+           "id::5\nmsg::getExistingPurchasesType\ndat:json:{" + common +
+               ",\"allowRefresh\":false}\n");
+    newRow("cancel", test, SEND(cancelSubscription("p-9", "wg", 6)),
+           "id::6\nmsg::cancelSubscriptionType\ndat:json:{" + commonTest +
+               ",\"purchaseID\":\"p-9\"}\n");
+    newRow(
+        "purchase without extras", production,
+        SEND(purchaseRequest("g1", "", "Sword", "meta", {}, "Shop", "file:///icon.png", "wg", 7)),
+        "id::7\nmsg::paymentSystemType\ndat:json:{" + common +
+            ",\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"\",\"digitalGoodName\":\"Sword\","
+            "\"metaData\":\"meta\",\"purchaseAppName\":\"Shop\",\"purchaseAppIcon\":\"file:///"
+            "icon.png\"}\n");
+    newRow("purchase with extras, test store", test,
+           SEND(purchaseRequest("g1", "s", "", "", {{"b", 42}, {"a", "x"}, {"c", true}}, "", "", "",
+                                8)),
+           QByteArray("id::8\nmsg::paymentSystemType\ndat:json:{\"uiGroupID\":\"\","
                       "\"canHandleInvocation\":true,"
                       "\"localMode\":true,\"digitalGoodID\":\"g1\",\"digitalGoodSKU\":\"s\","
                       "\"digitalGoodName\":\"\","
                       "\"metaData\":\"\",\"extras\":{\"a\":\"x\",\"b\":\"42\",\"c\":\"true\"},"
                       "\"purchaseAppName\":\"\","
-                      "\"purchaseAppIcon\":\"\"}\n");
-    QTest::newRow("text goes out as Latin-1")
-        << production << Send([](const PaymentServiceInterface &l) {
-               l.getPrice(QString::fromUtf8("caf\xc3\xa9 \xe2\x82\xac"), "a\"b", "wg", 9);
-           })
-        << "id::9\nmsg::getPriceType\ndat:json:{" + common +
-               ",\"digitalGoodID\":\"caf\xe9 ?\",\"digitalGoodSKU\":\"a\\\"b\"}\n";
-    QTest::newRow("ids from 2^31 are negative")
-        << production
-        << Send([](const PaymentServiceInterface &l) { l.getPrice("g", "", "", 2147483648u); })
-        << QByteArray("id::-2147483648\nmsg::getPriceType\ndat:json:{\"uiGroupID\":\"\","
+                      "\"purchaseAppIcon\":\"\"}\n"));
+    newRow("text goes out as Latin-1", production,
+           SEND(getPrice(QString::fromUtf8("caf\xc3\xa9 \xe2\x82\xac"), "a\"b", "wg", 9)),
+           "id::9\nmsg::getPriceType\ndat:json:{" + common +
+               ",\"digitalGoodID\":\"caf\xe9 ?\",\"digitalGoodSKU\":\"a\\\"b\"}\n");
+    newRow("ids from 2^31 are negative", production, SEND(getPrice("g", "", "", 2147483648u)),
+           QByteArray("id::-2147483648\nmsg::getPriceType\ndat:json:{\"uiGroupID\":\"\","
                       "\"canHandleInvocation\":true,"
-                      "\"digitalGoodID\":\"g\",\"digitalGoodSKU\":\"\"}\n");
+                      "\"digitalGoodID\":\"g\",\"digitalGoodSKU\":\"\"}\n"));
 }
 
 void tst_PaymentServiceInterface::requestText()
@@ -250,92 +229,44 @@ void tst_PaymentServiceInterface::answers_data()
     QTest::addColumn<QVariantMap>("fields");
 
     const QByteArray head = "msg::getPriceType\nid::12\n";
-    QTest::newRow("price and terms") << head + "res::getPriceSuccess\ndat:json:{\"price\":\"$1\","
-                                               "\"initialPeriod\":\"7\",\"renewalPrice\":\"$2\","
-                                               "\"renewalPeriod\":\"30\"}\n"
-                                     << false
-                                     << QVariantMap{{"requestId", 12u},
-                                                    {"price", "$1"},
-                                                    {"initialPeriod", "7"},
-                                                    {"renewalPrice", "$2"},
-                                                    {"renewalPeriod", "30"}};
-    QTest::newRow("price without price") << head + "res::getPriceSuccess\ndat:json:{}\n"
-                                         << false << QVariantMap{{"requestId", 12u}};
-    QTest::newRow("text comes in as UTF-8")
-        << head + "res::getPriceSuccess\ndat:json:{\"price\":\"3 \xe2\x82\xac\"}\n"
-        << false << QVariantMap{{"requestId", 12u}, {"price", QString::fromUtf8("3 \xe2\x82\xac")}};
-    QTest::newRow("failure with sub-code")
-        << head + "res::paymentSystemFailure\ndat:json:{\"errorID\":1,\"errorText\":\"declined\","
-                  "\"errorSubCode\":\"u1\"}\n"
-        << false
-        << QVariantMap{{"requestId", 12u},
-                       {"error", true},
-                       {"errorCode", 1},
-                       {"errorText", "declined"},
-                       {"errorInfo", "u1"}};
-    QTest::newRow("failure with an unnamed code, no sub-code")
-        << head +
-               "res::cancelSubscriptionFailure\ndat:json:{\"errorID\":7,\"errorText\":\"seven\"}\n"
-        << false
-        << QVariantMap{
-               {"requestId", 12u}, {"error", true}, {"errorCode", 7}, {"errorText", "seven"}};
-    QTest::newRow("failure without text")
-        << head + "res::getPriceFailure\ndat:json:{\"errorID\":3}\n"
-        << true << QVariantMap();
-    QTest::newRow("failure with a text code")
-        << head + "res::getPriceFailure\ndat:json:{\"errorID\":\"3\",\"errorText\":\"x\"}\n"
-        << true << QVariantMap();
-    QTest::newRow("status")
-        << head + "res::checkExistingSuccess\ndat:json:{\"subscriptionExists\":true}\n"
-        << false << QVariantMap{{"requestId", 12u}, {"subscriptionExists", true}};
-    QTest::newRow("status as text is no status")
-        << head + "res::checkExistingSuccess\ndat:json:{\"subscriptionExists\":\"true\"}\n"
-        << false << QVariantMap{{"requestId", 12u}};
-    QTest::newRow("cancelled") << head + "res::cancelSubscriptionSuccess\ndat:json:{\"purchaseID\":"
-                                         "\"p1\",\"cancelled\":\"true\"}\n"
-                               << false
-                               << QVariantMap{{"requestId", 12u},
-                                              {"purchaseId", "p1"},
-                                              {"cancelled", true}};
-    QTest::newRow("cancelled TRUE is not")
-        << head + "res::cancelSubscriptionSuccess\ndat:json:{\"cancelled\":\"TRUE\"}\n"
-        << false << QVariantMap{{"requestId", 12u}};
-    QTest::newRow("cancelled 1 is not")
-        << head + "res::cancelSubscriptionSuccess\ndat:json:{\"cancelled\":\"1\"}\n"
-        << false << QVariantMap{{"requestId", 12u}};
-    QTest::newRow("cancelled as a boolean is not")
-        << head + "res::cancelSubscriptionSuccess\ndat:json:{\"cancelled\":true}\n"
-        << false << QVariantMap{{"requestId", 12u}};
-    QTest::newRow("unknown kind") << head + "res::somethingNew\ndat:json:{\"x\":1}\n"
-                                  << false << QVariantMap{{"requestId", 12u}};
-    QTest::newRow("unknown kind without dat") << head + "res::somethingNew\n"
-                                              << true << QVariantMap();
-    QTest::newRow("success without dat") << head + "res::getPriceSuccess\n"
-                                         << true << QVariantMap();
-    QTest::newRow("dat that is text") << head + "res::getPriceSuccess\ndat::x\n"
-                                      << true << QVariantMap();
-    QTest::newRow("without msg") << QByteArray("id::1\nres::getPriceSuccess\ndat:json:{}\n") << true
-                                 << QVariantMap();
-    QTest::newRow("without id") << QByteArray("msg::m\nres::getPriceSuccess\ndat:json:{}\n") << true
-                                << QVariantMap();
-    QTest::newRow("without res") << QByteArray("msg::m\nid::1\ndat:json:{}\n") << true
-                                 << QVariantMap();
-    QTest::newRow("not a message") << QByteArray("this is not\nPPS\n") << true << QVariantMap();
-    QTest::newRow("id of letters is 0")
-        << QByteArray("msg::m\nid::abc\nres::getPriceSuccess\ndat:json:{}\n") << false
-        << QVariantMap{{"requestId", 0u}};
-    QTest::newRow("negative id") << QByteArray(
-                                        "msg::m\nid::-1\nres::getPriceSuccess\ndat:json:{}\n")
-                                 << false << QVariantMap{{"requestId", 4294967295u}};
-    QTest::newRow("purchase")
-        << head +
-               "res::paymentSystemSuccess\ndat:json:{\"date\":\"1700000000\",\"itemState\":\"0\"}\n"
-        << false << QVariantMap{{"requestId", 12u}, {"receipt", true}};
-    QTest::newRow("purchase without date has no receipt")
-        << head + "res::paymentSystemSuccess\ndat:json:{\"itemState\":\"0\"}\n"
-        << false << QVariantMap{{"requestId", 12u}};
-    QTest::newRow("invocation") << head + "res::invokeTargetType\ndat:json:{}\n"
-                                << false << QVariantMap{{"requestId", 12u}, {"invokeTarget", true}};
+    // The fields of the record read that differ from a fresh one (its request
+    // 12 unless said otherwise), or no record at all.
+    const auto read = [](const char *tag, const QByteArray &answer, QVariantMap fields = {}) {
+        if (!fields.contains("requestId"))
+            fields.insert("requestId", 12u);
+        newRow(tag, answer, false, fields);
+    };
+    const auto unread = [](const char *tag, const QByteArray &answer) {
+        QTest::newRow(tag) << answer << true << QVariantMap();
+    };
+    read("text comes in as UTF-8",
+         head + "res::getPriceSuccess\ndat:json:{\"price\":\"3 \xe2\x82\xac\"}\n",
+         {{"price", QString::fromUtf8("3 \xe2\x82\xac")}});
+    unread("failure with a text code",
+           head + "res::getPriceFailure\ndat:json:{\"errorID\":\"3\",\"errorText\":\"x\"}\n");
+    read("status as text is no status",
+         head + "res::checkExistingSuccess\ndat:json:{\"subscriptionExists\":\"true\"}\n");
+    read("cancelled",
+         head + "res::cancelSubscriptionSuccess\ndat:json:{\"purchaseID\":\"p1\",\"cancelled\":"
+                "\"true\"}\n",
+         {{"purchaseId", "p1"}, {"cancelled", true}});
+    read("cancelled TRUE is not",
+         head + "res::cancelSubscriptionSuccess\ndat:json:{\"cancelled\":\"TRUE\"}\n");
+    read("cancelled 1 is not",
+         head + "res::cancelSubscriptionSuccess\ndat:json:{\"cancelled\":\"1\"}\n");
+    read("cancelled as a boolean is not",
+         head + "res::cancelSubscriptionSuccess\ndat:json:{\"cancelled\":true}\n");
+    unread("unknown kind without dat", head + "res::somethingNew\n");
+    unread("success without dat", head + "res::getPriceSuccess\n");
+    unread("dat that is text", head + "res::getPriceSuccess\ndat::x\n");
+    unread("without msg", "id::1\nres::getPriceSuccess\ndat:json:{}\n");
+    unread("without id", "msg::m\nres::getPriceSuccess\ndat:json:{}\n");
+    unread("without res", "msg::m\nid::1\ndat:json:{}\n");
+    unread("not a message", "this is not\nPPS\n");
+    read("id of letters is 0", "msg::m\nid::abc\nres::getPriceSuccess\ndat:json:{}\n",
+         {{"requestId", 0u}});
+    read("negative id", "msg::m\nid::-1\nres::getPriceSuccess\ndat:json:{}\n",
+         {{"requestId", 4294967295u}});
 }
 
 void tst_PaymentServiceInterface::answers()
@@ -357,44 +288,43 @@ void tst_PaymentServiceInterface::receipts_data()
     // Each expected receipt: state, digitalGoodId, date, startDate, endDate,
     // initialPeriod, extras.
     const qint64 s = 1700000000;
-    QTest::newRow("owned, every field")
-        << QByteArray("[{\"itemState\":\"0\",\"date\":\"1700000000\",\"digitalGoodID\":\"g1\","
+    newRow("owned, every field",
+           QByteArray("[{\"itemState\":\"0\",\"date\":\"1700000000\",\"digitalGoodID\":\"g1\","
                       "\"digitalGoodSKU\":\"s1\","
                       "\"licenseKey\":\"L\",\"metaData\":\"m\",\"purchaseID\":\"p1\",\"extras\":{"
-                      "\"k\":\"v\"}}]")
-        << QVariantList{QVariantList{0, "g1", s * 1000, QVariant(), QVariant(), -1,
-                                     QVariantMap{{"k", "v"}}}};
-    QTest::newRow("subscription with its period")
-        << QByteArray(
+                      "\"k\":\"v\"}}]"),
+           QVariantList{QVariantList{0, "g1", s * 1000, QVariant(), QVariant(), -1,
+                                     QVariantMap{{"k", "v"}}}});
+    newRow("subscription with its period",
+           QByteArray(
                "[{\"itemState\":\"1\",\"date\":\"1700000000000\",\"startDate\":\"1700000000\","
-               "\"endDate\":\"1702592000\",\"initialPeriod\":\"30\",\"digitalGoodID\":\"sub\"}]")
-        << QVariantList{
-               QVariantList{1, "sub", s * 1000, s * 1000, 1702592000LL * 1000, 30, QVariantMap()}};
-    QTest::newRow("owned leaves its dates unread")
-        << QByteArray("[{\"itemState\":\"0\",\"date\":\"1\",\"startDate\":\"2\",\"endDate\":\"3\","
-                      "\"initialPeriod\":\"9\"}]")
-        << QVariantList{QVariantList{0, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap()}};
-    QTest::newRow("no state: Unknown, no dates needed")
-        << QByteArray("[{\"date\":\"5\"}]")
-        << QVariantList{QVariantList{5, "", 5000LL, QVariant(), QVariant(), -1, QVariantMap()}};
-    QTest::newRow("a state outside the names is a subscription state")
-        << QByteArray("[{\"itemState\":\"9\",\"date\":\"5\"},{\"itemState\":\"9\",\"date\":\"5\","
-                      "\"startDate\":\"1\",\"endDate\":\"2\"}]")
-        << QVariantList{QVariantList{9, "", 5000LL, 1000LL, 2000LL, -1, QVariantMap()}};
-    QTest::newRow("unreadable receipts are skipped")
-        << QByteArray(
-               "[{\"itemState\":\"0\"},{\"itemState\":\"1\",\"date\":\"1\",\"startDate\":\"1\"},"
-               "{\"date\":\"7\",\"digitalGoodID\":\"kept\"}]")
-        << QVariantList{QVariantList{5, "kept", 7000LL, QVariant(), QVariant(), -1, QVariantMap()}};
-    QTest::newRow("extras: the walk ends at the first element that is no text")
-        << QByteArray("[{\"date\":\"1\",\"extras\":{\"a\":\"1\",\"b\":2,\"c\":\"3\"}}]")
-        << QVariantList{
-               QVariantList{5, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap{{"a", "1"}}}};
-    QTest::newRow("an object of receipts")
-        << QByteArray("{\"x\":{\"date\":\"1\"},\"y\":{\"date\":\"2\"}}")
-        << QVariantList{QVariantList{5, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap()},
-                        QVariantList{5, "", 2000LL, QVariant(), QVariant(), -1, QVariantMap()}};
-    QTest::newRow("empty list") << QByteArray("[]") << QVariantList();
+               "\"endDate\":\"1702592000\",\"initialPeriod\":\"30\",\"digitalGoodID\":\"sub\"}]"),
+           QVariantList{
+               QVariantList{1, "sub", s * 1000, s * 1000, 1702592000LL * 1000, 30, QVariantMap()}});
+    newRow("owned leaves its dates unread",
+           QByteArray("[{\"itemState\":\"0\",\"date\":\"1\",\"startDate\":\"2\",\"endDate\":\"3\","
+                      "\"initialPeriod\":\"9\"}]"),
+           QVariantList{QVariantList{0, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap()}});
+    newRow("no state: Unknown, no dates needed", QByteArray("[{\"date\":\"5\"}]"),
+           QVariantList{QVariantList{5, "", 5000LL, QVariant(), QVariant(), -1, QVariantMap()}});
+    newRow("a state outside the names is a subscription state",
+           QByteArray("[{\"itemState\":\"9\",\"date\":\"5\"},{\"itemState\":\"9\",\"date\":\"5\","
+                      "\"startDate\":\"1\",\"endDate\":\"2\"}]"),
+           QVariantList{QVariantList{9, "", 5000LL, 1000LL, 2000LL, -1, QVariantMap()}});
+    newRow(
+        "unreadable receipts are skipped",
+        QByteArray(
+            "[{\"itemState\":\"0\"},{\"itemState\":\"1\",\"date\":\"1\",\"startDate\":\"1\"},"
+            "{\"date\":\"7\",\"digitalGoodID\":\"kept\"}]"),
+        QVariantList{QVariantList{5, "kept", 7000LL, QVariant(), QVariant(), -1, QVariantMap()}});
+    newRow("extras: the walk ends at the first element that is no text",
+           QByteArray("[{\"date\":\"1\",\"extras\":{\"a\":\"1\",\"b\":2,\"c\":\"3\"}}]"),
+           QVariantList{
+               QVariantList{5, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap{{"a", "1"}}}});
+    newRow("an object of receipts", QByteArray("{\"x\":{\"date\":\"1\"},\"y\":{\"date\":\"2\"}}"),
+           QVariantList{QVariantList{5, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap()},
+                        QVariantList{5, "", 2000LL, QVariant(), QVariant(), -1, QVariantMap()}});
+    newRow("empty list", QByteArray("[]"), QVariantList());
 }
 
 void tst_PaymentServiceInterface::receipts()
@@ -434,14 +364,12 @@ void tst_PaymentServiceInterface::dates_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QVariant>("msecs");
-    QTest::newRow("10 digits are seconds") << QByteArray("1700000000") << QVariant(1700000000000LL);
-    QTest::newRow("11 digits are milliseconds")
-        << QByteArray("17000000000") << QVariant(17000000000LL);
-    QTest::newRow("milliseconds of today")
-        << QByteArray("1700000000123") << QVariant(1700000000123LL);
-    QTest::newRow("short") << QByteArray("1") << QVariant(1000LL);
-    QTest::newRow("empty") << QByteArray("") << QVariant();
-    QTest::newRow("letters") << QByteArray("soon") << QVariant();
+    newRow("10 digits are seconds", QByteArray("1700000000"), QVariant(1700000000000LL));
+    newRow("11 digits are milliseconds", QByteArray("17000000000"), QVariant(17000000000LL));
+    newRow("milliseconds of today", QByteArray("1700000000123"), QVariant(1700000000123LL));
+    newRow("short", QByteArray("1"), QVariant(1000LL));
+    newRow("empty", QByteArray(""), QVariant());
+    newRow("letters", QByteArray("soon"), QVariant());
 }
 
 void tst_PaymentServiceInterface::dates()
@@ -457,21 +385,21 @@ void tst_PaymentServiceInterface::invocationAnswerInvokes_data()
 {
     QTest::addColumn<QByteArray>("dat");
     QTest::addColumn<QVariantMap>("invoked");
-    QTest::newRow("every field")
-        << QByteArray(
+    newRow("every field",
+           QByteArray(
                "{\"target\":\"om.payments.store\",\"action\":\"om.action.PAY\",\"mimeType\":\"text/"
                "plain\","
                "\"uri\":\"store://p\",\"fileTransferMode\":1,\"perimeter\":2,\"targetTypes\":5,"
-               "\"metadata\":{\"purchase\":\"7\"}}")
-        << QVariantMap{{"target", "om.payments.store"},
+               "\"metadata\":{\"purchase\":\"7\"}}"),
+           QVariantMap{{"target", "om.payments.store"},
                        {"action", "om.action.PAY"},
                        {"mimeType", "text/plain"},
                        {"uri", "store://p"},
                        {"fileTransferMode", 1},
                        {"perimeter", 2},
                        {"targetTypes", 5},
-                       {"metadata", QVariantMap{{"purchase", "7"}}}};
-    QTest::newRow("no field: an empty request") << QByteArray("{}") << QVariantMap();
+                       {"metadata", QVariantMap{{"purchase", "7"}}}});
+    newRow("no field: an empty request", QByteArray("{}"), QVariantMap());
 }
 
 void tst_PaymentServiceInterface::invocationAnswerInvokes()
@@ -560,11 +488,7 @@ void tst_PaymentServiceInterface::serviceGoneLeavesApplicationIdle()
     // From now on the application is idle: the notifier does not fire, and
     // the process uses (almost) no CPU for a second of its event loop.
     ready.clear();
-    const double before = cpuSeconds();
-    QEventLoop loop;
-    QTimer::singleShot(1000, &loop, &QEventLoop::quit);
-    loop.exec();
-    const double used = cpuSeconds() - before;
+    const double used = omtest::cpuSecondsOver(1000);
     QCOMPARE(ready.count(), 0);
     QVERIFY2(used < 0.3, qPrintable(QStringLiteral("%1 s of CPU in an idle second").arg(used)));
     // Requests still go out, into nothing, and nothing breaks.

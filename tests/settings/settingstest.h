@@ -7,6 +7,7 @@
 
 #include "childprocess.h"
 #include "fakeserver.h"
+#include "signallog.h"
 #include "testbroker.h"
 #include "warningcapture.h"
 
@@ -43,43 +44,30 @@ inline QString describe(const om::platform::NotificationApplicationSettings &s)
 
 // Every signal of a settings object, in order, as "name:value": "sound:Deny"
 // for the typed signal of "sound", then "sound(int):2" for its int overload.
-struct SignalLog
+inline QStringList signalsOf(const QObject &object, const omtest::SignalLog &log)
 {
-    // A spy that also writes what it records to the common log.
-    struct Spy : QSignalSpy
-    {
-        using QSignalSpy::QSignalSpy;
-        int qt_metacall(QMetaObject::Call call, int id, void **args) override
-        {
-            const int before = count();
-            id = QSignalSpy::qt_metacall(call, id, args);
-            if (count() > before)
-                *log << name + ':' + last().value(0).toString();
-            return id;
-        }
-        QStringList *log = nullptr;
-        QString name;
-    };
-
-    explicit SignalLog(QObject *object)
-    {
-        const QMetaObject *mo = object->metaObject();
-        QList<QByteArray> seen;
-        for (int i = mo->methodOffset(); i < mo->methodCount(); ++i) {
-            const QMetaMethod signal = mo->method(i);
-            if (signal.methodType() != QMetaMethod::Signal)
-                continue;
-            spies.emplace_back(new Spy(object, signal));
-            spies.back()->log = &entries;
-            spies.back()->name =
-                signal.name().replace("Changed", seen.contains(signal.name()) ? "(int)" : "");
-            seen << signal.name();
-        }
+    QStringList out;
+    const QMetaObject *mo = object.metaObject();
+    for (const auto &entry : log.entries()) {
+        QByteArray name = entry.first.left(entry.first.indexOf('('));
+        int overloads = 0;
+        for (int i = mo->methodOffset(); i < mo->methodCount(); ++i)
+            overloads += mo->method(i).name() == name ? 1 : 0;
+        const bool intForm = overloads > 1 && entry.first.endsWith("(int)");
+        out << QString(name.replace("Changed", intForm ? "(int)" : "")) + ':' +
+                   entry.second.value(0).toString();
     }
+    return out;
+}
 
-    QStringList entries;
-    std::vector<std::unique_ptr<Spy>> spies;
-};
+// A bus of the test's own and the notification service's control object on it.
+inline bool startNotifyService(std::unique_ptr<omtest::TestBroker> &broker,
+                               std::unique_ptr<omtest::FakeServer> &control)
+{
+    broker.reset(new omtest::TestBroker);
+    control.reset(new omtest::FakeServer("/pps/services/notify/control"));
+    return broker->isRunning() && control->start();
+}
 
 inline QVariantMap update(const QVariantMap &dat)
 {

@@ -30,10 +30,7 @@ private:
 void tst_NotificationDefaultApplicationSettings::init()
 {
     qputenv("OM_PACKAGE_NAME", "com.example.defaults");
-    m_broker.reset(new omtest::TestBroker);
-    QVERIFY(m_broker->isRunning());
-    m_control.reset(new omtest::FakeServer("/pps/services/notify/control"));
-    QVERIFY(m_control->start());
+    QVERIFY(startNotifyService(m_broker, m_control));
 }
 
 void tst_NotificationDefaultApplicationSettings::cleanup()
@@ -88,6 +85,9 @@ void tst_NotificationDefaultApplicationSettings::registration_data()
             s.setLed(P::Unknown);
         },
         {});
+    row("not applicable is disabled",
+        [](Settings &s) { s.setPreview(NotificationPriorityPolicy::NotApplicable); },
+        {{"preview", "disabled"}});
     row("vibrate count as text", [](Settings &s) { s.setVibrateCount(7); }, {{"vib_count", "5"}});
     row("tone percent-encoded", [](Settings &s) { s.setTonePath(QUrl("file:///my tone.wav")); },
         {{"tone", "file:///my%20tone.wav"}});

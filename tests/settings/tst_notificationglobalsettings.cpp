@@ -85,10 +85,7 @@ private:
 
 void tst_NotificationGlobalSettings::init()
 {
-    m_broker.reset(new omtest::TestBroker);
-    QVERIFY(m_broker->isRunning());
-    m_control.reset(new omtest::FakeServer("/pps/services/notify/control"));
-    QVERIFY(m_control->start());
+    QVERIFY(startNotifyService(m_broker, m_control));
     m_settingsControl.reset(new omtest::FakeServer(SettingsControlPath, 0600));
     QVERIFY(m_settingsControl->start());
 }
@@ -173,7 +170,7 @@ void tst_NotificationGlobalSettings::updates()
 
     m_control->answer("query", KnownAnswer);
     NotificationGlobalSettings settings;
-    SignalLog log(&settings);
+    omtest::SignalLog log(&settings);
     omtest::WarningCapture capture;
     const int client = monitorClient(*m_control);
     const QString objectName =
@@ -184,8 +181,9 @@ void tst_NotificationGlobalSettings::updates()
     // A last update that everything before it has been handled by.
     QVERIFY(m_control->reply(client, update({{"volume", 77}})));
     QTRY_COMPARE(settings.volume(), 77);
-    QCOMPARE(log.entries.takeLast(), QString("volume:77"));
-    QCOMPARE(log.entries, signalsSeen);
+    QStringList seen = signalsOf(settings, log);
+    QCOMPARE(seen.takeLast(), QString("volume:77"));
+    QCOMPARE(seen, signalsSeen);
     QCOMPARE(capture.warnings(), warnings);
 }
 
@@ -199,6 +197,8 @@ void tst_NotificationGlobalSettings::setterMessages_data()
     QTest::newRow("led Unknown") << QByteArray("setLed") << 0 << QVariantMap{{"led", ""}};
     QTest::newRow("volume 150") << QByteArray("setVolume") << 150 << QVariantMap{{"volume", "100"}};
     QTest::newRow("volume -5") << QByteArray("setVolume") << -5 << QVariantMap{{"volume", "0"}};
+    QTest::newRow("mode vibrate") << QByteArray("setMode") << 2
+                                  << QVariantMap{{"key", "mode"}, {"value", "vibrate"}};
     QTest::newRow("mode 9") << QByteArray("setMode") << 9
                             << QVariantMap{{"key", "mode"}, {"value", ""}};
 }

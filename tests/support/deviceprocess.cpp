@@ -72,6 +72,15 @@ bool DeviceProcess::stop(int timeoutMs)
     return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
 }
 
+void DeviceProcess::kill()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.kill();
+    m_process.waitForFinished();
+    m_output += m_process.readAll();
+}
+
 bool DeviceProcess::isRunning() const
 {
     return m_process.state() != QProcess::NotRunning;

@@ -26,6 +26,8 @@ public:
     bool start(const QStringList &arguments = QStringList(), int timeoutMs = 15000);
     /** SIGTERM, then waits; true if it ended cleanly with status 0. */
     bool stop(int timeoutMs = 15000);
+    /** SIGKILL, as a crash would end it, and waits for it to go. */
+    void kill();
     bool isRunning() const;
 
     QString root() const { return m_root.path(); }

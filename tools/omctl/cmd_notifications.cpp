@@ -16,9 +16,10 @@ namespace protocol = om::notifyprotocol;
 const QString UserSidePath = protocol::userSidePath();
 
 // Every entry of a listing that the user side gives page by page: asks
-// with "from" the entries so far until "total" are in.
+// with "from" the entries so far until "total" are in. The last page whole
+// in @p lastPage.
 std::optional<QVariantList> requestAll(const Invocation &call, const QString &msg,
-                                       const QString &listKey)
+                                       const QString &listKey, QVariantMap *lastPage = nullptr)
 {
     QVariantList entries;
     int total = 0;
@@ -28,6 +29,8 @@ std::optional<QVariantList> requestAll(const Invocation &call, const QString &ms
             return std::nullopt;
         const QVariantList part = page->value(listKey).toList();
         total = page->value(protocol::keyTotal()).toInt();
+        if (lastPage)
+            *lastPage = *page;
         if (part.isEmpty())
             break; // the list shrank meanwhile
         entries.append(part);
@@ -58,7 +61,8 @@ QString timeText(qint64 ms)
 int notifications(const Invocation &call)
 {
     const QString application = call.value(QStringLiteral("app"));
-    const auto items = requestAll(call, protocol::inboxMessage(), protocol::keyItems());
+    QVariantMap lastPage;
+    const auto items = requestAll(call, protocol::inboxMessage(), protocol::keyItems(), &lastPage);
     if (!items)
         return Failure;
     int count = 0;
@@ -95,6 +99,15 @@ int notifications(const Invocation &call)
     }
     if (count == 0)
         out(QStringLiteral("(the inbox is empty)"));
+    // An application keeps only so many items; the inbox counts what it
+    // dropped to keep the newest.
+    const QVariantMap dropped = lastPage.value(protocol::keyDropped()).toMap();
+    for (auto it = dropped.cbegin(); it != dropped.cend(); ++it) {
+        if (application.isEmpty() || it.key() == application)
+            out(QStringLiteral("(%1 older items of %2 dropped by the inbox's cap)")
+                    .arg(it.value().toLongLong())
+                    .arg(it.key()));
+    }
     return Success;
 }
 
@@ -231,7 +244,9 @@ OMCTL_COMMAND({QStringLiteral("notifications"),
                QStringLiteral("List the items in the notification inbox."),
                QStringLiteral("One block per item, oldest first: application and item id, then\n"
                               "title, body, time (the item's timestamp, or when it arrived),\n"
-                              "category, and whether its effects are cleared."),
+                              "category, and whether its effects are cleared. Last, for each\n"
+                              "application that posted more items than the inbox keeps, how\n"
+                              "many of its oldest were dropped."),
                {{QStringLiteral("app"), QStringLiteral("List the items of application NAME only."),
                  QStringLiteral("NAME")}},
                notifications});

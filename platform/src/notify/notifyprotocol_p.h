@@ -131,6 +131,8 @@ inline QString keyLast() { return QStringLiteral("last"); }
 inline QString keyInvoked() { return QStringLiteral("invoked"); }
 inline QString keyTotal() { return QStringLiteral("total"); }
 inline QString keyItems() { return QStringLiteral("items"); }
+// The user side's inbox: application -> items the inbox cap dropped.
+inline QString keyDropped() { return QStringLiteral("dropped"); }
 inline QString keyDialogs() { return QStringLiteral("dialogs"); }
 inline QString keyApplication() { return QStringLiteral("application"); }
 inline QString keyAttributes() { return QStringLiteral("attributes"); }

@@ -28,8 +28,9 @@
 namespace om {
 
 namespace {
-// A control object's client whose server went away tries again after this
-// long, twice as long after every failed try, up to the longest.
+// A control object's client whose server went away, or a plain object's
+// reader whose broker went away, tries again after this long, twice as long
+// after every failed try, up to the longest.
 constexpr int FirstRetryMs = 20;
 constexpr int LongestRetryMs = 1000;
 } // namespace
@@ -66,8 +67,9 @@ public:
     quint64 watchToken = 0;
     std::unique_ptr<bus::ServerEndpoint> server;
 
-    // A control object's client whose server went away: its open request,
-    // which is also the preface of a new connection, and when to try again.
+    // A control object's client whose server went away, or a plain
+    // object's reader whose broker went away: its open request, which is
+    // also the preface of a new connection, and when to try again.
     QByteArray preface;
     int openMode = 0;
     bool lost = false;
@@ -108,6 +110,12 @@ public:
             if (n == 0) {
                 if (kind == Direct && !ended && bus::peerClosed(fd)) {
                     // The server went away: nothing for the reader to see.
+                    loseServer(q);
+                    return;
+                }
+                if (kind == Brokered && !ended) {
+                    // The broker went away (the device restarts): the
+                    // reader sees the object again once it is back.
                     loseServer(q);
                     return;
                 }
@@ -153,10 +161,7 @@ public:
             const auto time = std::chrono::steady_clock::now();
             if (now || time >= nextTry) {
                 now = false;
-                int err = 0;
-                bool notServed = false;
-                const int connected =
-                    bus::connectToServer(objectBytes, openMode, preface, &err, &notServed);
+                const int connected = kind == Brokered ? reopen() : reconnect();
                 if (connected >= 0) {
                     fd = connected;
                     lost = false;
@@ -165,6 +170,8 @@ public:
                         retry->stop();
                     if (readable)
                         startWatching(q);
+                    if (!pending.isEmpty())
+                        tellPending(q);
                     qCDebug(bus::lcBus) << "connected to the server of" << objectPath << "again";
                     return true;
                 }
@@ -188,6 +195,48 @@ public:
         }
     }
 
+    int reconnect()
+    {
+        int err = 0;
+        bool notServed = false;
+        return bus::connectToServer(objectBytes, openMode, preface, &err, &notServed);
+    }
+
+    // A plain object opened again through the broker; what the object
+    // holds now comes with the answer, for the reader to read.
+    int reopen()
+    {
+        int err = 0;
+        const int connected = bus::connectAndSend(preface, &err);
+        if (connected < 0)
+            return -1;
+        QByteArray content;
+        if (!bus::receiveAnswer(connected, &content, &err)) {
+            ::close(connected);
+            return -1;
+        }
+        pending.clear();
+        if (!content.isEmpty())
+            pending.append(content);
+        return connected;
+    }
+
+    // Tells the reader, from the event loop, of content that came with an
+    // open answer.
+    void tellPending(PpsObject *q)
+    {
+        if (!watchToken)
+            return;
+        QPointer<PpsObject> self(q);
+        QMetaObject::invokeMethod(
+            q,
+            [self]() {
+                if (self && !self->d_func()->pending.isEmpty())
+                    Q_EMIT self->readyRead();
+            },
+            Qt::QueuedConnection);
+    }
+
     void scheduleRetry(PpsObject *q, int ms)
     {
         if (!QThread::currentThread()->eventDispatcher() || q->thread() != QThread::currentThread())
@@ -197,7 +246,7 @@ public:
             retry->setSingleShot(true);
             QObject::connect(retry, &QTimer::timeout, q, [q]() {
                 PpsObjectPrivate *d = q->d_func();
-                if (d->kind == Direct && d->lost)
+                if (d->lost)
                     d->tryAgain(q, false);
             });
         }
@@ -362,6 +411,10 @@ bool PpsObject::open(PpsOpenMode::Types mode)
                 return false;
             }
             d->kind = PpsObjectPrivate::Brokered;
+            d->preface = request;
+            d->openMode = int(mode);
+            d->connectedAt = std::chrono::steady_clock::now();
+            d->retryMs = 0;
             d->pending.clear();
             if (!content.isEmpty())
                 d->pending.append(content);
@@ -384,15 +437,8 @@ bool PpsObject::open(PpsOpenMode::Types mode)
             if (d->server->service())
                 Q_EMIT readyRead();
         });
-    } else if (d->watchToken && !d->pending.isEmpty()) {
-        QPointer<PpsObject> self(this);
-        QMetaObject::invokeMethod(
-            this,
-            [self]() {
-                if (self && !self->d_func()->pending.isEmpty())
-                    Q_EMIT self->readyRead();
-            },
-            Qt::QueuedConnection);
+    } else if (!d->pending.isEmpty()) {
+        d->tellPending(this);
     }
     return true;
 }
@@ -463,16 +509,31 @@ QByteArray PpsObject::read(bool *ok)
     if (d->kind == PpsObjectPrivate::Direct)
         return d->readDirect(this, ok);
     QByteArray buf;
-    const ssize_t n = bus::receive(d->fd, d->blocking ? 0 : MSG_DONTWAIT, &buf);
-    if (n < 0) {
-        d->error = errno;
-        return QByteArray();
-    }
-    if (n == 0) {
-        // The broker went away: every further read fails at once.
-        d->ended = true;
-        d->error = ENOTCONN;
-        return QByteArray();
+    ssize_t n = 0;
+    for (;;) {
+        if (d->lost) {
+            // A reader of a plain object whose broker went away: the
+            // object's content when it is back comes first.
+            if (!d->tryAgain(this, d->blocking)) {
+                d->error = d->blocking ? ENOTCONN : EAGAIN;
+                return QByteArray();
+            }
+            if (!d->pending.isEmpty()) {
+                *ok = true;
+                d->error = 0;
+                return d->pending.takeFirst();
+            }
+        }
+        n = bus::receive(d->fd, d->blocking ? 0 : MSG_DONTWAIT, &buf);
+        if (n < 0) {
+            d->error = errno;
+            return QByteArray();
+        }
+        if (n > 0)
+            break;
+        // The broker went away: opened again once it is back; a writer
+        // that does not read fails at once from now on.
+        d->loseServer(this);
     }
     d->error = 0;
     *ok = true;
@@ -506,6 +567,10 @@ bool PpsObject::write(const QByteArray &data)
     }
     if (d->kind == PpsObjectPrivate::Direct)
         return d->writeDirect(this, data);
+    if (d->lost && !d->tryAgain(this, false, true)) {
+        d->error = ENOTCONN; // no broker: nothing to keep the change
+        return false;
+    }
     if (bus::sendMessage(d->fd, data) < 0) {
         d->error = errno;
         return false;

@@ -55,6 +55,10 @@ OM_DEVICE_MODULE(NotifyService, "notifications",
                  {{QLatin1String(NotificationSettingsPart::ModeSetting), QStringLiteral("0600"),
                    QStringLiteral("mode of the object for changing global settings "
                                   "(0600: the device's user only)"),
-                   Setting::fileMode()}});
+                   Setting::fileMode()},
+                  {QLatin1String(Inbox::CapSetting), QStringLiteral("N"),
+                   QStringLiteral("items the inbox keeps per application; beyond that the\n"
+                                  "oldest are dropped (default 1000)"),
+                   Setting::wholeNumber(1, 100000000)}});
 
 } // namespace omdevice

@@ -184,7 +184,7 @@ void tst_OmDeviced::badArguments_data()
                       "deviceproperties.modelName, deviceproperties.modelNumber, "
                       "deviceproperties.os, deviceproperties.osVersion, "
                       "deviceproperties.serialNumber, identity.appliesTo, identity.tokenTypes, "
-                      "invoke.history, perimeter.state, settings-control-mode\n");
+                      "inbox-cap, invoke.history, perimeter.state, settings-control-mode\n");
     QTest::newRow("number that is no number")
         << QStringList{QStringLiteral("--set=invoke.history=abc")}
         << QByteArray("omdeviced: --set invoke.history=abc: invoke.history takes a whole number "
@@ -202,6 +202,10 @@ void tst_OmDeviced::badArguments_data()
         << QStringList{QStringLiteral("--set"), QStringLiteral("identity.tokenTypes=a,,b")}
         << QByteArray("omdeviced: --set identity.tokenTypes=a,,b: identity.tokenTypes takes a "
                       "comma-separated list of names, none of them empty, not 'a,,b'\n");
+    QTest::newRow("inbox cap of nothing")
+        << QStringList{QStringLiteral("--set"), QStringLiteral("inbox-cap=0")}
+        << QByteArray("omdeviced: --set inbox-cap=0: inbox-cap takes a whole number from 1 to "
+                      "100000000, not '0'\n");
     QTest::newRow("port that is no number")
         << QStringList{QStringLiteral("--set"), QStringLiteral("console.port=http")}
         << QByteArray("omdeviced: --set console.port=http: console.port takes a whole number "

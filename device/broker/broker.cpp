@@ -9,7 +9,6 @@
 #include "pps/bussocket_p.h"
 
 #include <QDir>
-#include <QFile>
 
 #include <cerrno>
 #include <cstring>
@@ -21,6 +20,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <thread>
+#include <vector>
 #include <unistd.h>
 
 namespace omdevice {
@@ -31,6 +31,7 @@ using broker::Object;
 struct Broker::Impl
 {
     QString root;
+    int rootFd = -1; // every file of the bus is reached through it
     int listenFd = -1;
     int epollFd = -1;
     int stopFd = -1;
@@ -38,27 +39,36 @@ struct Broker::Impl
     std::unique_ptr<broker::Connections> connections;
     std::unique_ptr<broker::Registry> registry;
     std::unique_ptr<broker::Handshake> handshake;
+    broker::ClaimPolicy policy;
     std::thread thread;
 
     ~Impl() { teardown(); }
 
-    QByteArray socketPath() const
+    // The broker's own files in the root, which its clean-up keeps.
+    static std::vector<QByteArray> ownFiles()
     {
-        return QFile::encodeName(root + QLatin1Char('/') + QLatin1String(om::bus::socketName()));
+        return {QByteArray(om::bus::socketName()), QByteArray(om::bus::lockName())};
     }
 
     bool listen(QString *error)
     {
-        if (!QDir().mkpath(root)) {
-            *error = QStringLiteral("cannot create %1").arg(root);
+        QString why;
+        // Who else may serve or create where, if the device's setter-up
+        // says so.
+        const QString policyFile = qEnvironmentVariable("OM_BUS_POLICY");
+        if (!policyFile.isEmpty() && !policy.load(policyFile, error))
+            return false;
+        rootFd = om::bus::openRoot(om::bus::fileName(root), true, &why);
+        if (rootFd < 0) {
+            *error = QStringLiteral("refusing the bus root: %1").arg(why);
             return false;
         }
-        const QByteArray lockPath =
-            QFile::encodeName(root + QLatin1Char('/') + QLatin1String(om::bus::lockName()));
-        lockFd = ::open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        lockFd = ::openat(rootFd, om::bus::lockName(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                          0600);
         if (lockFd < 0) {
-            *error = QStringLiteral("cannot open %1: %2")
-                         .arg(QFile::decodeName(lockPath), QString::fromLocal8Bit(strerror(errno)));
+            *error = QStringLiteral("cannot open %1/%2: %3")
+                         .arg(root, QLatin1String(om::bus::lockName()),
+                              QString::fromLocal8Bit(strerror(errno)));
             return false;
         }
         if (::flock(lockFd, LOCK_EX | LOCK_NB) < 0) {
@@ -69,20 +79,20 @@ struct Broker::Impl
         }
         epollFd = ::epoll_create1(EPOLL_CLOEXEC);
         connections.reset(new broker::Connections(epollFd));
-        registry.reset(new broker::Registry(root));
-        handshake.reset(new broker::Handshake(*connections, *registry));
+        registry.reset(new broker::Registry(rootFd));
+        handshake.reset(new broker::Handshake(*connections, *registry, policy));
         // What an earlier broker left: mirrors, and sockets of servers that
         // went with it.
-        registry->clearFiles();
+        registry->clearFiles(ownFiles());
 
-        const QByteArray path = socketPath();
-        const om::bus::SocketAddress address(path);
+        const om::bus::SocketAddress address(rootFd, om::bus::socketName());
         listenFd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-        ::unlink(path.constData());
+        ::unlinkat(rootFd, om::bus::socketName(), 0);
         if (address.error() != 0 || ::bind(listenFd, address.address(), address.length()) < 0 ||
-            ::chmod(path.constData(), 0666) < 0 || ::listen(listenFd, SOMAXCONN) < 0) {
-            *error = QStringLiteral("cannot listen on %1: %2")
-                         .arg(QFile::decodeName(path),
+            ::fchmodat(rootFd, om::bus::socketName(), 0666, 0) < 0 ||
+            ::listen(listenFd, SOMAXCONN) < 0) {
+            *error = QStringLiteral("cannot listen on %1/%2: %3")
+                         .arg(root, QLatin1String(om::bus::socketName()),
                               QString::fromLocal8Bit(
                                   strerror(address.error() ? address.error() : errno)));
             return false;
@@ -102,8 +112,8 @@ struct Broker::Impl
         handshake.reset();
         if (listenFd >= 0) {
             ::close(listenFd);
-            ::unlink(socketPath().constData());
-            registry->clearFiles();
+            ::unlinkat(rootFd, om::bus::socketName(), 0);
+            registry->clearFiles(ownFiles());
         }
         registry.reset();
         connections.reset();
@@ -117,6 +127,9 @@ struct Broker::Impl
         if (lockFd >= 0)
             ::close(lockFd);
         lockFd = -1;
+        if (rootFd >= 0)
+            ::close(rootFd);
+        rootFd = -1;
     }
 
     void run()
@@ -206,6 +219,10 @@ struct Broker::Impl
             return;
         }
         o->clients.erase(c);
+        // An object nobody holds is dropped unless it was made to stay:
+        // what clients leave behind would otherwise pile up for good.
+        if (o->clients.empty() && !o->persistent)
+            registry->remove(o);
     }
 
     // A publisher's write merges into a plain object; every subscriber then

@@ -26,8 +26,10 @@ public:
     Broker(const Broker &) = delete;
     Broker &operator=(const Broker &) = delete;
 
-    /** Creates the root if needed, takes the lock and binds the socket.
-     *  Fails if another broker already serves the root. */
+    /** Creates the root if needed (mode 0700), takes the lock and binds
+     *  the socket. Fails if another broker already serves the root, and
+     *  refuses a root that is not a directory of this process's user, that
+     *  others may write in, or that has a symbolic link on its path. */
     bool listen(QString *error);
 
     /** Serves until stop() is called. listen() must have succeeded. */

@@ -12,8 +12,8 @@
 namespace omdevice {
 namespace broker {
 
-Handshake::Handshake(Connections &connections, Registry &registry)
-    : m_connections(connections), m_registry(registry)
+Handshake::Handshake(Connections &connections, Registry &registry, const ClaimPolicy &policy)
+    : m_connections(connections), m_registry(registry), m_policy(policy)
 {
 }
 
@@ -60,6 +60,11 @@ void Handshake::serve(Connection *c, const om::bus::OpenRequest &request,
         answer(c, EINVAL);
         return;
     }
+    // Another user's server would read what the device's clients ask.
+    if (!m_policy.allows(ClaimPolicy::Serve, request.path, c->uid, request.package)) {
+        refuse(c, "serve", request);
+        return;
+    }
     const QString path = QString::fromUtf8(request.path);
     // One object, one owner: a plain object or a live server holds it.
     // The registration of a server that died ended with it.
@@ -102,6 +107,12 @@ void Handshake::open(Connection *c, const om::bus::OpenRequest &request,
             answer(c, ENOENT);
             return;
         }
+        if (!m_policy.allows(ClaimPolicy::Create, request.path, c->uid, request.package) ||
+            (options.persistent &&
+             !m_policy.allows(ClaimPolicy::Persist, request.path, c->uid, request.package))) {
+            refuse(c, options.persistent ? "create persistent" : "create", request);
+            return;
+        }
         int error = 0;
         o = m_registry.createPlain(path, c->uid, c->gid, options.hasMode ? options.mode : 0666,
                                    &error);
@@ -109,6 +120,7 @@ void Handshake::open(Connection *c, const om::bus::OpenRequest &request,
             answer(c, error);
             return;
         }
+        o->persistent = options.persistent;
     } else if (!permitted(o->mode, o->uid, o->gid, c->uid, c->gid, request.wantsRead(),
                           request.wantsWrite())) {
         answer(c, EACCES);
@@ -132,6 +144,13 @@ void Handshake::open(Connection *c, const om::bus::OpenRequest &request,
     } else {
         answer(c, 0, content);
     }
+}
+
+void Handshake::refuse(Connection *c, const char *what, const om::bus::OpenRequest &request)
+{
+    qCInfo(om::bus::lcBus).nospace() << "refused to let uid " << c->uid << " (pid " << c->pid
+                                     << ") " << what << " " << request.path.constData();
+    answer(c, EACCES);
 }
 
 void Handshake::list(Connection *c, const QByteArray &directory)

@@ -15,6 +15,7 @@ struct OpenRequest;
 namespace omdevice {
 namespace broker {
 
+class ClaimPolicy;
 class Connections;
 class Registry;
 struct Connection;
@@ -24,12 +25,13 @@ struct Object;
  * Answers the first datagram of a connection to the broker: an open
  * request (a plain object's publisher or subscriber, or the registration
  * of a control object's server) or a list request. A refused open, and a
- * list, end the connection once answered.
+ * list, end the connection once answered. Who may serve or create where
+ * is the policy's to say.
  */
 class Handshake
 {
 public:
-    Handshake(Connections &connections, Registry &registry);
+    Handshake(Connections &connections, Registry &registry, const ClaimPolicy &policy);
 
     void handle(Connection *c, const QByteArray &request);
 
@@ -41,9 +43,11 @@ private:
     void serve(Connection *c, const om::bus::OpenRequest &request,
                const om::bus::OpenOptions &options);
     void list(Connection *c, const QByteArray &directory);
+    void refuse(Connection *c, const char *what, const om::bus::OpenRequest &request);
 
     Connections &m_connections;
     Registry &m_registry;
+    const ClaimPolicy &m_policy;
 };
 
 } // namespace broker

@@ -11,6 +11,7 @@
 
 #include <map>
 #include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 namespace omdevice {
@@ -41,6 +42,52 @@ QByteArray wholeObject(const QByteArray &objectName, const Attributes &attribute
  * ENOENT if nothing lies below it (an empty /pps is no error).
  */
 int listDirectory(const std::vector<QString> &objects, QString directory, QByteArray *names);
+
+/** Where an application keeps objects of its own: "/pps/applications/<uid>/
+ *  <package>/", with its user's id and the package it named. */
+QByteArray applicationArea(uid_t uid, const QByteArray &package);
+
+/**
+ * Who may claim a path: serve a control object there, or create a plain
+ * object (and make one persistent). The device's owner (the user the broker
+ * runs as) and root may anywhere; anyone else in the area of its own
+ * applications, and where the policy file lets it.
+ */
+class ClaimPolicy
+{
+public:
+    // Persist: create a plain object that stays when its last client ends.
+    enum Claim { Serve, Create, Persist };
+
+    explicit ClaimPolicy(uid_t owner = ::geteuid()) : m_owner(owner) {}
+
+    /**
+     * Reads the policy file @p path: one rule a line, "serve <path> <user>"
+     * or "create <path> <user>" (which lets it create persistent objects
+     * too), where a path that ends with '/' stands for
+     * everything below it and a user is a name or a number; '#' begins a
+     * comment. False with *error set (the line and why) for a file that
+     * cannot be read or has a line that is no rule.
+     */
+    bool load(const QString &path, QString *error);
+
+    /** Whether @p uid may make the claim on @p path, the client having
+     *  named @p package. Its own applications' area lets it serve and
+     *  create there, but not leave objects behind. */
+    bool allows(Claim claim, const QByteArray &path, uid_t uid, const QByteArray &package) const;
+    /** Whether @p uid is the device's owner or root. */
+    bool isOwner(uid_t uid) const { return uid == 0 || uid == m_owner; }
+
+private:
+    struct Rule
+    {
+        Claim claim;
+        QByteArray path;
+        uid_t uid;
+    };
+    uid_t m_owner;
+    std::vector<Rule> m_rules;
+};
 
 } // namespace broker
 } // namespace omdevice

@@ -5,6 +5,11 @@
 // a mirror file for QFileInfo and ls, with its owner and mode. A plain
 // object lives in the broker; a control object lives in its server, whose
 // listening sockets lie beside the mirror.
+//
+// Every file operation goes through the root's descriptor with *at() calls
+// and O_NOFOLLOW, one component at a time: a symbolic link in the tree, put
+// there by whoever, is never followed, so nothing outside the root is ever
+// made, changed or removed.
 
 #include "broker/policy.h"
 
@@ -29,6 +34,9 @@ struct Object
     uid_t uid = 0;
     gid_t gid = 0;
     mode_t mode = 0666;
+    // A plain object that stays when its last client has gone; any other
+    // goes with it.
+    bool persistent = false;
     std::set<Connection *> clients; // of a plain object
     Attributes attributes;
 };
@@ -36,7 +44,9 @@ struct Object
 class Registry
 {
 public:
-    explicit Registry(const QString &root);
+    /** @p rootFd: the root's descriptor (see om::bus::openRoot()), which
+     *  stays the caller's and must outlive the registry. */
+    explicit Registry(int rootFd);
     ~Registry();
     Registry(const Registry &) = delete;
     Registry &operator=(const Registry &) = delete;
@@ -63,19 +73,19 @@ public:
 
     std::vector<QString> paths() const;
 
-    /** Removes every file under the root but the broker's own. */
-    void clearFiles();
+    /** Removes every file under the root but the broker's own (@p keep). */
+    void clearFiles(const std::vector<QByteArray> &keep);
 
 private:
-    QByteArray filePath(const QString &objectPath) const;
-    bool makeDirectories(const QString &objectPath, int *error) const;
-    void writeMirror(const QByteArray &file, uid_t uid, gid_t gid, mode_t mode) const;
-    int makeSocket(const QByteArray &file, uid_t uid, gid_t gid, mode_t mode, int *error) const;
-    void removeEmptyDirectories(const QString &objectPath) const;
-    void unlinkAll(const QByteArray &file) const;
+    int openParent(const QString &objectPath, bool create, QByteArray *name, int *error) const;
+    bool writeMirror(int directory, const QByteArray &name, uid_t uid, gid_t gid, mode_t mode,
+                     int *error) const;
+    int makeSocket(int directory, const QByteArray &name, uid_t uid, gid_t gid, mode_t mode,
+                   int *error) const;
+    void removeFiles(const Object *object) const;
     Object *add(const QString &path, uid_t uid, gid_t gid, mode_t mode);
 
-    QString m_root;
+    int m_root;
     std::map<QString, Object *> m_objects;
 };
 

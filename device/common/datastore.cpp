@@ -208,7 +208,8 @@ public:
         for (;;) {
             const char *begin = m_buffer.data() + m_pos;
             const size_t available = m_end - m_pos;
-            const void *nl = std::memchr(begin, '\n', available);
+            // An empty buffer may have no storage at all: memchr must not see it.
+            const void *nl = available ? std::memchr(begin, '\n', available) : nullptr;
             if (nl) {
                 const size_t length = size_t(static_cast<const char *>(nl) - begin);
                 *out = QByteArray(begin, int(length));

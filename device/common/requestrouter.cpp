@@ -6,6 +6,9 @@
 
 #include <QDebug>
 
+#include <cerrno>
+#include <unistd.h>
+
 namespace omdevice {
 
 OM_DEVICE_LOGGING_CATEGORY(lcRequests, "requests");
@@ -77,6 +80,46 @@ QString Request::package() const
     return m_client.value(QStringLiteral("package")).toString();
 }
 
+uint Request::uid() const
+{
+    return m_client.value(QStringLiteral("uid")).toUInt();
+}
+
+bool Request::isPrivileged() const
+{
+    // A request that came with no client (a test's, or one for a client
+    // that is gone) has none of its rights.
+    if (!m_client.contains(QStringLiteral("uid")))
+        return false;
+    const uint user = uid();
+    return user == 0 || user == uint(::geteuid());
+}
+
+QString Request::application() const
+{
+    QString package = this->package();
+    package.replace(QLatin1Char('/'), QLatin1Char('?'));
+    if (isPrivileged())
+        return package;
+    return QString::number(uid()) + QLatin1Char('/') + package;
+}
+
+QString Request::application(const QString &package) const
+{
+    if (isPrivileged())
+        return package;
+    QString named = package;
+    named.replace(QLatin1Char('/'), QLatin1Char('?'));
+    return QString::number(uid()) + QLatin1Char('/') + named;
+}
+
+bool Request::mayActOn(const QString &application) const
+{
+    if (isPrivileged())
+        return true;
+    return application.startsWith(QString::number(uid()) + QLatin1Char('/'));
+}
+
 QVariantMap WireForm::envelope(const Request &request)
 {
     QVariantMap reply;
@@ -104,6 +147,11 @@ WireForm::FailureFunction WireForm::bareWhenUndecodable(const FailureFunction &f
             return QVariantMap{{keyErr(), why.text}};
         return failure(request, why);
     };
+}
+
+Failure WireForm::permissionDenied(const Request &request, const QString &what)
+{
+    return Failure{EACCES, QStringLiteral("%1: permission denied: %2").arg(request.msg(), what), {}};
 }
 
 WireForm WireForm::standard()
@@ -239,6 +287,16 @@ bool RequestRouter::fail(const Request &request, const Failure &failure) const
 bool RequestRouter::fail(const Request &request, int code, const QString &text) const
 {
     return fail(request, Failure{code, text, {}});
+}
+
+bool RequestRouter::permits(const Request &request, const QString &application) const
+{
+    if (request.mayActOn(application))
+        return true;
+    qCInfo(lcRequests).noquote() << m_server->path() << "refused" << request.msg() << "of uid"
+                                 << request.uid() << "on" << application;
+    fail(request, m_form.forbidden(request, application));
+    return false;
 }
 
 } // namespace omdevice

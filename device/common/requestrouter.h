@@ -44,7 +44,32 @@ public:
      *  "pid", "uid", "gid", "package". Kept with the request, so it is
      *  still there when the answer goes out after the client has gone. */
     const QVariantMap &client() const { return m_client; }
+    /** The package the client named when it opened: its own word. */
     QString package() const;
+
+    /** The client's user, as the kernel vouched for it. */
+    uint uid() const;
+    /** Whether the client is the device's owner (the user the device runs
+     *  as) or root: it plays the user, and may act on every application. */
+    bool isPrivileged() const;
+    /**
+     * The application that sent the request, as the device knows it: the
+     * client's user and its package together. The device owner's and
+     * root's applications are the device's own and go by their package
+     * alone; another user's is "<uid>/<package>", so that it never meets
+     * the device's application of the same package, nor a third user's.
+     * A '/' in a package becomes '?'. Everything a service keeps for an
+     * application is kept under this name.
+     */
+    QString application() const;
+    /** The application @p package of the client's user, for a request that
+     *  names one. The device's owner and root name any application, also
+     *  another user's by its whole name ("<uid>/<package>"). */
+    QString application(const QString &package) const;
+    /** Whether the client may act on @p application (a name as
+     *  application() makes it): one of its own user's, or any application
+     *  for the device's owner and root. */
+    bool mayActOn(const QString &application) const;
 
 private:
     int m_clientId = 0;
@@ -90,6 +115,11 @@ struct WireForm
     std::function<Failure(const Request &request)> unknown;
     /** The failure for a request whose "dat" has the wrong shape. */
     std::function<Failure(const Request &request, Shape wanted)> badShape;
+    /** The failure for a request on an application that its client may
+     *  not act on, or on a file that the client may not read: by default
+     *  EACCES, "<msg>: permission denied: <what>". */
+    std::function<Failure(const Request &request, const QString &what)> forbidden =
+        &WireForm::permissionDenied;
     /** Whether an unknown message that has no "id" is answered at all. */
     bool answerUnknownWithoutId = true;
 
@@ -106,6 +136,7 @@ struct WireForm
     /** "res" (the request's "msg"), "id" when the request had one, and
      *  "dat" (always) or "err" with the failure's text. */
     static WireForm standard();
+    static Failure permissionDenied(const Request &request, const QString &what);
 };
 
 /**
@@ -158,6 +189,9 @@ public:
     /** Answers @p request with a failure. */
     bool fail(const Request &request, const Failure &failure) const;
     bool fail(const Request &request, int code, const QString &text) const;
+    /** Whether @p request may act on @p application (Request::mayActOn());
+     *  if not, answers it with the form's refusal and returns false. */
+    bool permits(const Request &request, const QString &application) const;
 
     /** Routes one decoded message; for servers that are not wired to a
      *  ControlServer's signals and for tests. */

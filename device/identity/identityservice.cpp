@@ -226,7 +226,7 @@ void IdentityService::log(const Request &request, const QString &outcome, bool f
     const QString verbosity = options(request).verbosity;
     if (verbosity == QLatin1String("Silent") || (!failed && verbosity != QLatin1String("Verbose")))
         return;
-    qCInfo(lcIdentity).noquote() << request.package() << request.msg() << outcome;
+    qCInfo(lcIdentity).noquote() << request.application() << request.msg() << outcome;
 }
 
 QString IdentityService::providerOf(const Request &request)
@@ -258,7 +258,7 @@ bool IdentityService::admit(const Request &request, const QString &provider)
     for (int i = 0; i < m_forced.size(); ++i) {
         const ForcedFailure forced = m_forced.at(i);
         if (forced.msg == request.msg() &&
-            (forced.package.isEmpty() || forced.package == request.package())) {
+            (forced.package.isEmpty() || forced.package == request.application())) {
             m_forced.removeAt(i);
             fail(request, forced.code, forced.info);
             return false;
@@ -274,7 +274,7 @@ RequestRouter::Handler IdentityService::tokenRoute(const Operation &operation)
             return;
         Fields fields(request);
         RequestArguments args;
-        args.package = request.package();
+        args.package = request.application();
         if (!fields.text(protocol::keyTokenType(), &args.tokenType) ||
             !fields.text(protocol::keyAppliesTo(), &args.appliesTo)) {
             fail(request, IDS_NULL_OR_UNKNOWN_PARAMETERS, fields.problem());
@@ -291,7 +291,7 @@ RequestRouter::Handler IdentityService::dataRoute(int fieldsWanted, const Operat
             return;
         Fields fields(request);
         RequestArguments args;
-        args.package = request.package();
+        args.package = request.application();
         if (!fields.number(protocol::keyType(), &args.type) ||
             !fields.number(protocol::keyFlags(), &args.flags) ||
             ((fieldsWanted & Named) && !fields.text(protocol::keyName(), &args.name)) ||
@@ -346,7 +346,7 @@ void IdentityService::onRegisterNotifier(const Request &request)
         fail(request, EINVAL, fields.problem());
         return;
     }
-    notifier.owner = IdentityState::ownerOf(notifier.type, request.package());
+    notifier.owner = IdentityState::ownerOf(notifier.type, request.application());
     if (notifier.owner.isEmpty() ||
         (flags != protocol::NotifierStart && flags != protocol::NotifierStop) ||
         notifier.name.isEmpty() || notifier.name.toUtf8().size() > protocol::MaxDataNameBytes) {
@@ -665,7 +665,7 @@ void IdentityService::addUserRoutes()
              QVariantList list;
              for (const Challenge &c : qAsConst(m_challenges))
                  list.append(QVariantMap{{protocol::keyId(), c.id},
-                                         {protocol::simKeyPackage(), c.request.package()},
+                                         {protocol::simKeyPackage(), c.request.application()},
                                          {protocol::keyType(), c.type},
                                          {protocol::simKeyGroupId(), options(c.request).groupId},
                                          {QStringLiteral("since"), c.since}});

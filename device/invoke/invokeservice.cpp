@@ -109,6 +109,8 @@ void InvokeService::invoke(const Request &request)
         m_control->fail(request, InvokeReply::BadRequest, reason);
         return;
     }
+    // Who invoked is what the bus vouches for, not what the request says.
+    invocation.sender = request.application();
     invocation.time = QDateTime::currentMSecsSinceEpoch();
     invocation.action = decoded.action();
     invocation.mimeType = decoded.mimeType();

@@ -1,5 +1,6 @@
 #include "navigator/navigatorservice.h"
 
+#include "common/clientfile.h"
 #include "control/controlprotocol_p.h"
 #include "oms/navigatorprotocol_p.h"
 
@@ -8,7 +9,10 @@
 #include <QFileInfo>
 #include <QUuid>
 
+#include <algorithm>
 #include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace omdevice {
 
@@ -72,7 +76,7 @@ RequestRouter::Route NavigatorService::route(RequestRouter *router, const QStrin
 {
     return {msg, Shape::Any, [router, operation](const Request &request) {
                 Failure failure;
-                if (operation(request.map(), &failure))
+                if (operation(request, &failure))
                     router->answer(request);
                 else
                     router->fail(request, failure);
@@ -107,9 +111,10 @@ NavigatorService::NavigatorService(const DeviceContext &context, QObject *parent
          [this](const Request &request) {
              const QVariantMap dat = request.map();
              QVariantMap prompt;
-             for (const QString &key :
-                  {protocol::keyApp(), protocol::keyTitle(), protocol::keyMessage()})
+             for (const QString &key : {protocol::keyTitle(), protocol::keyMessage()})
                  prompt.insert(key, dat.value(key).toString());
+             // Whose prompt it is, as the device knows the client.
+             prompt.insert(protocol::keyApp(), request.application());
              m_closePrompts.insert(request.clientId(), prompt);
              m_control->answer(request);
              m_watchers.changed(protocol::homeMessage());
@@ -220,54 +225,76 @@ bool NavigatorService::commit(const QVariantMap &data, Failure *failure)
     return true;
 }
 
-bool NavigatorService::storeImage(const QString &path, const QString &name, QString *stored,
-                                  Failure *failure)
+bool NavigatorService::storeImage(const Request &request, const QString &path,
+                                  const QString &name, QString *stored, Failure *failure)
 {
-    const QFileInfo file(path);
     if (path.isEmpty()) {
         *failure = {EINVAL, QStringLiteral("no image file given")};
         return false;
     }
-    if (!file.exists()) {
-        *failure = {ENOENT, QStringLiteral("no such file: %1").arg(path)};
+    // Read as the application could: the navigator may read more than it.
+    // A file that is not there and one it may not read get one answer, so
+    // that the answer tells nothing the application could not find out.
+    const int fd = openAsClient(FileCredentials::of(request), path);
+    if (fd < 0) {
+        *failure = {EACCES, QStringLiteral("cannot read %1").arg(path)};
         return false;
     }
-    if (!file.isFile()) {
+    QFile source;
+    if (!source.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        *failure = {EACCES, QStringLiteral("cannot read %1").arg(path)};
+        return false;
+    }
+    struct stat st;
+    if (::fstat(fd, &st) < 0 || !S_ISREG(st.st_mode)) {
         *failure = {EISDIR, QStringLiteral("not a file: %1").arg(path)};
         return false;
     }
-    if (file.size() > MaxImageSize) {
+    if (st.st_size > MaxImageSize) {
         *failure = {EFBIG, QStringLiteral("image larger than 32 MiB: %1").arg(path)};
-        return false;
-    }
-    QFile source(path);
-    if (!source.open(QIODevice::ReadOnly)) {
-        *failure = {EACCES, QStringLiteral("cannot read %1").arg(path)};
         return false;
     }
     const QString directory = m_context.dataDirectory + QLatin1String("/navigator");
     QDir().mkpath(directory);
+    const QString suffix = QFileInfo(path).suffix();
     QString target = directory + QLatin1Char('/') + name + QLatin1Char('-') +
                      QUuid::createUuid().toString(QUuid::WithoutBraces);
-    if (!file.suffix().isEmpty())
-        target += QLatin1Char('.') + file.suffix();
-    if (!source.copy(target)) {
-        *failure = {EIO, QStringLiteral("cannot store %1: %2").arg(path, source.errorString())};
+    if (!suffix.isEmpty())
+        target += QLatin1Char('.') + suffix;
+    QFile copy(target);
+    bool copied = copy.open(QIODevice::WriteOnly | QIODevice::NewOnly);
+    // O_NONBLOCK on a regular file changes nothing; the file is read to
+    // its end, at most the largest image and one byte more.
+    for (qint64 left = MaxImageSize + 1; copied && left > 0;) {
+        const QByteArray chunk = source.read(std::min<qint64>(left, 1 << 20));
+        if (chunk.isEmpty())
+            break;
+        left -= chunk.size();
+        copied = copy.write(chunk) == chunk.size();
+    }
+    if (!copied || source.error() != QFileDevice::NoError || copy.size() > MaxImageSize ||
+        !copy.flush()) {
+        *failure = {EIO, QStringLiteral("cannot store %1: %2")
+                             .arg(path, copy.error() != QFileDevice::NoError ? copy.errorString()
+                                                                              : source.errorString())};
+        copy.remove();
         return false;
     }
     *stored = target;
     return true;
 }
 
-bool NavigatorService::setWallpaper(const QVariantMap &dat, Failure *failure)
+bool NavigatorService::setWallpaper(const Request &request, Failure *failure)
 {
+    const QVariantMap dat = request.map();
     if (m_data.value(keyWallpaperLocked).toBool()) {
         *failure = {EPERM, QStringLiteral("the wallpaper is locked")};
         return false;
     }
     const QString path = dat.value(protocol::keyPath()).toString();
     QString stored;
-    if (!storeImage(path, QStringLiteral("wallpaper"), &stored, failure))
+    if (!storeImage(request, path, QStringLiteral("wallpaper"), &stored, failure))
         return false;
     const QString previous = m_data.value(keyWallpaper).toMap().value(keyStored).toString();
     QVariantMap wallpaper;
@@ -284,8 +311,12 @@ bool NavigatorService::setWallpaper(const QVariantMap &dat, Failure *failure)
     return true;
 }
 
-bool NavigatorService::addShortcut(const QVariantMap &dat, Failure *failure)
+bool NavigatorService::addShortcut(const Request &request, Failure *failure)
 {
+    const QVariantMap dat = request.map();
+    // Each application has shortcuts of its own: another's of one URL does
+    // not stand in its way.
+    const QString application = request.application();
     const QString icon = dat.value(protocol::keyIcon()).toString();
     const QString label = dat.value(protocol::keyLabel()).toString();
     const QString url = dat.value(protocol::keyUrl()).toString();
@@ -295,14 +326,15 @@ bool NavigatorService::addShortcut(const QVariantMap &dat, Failure *failure)
     }
     QVariantList shortcuts = m_data.value(keyShortcuts).toList();
     for (const QVariant &entry : qAsConst(shortcuts)) {
-        if (entry.toMap().value(protocol::keyUrl()).toString() == url) {
+        if (entry.toMap().value(protocol::keyUrl()).toString() == url &&
+            entry.toMap().value(protocol::keyApp(), application).toString() == application) {
             *failure = {EEXIST,
                         QStringLiteral("a shortcut for %1 is already on the home screen").arg(url)};
             return false;
         }
     }
     QString stored;
-    if (!storeImage(icon, QStringLiteral("icon"), &stored, failure))
+    if (!storeImage(request, icon, QStringLiteral("icon"), &stored, failure))
         return false;
     // Kept as the application sent it, with the navigator's copy of the
     // icon; "home" shows it so.
@@ -312,6 +344,7 @@ bool NavigatorService::addShortcut(const QVariantMap &dat, Failure *failure)
     shortcut.insert(protocol::keyLabel(), label);
     shortcut.insert(protocol::keyCategory(), dat.value(protocol::keyCategory()).toString());
     shortcut.insert(protocol::keyUrl(), url);
+    shortcut.insert(protocol::keyApp(), application);
     shortcuts.append(shortcut);
     QVariantMap next = m_data;
     next.insert(keyShortcuts, shortcuts);
@@ -322,9 +355,12 @@ bool NavigatorService::addShortcut(const QVariantMap &dat, Failure *failure)
     return true;
 }
 
-bool NavigatorService::setBadge(const QVariantMap &dat, bool on, Failure *failure)
+bool NavigatorService::setBadge(const Request &request, bool on, Failure *failure)
 {
-    const QString app = dat.value(protocol::keyApp()).toString();
+    const QVariantMap dat = request.map();
+    const QString named = dat.value(protocol::keyApp()).toString();
+    // The badge of the named application of the client's own user.
+    const QString app = named.isEmpty() ? QString() : request.application(named);
     if (app.isEmpty()) {
         *failure = {EINVAL, QStringLiteral("a badge needs the application's name")};
         return false;
@@ -342,8 +378,9 @@ bool NavigatorService::setBadge(const QVariantMap &dat, bool on, Failure *failur
     return commit(next, failure);
 }
 
-bool NavigatorService::setLockState(const QVariantMap &dat, Failure *failure)
+bool NavigatorService::setLockState(const Request &request, Failure *failure)
 {
+    const QVariantMap dat = request.map();
     const QString state = dat.value(protocol::keyState()).toString();
     if (!lockStates.contains(state)) {
         *failure = {EINVAL, QStringLiteral("unknown lock state \"%1\"; one of %2")
@@ -366,8 +403,9 @@ bool NavigatorService::setLockState(const QVariantMap &dat, Failure *failure)
     return true;
 }
 
-bool NavigatorService::setFlag(const QString &key, const QVariantMap &dat, Failure *failure)
+bool NavigatorService::setFlag(const QString &key, const Request &request, Failure *failure)
 {
+    const QVariantMap dat = request.map();
     const QVariant on = dat.value(protocol::keyOn());
     if (on.userType() != QMetaType::Bool) {
         *failure = {EINVAL, QStringLiteral("\"on\" must be true or false")};

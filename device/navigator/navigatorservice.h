@@ -37,7 +37,7 @@ private:
     static WireForm applicationWireForm();
     // An operation on the navigator's state: done, or refused with a
     // failure whose code is an errno value.
-    using Operation = std::function<bool(const QVariantMap &dat, Failure *failure)>;
+    using Operation = std::function<bool(const Request &request, Failure *failure)>;
     static RequestRouter::Route route(RequestRouter *router, const QString &msg,
                                       const Operation &operation);
 
@@ -45,16 +45,18 @@ private:
     static QString checkSaved(const QVariantMap &data);
     void onControlClientClosed(int clientId);
 
-    bool setWallpaper(const QVariantMap &dat, Failure *failure);
-    bool addShortcut(const QVariantMap &dat, Failure *failure);
-    bool setBadge(const QVariantMap &dat, bool on, Failure *failure);
-    bool setLockState(const QVariantMap &dat, Failure *failure);
-    bool setFlag(const QString &key, const QVariantMap &dat, Failure *failure);
+    bool setWallpaper(const Request &request, Failure *failure);
+    bool addShortcut(const Request &request, Failure *failure);
+    bool setBadge(const Request &request, bool on, Failure *failure);
+    bool setLockState(const Request &request, Failure *failure);
+    bool setFlag(const QString &key, const Request &request, Failure *failure);
     QVariantMap home() const;
 
     /** Copies an image that an application named into the device's own
-     *  storage, so that it stays when the application's file goes. */
-    bool storeImage(const QString &path, const QString &name, QString *stored, Failure *failure);
+     *  storage, so that it stays when the application's file goes. The
+     *  file is read with the application's rights. */
+    bool storeImage(const Request &request, const QString &path, const QString &name,
+                    QString *stored, Failure *failure);
     /** Saves @p data and makes it the state; false (and nothing changed) if
      *  it cannot be saved. */
     bool commit(const QVariantMap &data, Failure *failure);

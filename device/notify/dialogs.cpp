@@ -65,11 +65,15 @@ void Dialogs::alert(const Request &request)
         return;
     }
     const QString itemId = content.value(KeyItemId).toString();
-    // Showing a dialog again, from wherever, replaces the one on screen.
+    // Showing a dialog again, from wherever, replaces the one on screen,
+    // if it is one of the client's user's.
+    const auto shown = m_dialogs.constFind(itemId);
+    if (shown != m_dialogs.cend() && !service()->router()->permits(request, shown->application))
+        return;
     Dialog &dialog = m_dialogs[itemId];
     dialog.itemId = itemId;
     dialog.clientId = request.clientId();
-    dialog.application = request.package();
+    dialog.application = request.application();
     dialog.shown = QDateTime::currentMSecsSinceEpoch();
     dialog.content = content;
     service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});

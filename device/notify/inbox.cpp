@@ -206,8 +206,9 @@ void Inbox::notify(const Request &request)
         service()->router()->fail(request, 0, QStringLiteral("notify without itemId"));
         return;
     }
-    // The application is the package the bus reports for the client.
-    const QString application = request.package();
+    // The application is the client's user and package, as the bus
+    // reports them: another user's client never reaches these items.
+    const QString application = request.application();
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     Application &app = m_applications[application];
     const auto known = app.sequences.constFind(itemId);
@@ -270,7 +271,7 @@ void Inbox::clear(const Request &request, bool remove)
             return; // malformed: never taken for "every item"
         itemId = request.map().value(KeyItemId).toString();
     }
-    clear(request.package(), itemId, remove);
+    clear(request.application(), itemId, remove);
 }
 
 bool Inbox::clear(const QString &application, const QString &itemId, bool remove, QString *error)

@@ -21,10 +21,14 @@ bool isGlobal(const QVariantMap &dat)
     return dat.value(Name).toString() == Global && !dat.contains(protocol::keyType());
 }
 
-// The name a settings request is about; empty if it has none.
+// The name a settings request is about: "global", or the application
+// it names as the client's user's; empty if it has none.
 QString nameOf(const Request &request)
 {
-    return request.map().value(Name).toString();
+    const QString name = request.map().value(Name).toString();
+    if (name.isEmpty() || isGlobal(request.map()))
+        return name;
+    return request.application(name);
 }
 
 } // namespace
@@ -122,8 +126,9 @@ void NotificationSettingsPart::monitor(const Request &request)
 
 void NotificationSettingsPart::registerSettings(const Request &request)
 {
+    const QString name = nameOf(request);
     QVariantMap dat = request.map();
-    const QString name = dat.take(Name).toString();
+    dat.remove(Name);
     if (name.isEmpty()) {
         service()->router()->fail(request, 0, QStringLiteral("registerSettings needs a name"));
         return;

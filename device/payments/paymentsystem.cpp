@@ -227,7 +227,7 @@ bool PaymentSystem::fail(const Request &request, int code, const QString &text,
                          const QString &subCode)
 {
     qCDebug(lcPayments, "%s of %s fails with %d: %s", qPrintable(request.msg()),
-            qPrintable(request.package()), code, qPrintable(text));
+            qPrintable(request.application()), code, qPrintable(text));
     return m_control->fail(request, failure(code, text, subCode));
 }
 
@@ -269,7 +269,7 @@ void PaymentSystem::purchase(const Request &request)
     const QVariantMap dat = request.map();
     const bool test = dat.value(protocol::keyLocalMode()).toBool();
     m_store.advance();
-    if (good->kind != Good::Consumable && m_store.activeOf(request.package(), test, *good)) {
+    if (good->kind != Good::Consumable && m_store.activeOf(request.application(), test, *good)) {
         fail(request, protocol::ErrorFailed,
              good->isSubscription() ? QStringLiteral("the subscription runs already")
                                     : QStringLiteral("the good is owned already"),
@@ -286,7 +286,7 @@ void PaymentSystem::purchase(const Request &request)
 
     Pending pending;
     pending.request = request;
-    pending.purchase.package = request.package();
+    pending.purchase.package = request.application();
     pending.purchase.test = test;
     pending.purchase.goodId = good->id;
     pending.purchase.metadata = text(dat, protocol::keyMetadata());
@@ -319,7 +319,7 @@ void PaymentSystem::purchase(const Request &request)
         m_pending.append(pending);
         changed();
         qCInfo(lcPayments, "purchase %d of \"%s\" by %s waits for the user", pending.number,
-               qPrintable(good->id), qPrintable(request.package()));
+               qPrintable(good->id), qPrintable(request.application()));
     } else {
         complete(pending);
     }
@@ -396,7 +396,7 @@ void PaymentSystem::existingPurchases(const Request &request)
     m_store.advance();
     const bool test = request.map().value(protocol::keyLocalMode()).toBool();
     QVariantList receipts;
-    for (const Purchase &p : m_store.purchasesOf(request.package(), test)) {
+    for (const Purchase &p : m_store.purchasesOf(request.application(), test)) {
         if (!p.refunded)
             receipts.append(p.receipt());
     }
@@ -428,7 +428,7 @@ void PaymentSystem::checkExisting(const Request &request)
         return;
     m_store.advance();
     const bool test = request.map().value(protocol::keyLocalMode()).toBool();
-    const bool exists = m_store.activeOf(request.package(), test, *good) != nullptr;
+    const bool exists = m_store.activeOf(request.application(), test, *good) != nullptr;
     m_control->answer(request, QVariantMap{{protocol::keySubscriptionExists(), exists}});
 }
 
@@ -442,7 +442,7 @@ void PaymentSystem::cancelSubscription(const Request &request)
     m_store.advance();
     const Purchase *found = m_store.find(purchaseId);
     // Another application's purchase, or one of the other store, is none.
-    if (!found || found->package != request.package() || found->test != test) {
+    if (!found || found->package != request.application() || found->test != test) {
         fail(request, protocol::ErrorFailed, QStringLiteral("no purchase \"%1\"").arg(purchaseId),
              protocol::subCodeUnknownPurchase());
         return;

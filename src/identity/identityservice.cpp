@@ -2,6 +2,8 @@
 
 #include <ids/ids.h>
 
+#include "enumbits_p.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -40,7 +42,8 @@ int IdentityService::setGuiAllowed(bool allowed)
 int IdentityService::setLogVerbosity(IdentityServiceLogVerbosity::Type verbosity)
 {
     const char *text;
-    switch (verbosity) {
+    // Any number may come; only the named ones have a name.
+    switch (enumBits(verbosity)) {
     case IdentityServiceLogVerbosity::None:
         text = "Silent";
         break;

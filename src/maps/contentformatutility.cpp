@@ -1,5 +1,7 @@
 #include <om/platform/contentformatutility.h>
 
+#include "enumbits_p.h"
+
 namespace om {
 namespace platform {
 
@@ -77,7 +79,7 @@ void appendText(QString &text, const QString &tag, const QString &value)
 // "search":"...","search_pattern":"...","search_center":{...}, each with its
 // comma; nothing of it without a search text.
 void appendSearch(QString &text, double searchLatitude, double searchLongitude,
-                  const QString &searchText, MapSearchMode::Type searchMode)
+                  const QString &searchText, int searchMode)
 {
     if (searchText.isNull())
         return;
@@ -108,7 +110,7 @@ QString beginView(const QString &viewMode, double latitude, double longitude, in
 QString generateLocation(ContentType type, double latitude, double longitude, const QString &name,
                          const QString &description, bool geocode)
 {
-    if (type != JsonContent)
+    if (enumBits(type) != JsonContent)
         return QString();
     QString text = PLACEMARK_LOCATION_TAG + QLatin1String(":{");
     if (isPairSet(latitude, longitude)) {
@@ -125,7 +127,7 @@ QString generateLocation(ContentType type, double latitude, double longitude, co
 
 QString generateSearchLocation(ContentType type, double latitude, double longitude)
 {
-    if (type != JsonContent)
+    if (enumBits(type) != JsonContent)
         return QString();
     return SEARCH_CENTER_LOCATION_TAG + QLatin1String(":{") + LATITUDE_TAG + QLatin1Char(':')
            + coordinate(latitude) + QLatin1Char(',') + LONGITUDE_TAG + QLatin1Char(':')
@@ -135,7 +137,7 @@ QString generateSearchLocation(ContentType type, double latitude, double longitu
 QString generateCameraLocation(ContentType type, double latitude, double longitude, int altitude,
                                int heading)
 {
-    if (type != JsonContent)
+    if (enumBits(type) != JsonContent)
         return QString();
     return CENTER_LOCATION_TAG + QLatin1String(":{") + LATITUDE_TAG + QLatin1Char(':')
            + coordinate(latitude) + QLatin1Char(',') + LONGITUDE_TAG + QLatin1Char(':')
@@ -152,10 +154,10 @@ QString generateMapViewContent(ContentType type, double centerLatitude, double c
                                const QString &locationName, const QString &locationDescription,
                                bool geocodeLocationEnabled)
 {
-    if (type != JsonContent)
+    if (enumBits(type) != JsonContent)
         return QString();
     QString text = beginView(MAP_VIEW_MODE_VALUE, centerLatitude, centerLongitude, altitude, heading);
-    appendSearch(text, searchLatitude, searchLongitude, searchText, searchMode);
+    appendSearch(text, searchLatitude, searchLongitude, searchText, enumBits(searchMode));
     // A geocoded place is found by its name; otherwise it needs coordinates.
     const bool placemark = geocodeLocationEnabled ? !locationName.isNull()
                                                   : isPairSet(locationLatitude, locationLongitude);
@@ -174,7 +176,7 @@ QString generateNavigationEndPointLocation(ContentType type, bool isStart, doubl
                                            double longitude, const QString &name,
                                            const QString &description, const QString &address)
 {
-    if (type != JsonContent)
+    if (enumBits(type) != JsonContent)
         return QString();
     QString text = (isStart ? NAVIGATION_START_LOCATION_TAG : NAVIGATION_END_LOCATION_TAG)
                    + QLatin1String(":{");
@@ -205,7 +207,7 @@ QString generateNavigationViewContent(
     double searchLongitude, const QString &searchText, MapSearchMode::Type searchMode,
     bool currentLocationEnabled)
 {
-    if (type != JsonContent)
+    if (enumBits(type) != JsonContent)
         return QString();
     QString text =
         beginView(NAVIGATION_VIEW_MODE_VALUE, centerLatitude, centerLongitude, altitude, heading);
@@ -219,16 +221,21 @@ QString generateNavigationViewContent(
                                                    endName, endDescription, endAddress)
                 + QLatin1Char(',');
     }
-    if (handsFree != HandsFreeNavigation::Undefined || navigationMode != MapNavigationMode::Undefined
-        || avoidOptionsSet || transportationMode != MapTransportationMode::Undefined) {
+    // The modes as the numbers they hold: any number may come, and one the
+    // enumeration does not know counts as the value that is not Undefined.
+    const int hands = enumBits(handsFree);
+    const int route = enumBits(navigationMode);
+    const int transport = enumBits(transportationMode);
+    if (hands != HandsFreeNavigation::Undefined || route != MapNavigationMode::Undefined
+        || avoidOptionsSet || transport != MapTransportationMode::Undefined) {
         text += NAVIGATION_OPTIONS_TAG + QLatin1String(":{");
-        if (handsFree != HandsFreeNavigation::Undefined) {
+        if (hands != HandsFreeNavigation::Undefined) {
             text += HANDS_FREE_TAG + QLatin1Char(':')
-                    + boolean(handsFree == HandsFreeNavigation::Enabled) + QLatin1Char(',');
+                    + boolean(hands == HandsFreeNavigation::Enabled) + QLatin1Char(',');
         }
-        if (navigationMode != MapNavigationMode::Undefined) {
+        if (route != MapNavigationMode::Undefined) {
             text += NAVIGATION_MODE_TAG + QLatin1Char(':')
-                    + (navigationMode == MapNavigationMode::ShortestRoute
+                    + (route == MapNavigationMode::ShortestRoute
                            ? SHORTEST_NAVIGATION_MODE_VALUE
                            : FASTEST_NAVIGATION_MODE_VALUE)
                     + QLatin1Char(',');
@@ -237,9 +244,9 @@ QString generateNavigationViewContent(
             text += AVOID_HIGHWAYS_TAG + QLatin1Char(':') + boolean(avoidHighways) + QLatin1Char(',')
                     + AVOID_TOLLS_TAG + QLatin1Char(':') + boolean(avoidTolls) + QLatin1Char(',');
         }
-        if (transportationMode != MapTransportationMode::Undefined) {
+        if (transport != MapTransportationMode::Undefined) {
             text += TRANSPORT_MODE_TAG + QLatin1Char(':')
-                    + (transportationMode == MapTransportationMode::Pedestrian
+                    + (transport == MapTransportationMode::Pedestrian
                            ? PEDESTRIAN_TRANSPORT_MODE_VALUE
                            : CAR_TRANSPORT_MODE_VALUE);
         }
@@ -247,7 +254,7 @@ QString generateNavigationViewContent(
         text += QLatin1String("},");
     }
     text += GEOLOCATION_TAG + QLatin1Char(':') + boolean(currentLocationEnabled) + QLatin1Char(',');
-    appendSearch(text, searchLatitude, searchLongitude, searchText, searchMode);
+    appendSearch(text, searchLatitude, searchLongitude, searchText, enumBits(searchMode));
     removeTrailingCommas(text);
     text += QLatin1Char('}');
     return text;

@@ -5,13 +5,16 @@
 #include <om/platform/mapviewmode.h>
 #include <om/platform/typicalmapaltitude.h>
 
+#include "enumbits_p.h"
+
 namespace om {
 namespace platform {
 
 namespace {
 
 // Writes the name (with the stream's blank after it) of a value that has
-// one; a value without a name writes nothing, not even the blank.
+// one; a value without a name writes nothing, not even the blank. Values
+// are read with enumBits(): they need not be one of the enumeration's.
 QDebug printName(QDebug debug, const char *name)
 {
     if (name)
@@ -26,7 +29,7 @@ MapViewMode::~MapViewMode() = default;
 
 QDebug operator<<(QDebug debug, const MapViewMode::Type &type)
 {
-    switch (type) {
+    switch (enumBits(type)) {
     case MapViewMode::Map:
         return printName(debug, "MapViewMode::Map");
     case MapViewMode::Navigation:
@@ -42,7 +45,7 @@ MapSearchMode::~MapSearchMode() = default;
 
 QDebug operator<<(QDebug debug, const MapSearchMode::Type &type)
 {
-    switch (type) {
+    switch (enumBits(type)) {
     case MapSearchMode::Radial:
         return printName(debug, "MapSearchMode::Radial");
     case MapSearchMode::Path:
@@ -56,7 +59,7 @@ MapNavigationMode::~MapNavigationMode() = default;
 
 QDebug operator<<(QDebug debug, const MapNavigationMode::Type &type)
 {
-    switch (type) {
+    switch (enumBits(type)) {
     case MapNavigationMode::Undefined:
         return printName(debug, "MapNavigationMode::Undefined");
     case MapNavigationMode::FastestRoute:
@@ -72,7 +75,7 @@ MapTransportationMode::~MapTransportationMode() = default;
 
 QDebug operator<<(QDebug debug, const MapTransportationMode::Type &type)
 {
-    switch (type) {
+    switch (enumBits(type)) {
     case MapTransportationMode::Undefined:
         return printName(debug, "MapTransportationMode::Undefined");
     case MapTransportationMode::Car:
@@ -88,7 +91,7 @@ HandsFreeNavigation::~HandsFreeNavigation() = default;
 
 QDebug operator<<(QDebug debug, const HandsFreeNavigation::Type &type)
 {
-    switch (type) {
+    switch (enumBits(type)) {
     case HandsFreeNavigation::Undefined:
         return printName(debug, "HandsFreeNavigation::Undefined");
     case HandsFreeNavigation::Enabled:

@@ -69,9 +69,9 @@ void MapInvokerPrivate::setSearchText(const QString &text)
 void MapInvokerPrivate::setSearchMode(MapSearchMode::Type mode)
 {
     Q_Q(MapInvoker);
-    if (!assignIfChanged(m_searchMode, mode))
+    if (!assignIfChanged(m_searchMode, enumBits(mode)))
         return;
-    Q_EMIT q->searchModeChanged(m_searchMode);
+    Q_EMIT q->searchModeChanged(searchMode());
     Q_EMIT q->searchModeChanged(int(m_searchMode));
 }
 

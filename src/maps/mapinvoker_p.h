@@ -5,6 +5,8 @@
 #include <om/platform/mapinvoker.h>
 #include <om/platform/mapviewmode.h>
 
+#include "enumbits_p.h"
+
 #include <QObject>
 #include <QString>
 
@@ -65,12 +67,12 @@ public:
     /** The MIME type of the content. */
     virtual QString msgMimeType() const;
 
-    MapViewMode::Type viewMode() const { return m_viewMode; }
+    MapViewMode::Type viewMode() const { return MapViewMode::Type(m_viewMode); }
     bool isCurrentLocationEnabled() const { return m_currentLocationEnabled; }
     double searchLatitude() const { return m_searchLatitude; }
     double searchLongitude() const { return m_searchLongitude; }
     QString searchText() const { return m_searchText; }
-    MapSearchMode::Type searchMode() const { return m_searchMode; }
+    MapSearchMode::Type searchMode() const { return MapSearchMode::Type(m_searchMode); }
     double centerLatitude() const { return m_centerLatitude; }
     double centerLongitude() const { return m_centerLongitude; }
     int altitude() const { return m_altitude; }
@@ -96,17 +98,18 @@ public Q_SLOTS:
 
 protected:
     /** For subclasses only; emits nothing. */
-    void setViewMode(MapViewMode::Type mode) { m_viewMode = mode; }
+    void setViewMode(MapViewMode::Type mode) { m_viewMode = enumBits(mode); }
 
     MapInvoker *const q_ptr;
 
 private:
-    MapViewMode::Type m_viewMode = MapViewMode::Map;
+    // Modes are kept as the numbers they were given (see enumBits()).
+    int m_viewMode = MapViewMode::Map;
     bool m_currentLocationEnabled = false;
     double m_searchLatitude = UnsetCoordinate;
     double m_searchLongitude = UnsetCoordinate;
     QString m_searchText;
-    MapSearchMode::Type m_searchMode = MapSearchMode::Radial;
+    int m_searchMode = MapSearchMode::Radial;
     double m_centerLatitude = UnsetCoordinate;
     double m_centerLongitude = UnsetCoordinate;
     int m_altitude = 0;

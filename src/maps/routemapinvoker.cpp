@@ -14,9 +14,9 @@ QString RouteMapInvokerPrivate::generateMsgContent() const
     return generateNavigationViewContent(
         JsonContent, centerLatitude(), centerLongitude(), altitude(), heading(), m_startLatitude,
         m_startLongitude, m_startName, m_startDescription, m_startAddress, m_endLatitude,
-        m_endLongitude, m_endName, m_endDescription, m_endAddress, m_handsFreeNavigation,
-        m_navigationMode, m_avoidHighwaysEnabled, m_avoidTollsEnabled, m_avoidOptionsSet,
-        m_transportationMode, searchLatitude(), searchLongitude(), searchText(), searchMode(),
+        m_endLongitude, m_endName, m_endDescription, m_endAddress, handsFreeNavigation(),
+        navigationMode(), m_avoidHighwaysEnabled, m_avoidTollsEnabled, m_avoidOptionsSet,
+        transportationMode(), searchLatitude(), searchLongitude(), searchText(), searchMode(),
         isCurrentLocationEnabled());
 }
 
@@ -98,18 +98,18 @@ void RouteMapInvokerPrivate::setEndAddress(const QString &address)
 void RouteMapInvokerPrivate::setHandsFreeNavigation(HandsFreeNavigation::Type value)
 {
     Q_Q(RouteMapInvoker);
-    if (!assignIfChanged(m_handsFreeNavigation, value))
+    if (!assignIfChanged(m_handsFreeNavigation, enumBits(value)))
         return;
-    Q_EMIT q->handsFreeNavigationChanged(m_handsFreeNavigation);
+    Q_EMIT q->handsFreeNavigationChanged(handsFreeNavigation());
     Q_EMIT q->handsFreeNavigationChanged(int(m_handsFreeNavigation));
 }
 
 void RouteMapInvokerPrivate::setNavigationMode(MapNavigationMode::Type mode)
 {
     Q_Q(RouteMapInvoker);
-    if (!assignIfChanged(m_navigationMode, mode))
+    if (!assignIfChanged(m_navigationMode, enumBits(mode)))
         return;
-    Q_EMIT q->navigationModeChanged(m_navigationMode);
+    Q_EMIT q->navigationModeChanged(navigationMode());
     Q_EMIT q->navigationModeChanged(int(m_navigationMode));
 }
 
@@ -134,9 +134,9 @@ void RouteMapInvokerPrivate::setAvoidHighwaysEnabled(bool enable)
 void RouteMapInvokerPrivate::setTransportationMode(MapTransportationMode::Type mode)
 {
     Q_Q(RouteMapInvoker);
-    if (!assignIfChanged(m_transportationMode, mode))
+    if (!assignIfChanged(m_transportationMode, enumBits(mode)))
         return;
-    Q_EMIT q->transportationModeChanged(m_transportationMode);
+    Q_EMIT q->transportationModeChanged(transportationMode());
     Q_EMIT q->transportationModeChanged(int(m_transportationMode));
 }
 

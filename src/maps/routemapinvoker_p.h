@@ -30,13 +30,13 @@ public:
     QString endName() const { return m_endName; }
     QString endDescription() const { return m_endDescription; }
     QString endAddress() const { return m_endAddress; }
-    MapNavigationMode::Type navigationMode() const { return m_navigationMode; }
+    MapNavigationMode::Type navigationMode() const { return MapNavigationMode::Type(m_navigationMode); }
     bool isAvoidTollsEnabled() const { return m_avoidTollsEnabled; }
     bool isAvoidHighwaysEnabled() const { return m_avoidHighwaysEnabled; }
-    MapTransportationMode::Type transportationMode() const { return m_transportationMode; }
+    MapTransportationMode::Type transportationMode() const { return MapTransportationMode::Type(m_transportationMode); }
     /** Whether an avoid option has ever changed; never goes back. */
     bool avoidOptionsSet() const { return m_avoidOptionsSet; }
-    HandsFreeNavigation::Type handsFreeNavigation() const { return m_handsFreeNavigation; }
+    HandsFreeNavigation::Type handsFreeNavigation() const { return HandsFreeNavigation::Type(m_handsFreeNavigation); }
 
     void setStartLatitude(double value);
     void setStartLongitude(double value);
@@ -65,12 +65,13 @@ private:
     QString m_endName;
     QString m_endDescription;
     QString m_endAddress;
-    MapNavigationMode::Type m_navigationMode = MapNavigationMode::Undefined;
+    // Modes are kept as the numbers they were given (see enumBits()).
+    int m_navigationMode = MapNavigationMode::Undefined;
     bool m_avoidTollsEnabled = false;
     bool m_avoidHighwaysEnabled = false;
-    MapTransportationMode::Type m_transportationMode = MapTransportationMode::Undefined;
+    int m_transportationMode = MapTransportationMode::Undefined;
     bool m_avoidOptionsSet = false;
-    HandsFreeNavigation::Type m_handsFreeNavigation = HandsFreeNavigation::Undefined;
+    int m_handsFreeNavigation = HandsFreeNavigation::Undefined;
 };
 
 } // namespace platform

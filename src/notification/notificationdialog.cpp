@@ -10,6 +10,8 @@
 #include <QMutexLocker>
 #include <QUuid>
 
+#include <algorithm>
+
 using om::system::InvokeRequest;
 using om::system::SystemUiButton;
 
@@ -225,10 +227,15 @@ void NotificationDialogPrivate::onReceive(QVariantMap response)
 void NotificationDialogPrivate::onDestroyed(QObject *object)
 {
     QMutexLocker lock(&mutex);
-    // The button is no more than a QObject by now: compare pointers only.
+    // The button is no more than a QObject by now: it may not even be cast
+    // to what it was, so each button is made a QObject to be compared.
     // Its invocation stays where it is, so the requests of the buttons
     // behind it no longer line up with them.
-    buttons.removeAll(static_cast<SystemUiButton *>(object));
+    buttons.erase(std::remove_if(buttons.begin(), buttons.end(),
+                                 [object](SystemUiButton *button) {
+                                     return static_cast<QObject *>(button) == object;
+                                 }),
+                  buttons.end());
 }
 
 void NotificationDialogPrivate::qmlAppend(QQmlListProperty<SystemUiButton> *list,

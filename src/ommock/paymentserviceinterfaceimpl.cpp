@@ -6,6 +6,7 @@
 #include <om/system/invokerequest.h>
 #include <om/system/invoketargetreply.h>
 
+#include <QMetaEnum>
 #include <QSocketNotifier>
 
 #include <cerrno>
@@ -349,9 +350,13 @@ void PaymentServiceInterfaceImpl::readInvocation(pps_decoder_t *decoder) const
     if (const char *uri = optionalString(decoder, "uri"))
         request.setUri(in(uri));
     int number = 0;
-    if (pps_decoder_get_int(decoder, "fileTransferMode", &number) == PPS_DECODER_OK)
+    // A number that names no value of its enumeration is left out: cast to
+    // it, it would be undefined.
+    if (pps_decoder_get_int(decoder, "fileTransferMode", &number) == PPS_DECODER_OK &&
+        QMetaEnum::fromType<om::system::FileTransferMode::Type>().valueToKey(number))
         request.setFileTransferMode(om::system::FileTransferMode::Type(number));
-    if (pps_decoder_get_int(decoder, "perimeter", &number) == PPS_DECODER_OK)
+    if (pps_decoder_get_int(decoder, "perimeter", &number) == PPS_DECODER_OK &&
+        QMetaEnum::fromType<om::system::SecurityPerimeter::Type>().valueToKey(number))
         request.setPerimeter(om::system::SecurityPerimeter::Type(number));
     if (pps_decoder_get_int(decoder, "targetTypes", &number) == PPS_DECODER_OK)
         request.setTargetTypes(om::system::InvokeTarget::Types(number));

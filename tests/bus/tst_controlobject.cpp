@@ -378,8 +378,14 @@ void tst_ControlObject::credentialsAndPackage()
             PpsObject pps(Control);
             if (!pps.open(PpsOpenMode::PublishSubscribe))
                 return 1;
+            // Its supplementary groups, for the server to compare.
+            gid_t groups[64];
+            const int count = ::getgroups(64, groups);
+            QStringList listed;
+            for (int i = 0; i < count; ++i)
+                listed.append(QString::number(groups[i]));
             return pps.writeMessage(QStringLiteral("ping"), QString::number(::getpid()),
-                                    QVariantMap()) == 0
+                                    {{QStringLiteral("groups"), listed.join(',')}}) == 0
                        ? 0
                        : 2;
         },
@@ -387,7 +393,11 @@ void tst_ControlObject::credentialsAndPackage()
     QCOMPARE(status, 0);
     QVERIFY(m_server->waitForReceived(1));
     const omtest::Received r = m_server->last();
-    const QVariantMap info = m_server->clientInfo(r.clientId);
+    QVariantMap info = m_server->clientInfo(r.clientId);
+    QStringList groups;
+    for (const QVariant &group : info.take(QStringLiteral("groups")).toList())
+        groups.append(group.toString());
+    QCOMPARE(groups.join(','), r.dat().value(QStringLiteral("groups")).toString());
     const uint user = asNobody ? omtest::NobodyId : ::getuid();
     const uint group = asNobody ? omtest::NobodyId : ::getgid();
     QCOMPARE(info, (QVariantMap{{QStringLiteral("pid"), r.id().toInt()},

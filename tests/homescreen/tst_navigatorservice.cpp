@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -38,6 +39,12 @@ QVariantMap refusal(const QString &msg, int error, const QString &text)
 QVariantMap done(const QString &msg)
 {
     return {{"res", msg}, {"id", "r"}};
+}
+
+// The test's own application, as the device knows it.
+QString package()
+{
+    return QFileInfo(QCoreApplication::applicationFilePath()).fileName();
 }
 
 /** The navigator's state object, as applications follow it. */
@@ -196,8 +203,9 @@ void tst_NavigatorService::wallpaper_data()
     QTest::addColumn<QString>("text");
     QTest::newRow("taken") << "FILE" << false << 0 << QString();
     QTest::newRow("no path") << "" << false << EINVAL << "no image file given";
-    QTest::newRow("no such file") << "/nonexistent/w.png" << false << ENOENT
-                                  << "no such file: /nonexistent/w.png";
+    // Not there and not readable are one answer (more in tst_applicationaccess).
+    QTest::newRow("no such file") << "/nonexistent/w.png" << false << EACCES
+                                  << "cannot read /nonexistent/w.png";
     QTest::newRow("a directory") << "DIR" << false << EISDIR << "not a file: DIR";
     QTest::newRow("locked") << "FILE" << true << EPERM << "the wallpaper is locked";
 }
@@ -257,6 +265,7 @@ void tst_NavigatorService::shortcuts()
     QCOMPARE(listed.size(), 1);
     QVariantMap entry = listed.first().toMap();
     QVERIFY(QFile::exists(entry.take("storedIcon").toString()));
+    QCOMPARE(entry.take("app").toString(), package());
     QCOMPARE(entry, shortcut);
 }
 
@@ -270,12 +279,14 @@ void tst_NavigatorService::badgesAndClosePrompts()
     QCOMPARE(ask(app, "clearBadge", {{"app", "news"}}), done("clearBadge"));
     QCOMPARE(home().value("badges").toMap(), (QVariantMap{{"mail", "splat"}}));
 
-    const QVariantMap prompt{{"app", "mail"}, {"title", "Leave?"}, {"message", "Unsent mail"}};
+    QVariantMap prompt{{"app", "mail"}, {"title", "Leave?"}, {"message", "Unsent mail"}};
     {
         ControlClient closing(ControlPath);
         QCOMPARE(ask(closing, "setClosePrompt", prompt), done("setClosePrompt"));
         QCOMPARE(ask(app, "setClosePrompt", prompt), done("setClosePrompt"));
         QCOMPARE(ask(app, "clearClosePrompt"), done("clearClosePrompt"));
+        // The prompt is the client's application's, whatever it says.
+        prompt.insert("app", package());
         QCOMPARE(home().value("closePrompts").toList(), QVariantList{prompt});
     }
     // A prompt goes with the client that set it.

@@ -41,25 +41,27 @@ struct NavArgs
     bool currentLocationEnabled = false;
 };
 
-QString map(const std::function<void(MapArgs &)> &change = {}, ContentType type = JsonContent)
+// Content types and modes are ints up to the call, as a script would give
+// them: a variable of an enumeration may not hold another number.
+QString map(const std::function<void(MapArgs &)> &change = {}, int type = JsonContent)
 {
     MapArgs a;
     if (change)
         change(a);
-    return generateMapViewContent(type, a.centerLatitude, a.centerLongitude, a.altitude, a.heading,
+    return generateMapViewContent(ContentType(type), a.centerLatitude, a.centerLongitude, a.altitude, a.heading,
                                   a.currentLocationEnabled, a.searchLatitude, a.searchLongitude,
                                   a.searchText, MapSearchMode::Type(a.searchMode),
                                   a.locationLatitude, a.locationLongitude, a.locationName,
                                   a.locationDescription, a.geocodeLocationEnabled);
 }
 
-QString nav(const std::function<void(NavArgs &)> &change = {}, ContentType type = JsonContent)
+QString nav(const std::function<void(NavArgs &)> &change = {}, int type = JsonContent)
 {
     NavArgs a;
     if (change)
         change(a);
     return generateNavigationViewContent(
-        type, a.centerLatitude, a.centerLongitude, a.altitude, a.heading, a.startLatitude,
+        ContentType(type), a.centerLatitude, a.centerLongitude, a.altitude, a.heading, a.startLatitude,
         a.startLongitude, a.startName, a.startDescription, a.startAddress, a.endLatitude,
         a.endLongitude, a.endName, a.endDescription, a.endAddress,
         HandsFreeNavigation::Type(a.handsFree), MapNavigationMode::Type(a.navigationMode),
@@ -243,11 +245,13 @@ void tst_ContentFormatUtility::content_data()
     QTest::newRow("empty KML") << generatePlacemarkList(QLatin1String("")) << QString(QLatin1String(""));
 
     // Only content type 0 yields text; a concatenation of null strings is null.
-    const ContentType other = ContentType(1);
+    const int other = 1;
     QTest::newRow("other content type")
-        << generateLocation(other, 1, 2, kml, kml, true) + generateSearchLocation(other, 1, 2)
-               + generateCameraLocation(other, 1, 2, 3, 4) + map({}, other) + nav({}, other)
-               + generateNavigationEndPointLocation(other, true, 1, 2, kml, kml, kml)
+        << generateLocation(ContentType(other), 1, 2, kml, kml, true)
+               + generateSearchLocation(ContentType(other), 1, 2)
+               + generateCameraLocation(ContentType(other), 1, 2, 3, 4) + map({}, other)
+               + nav({}, other)
+               + generateNavigationEndPointLocation(ContentType(other), true, 1, 2, kml, kml, kml)
         << QString();
 }
 

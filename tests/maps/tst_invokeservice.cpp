@@ -9,6 +9,8 @@
 #include <om/system/invokerequest.h>
 #include <om/system/invoketargetreply.h>
 
+#include "invoke/invokeprotocol_p.h"
+
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -67,6 +69,8 @@ private Q_SLOTS:
     void routing();
     void historyAndRestart();
     void simulatorIsTheOwners();
+    void unknownModesRefused_data();
+    void unknownModesRefused();
 
 private:
     void startService();
@@ -207,6 +211,33 @@ void tst_InvokeService::simulatorIsTheOwners()
         const bool refused = !simulator.open() && simulator.error() == EACCES;
         return refused && control.open() ? 0 : 1;
     }, true), 0);
+}
+
+void tst_InvokeService::unknownModesRefused_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("known transfer mode") << "fileTransferMode" << QVariant(4) << QString();
+    QTest::newRow("transfer mode past the last") << "fileTransferMode" << QVariant(5)
+                                                 << "\"fileTransferMode\" has the unknown value 5";
+    QTest::newRow("negative perimeter") << "perimeter" << QVariant(-1)
+                                        << "\"perimeter\" has the unknown value -1";
+    QTest::newRow("perimeter beyond an int") << "perimeter" << QVariant(qint64(1) << 33)
+                                             << "\"perimeter\" has the unknown value 8589934592";
+}
+
+void tst_InvokeService::unknownModesRefused()
+{
+    // Numbers from the wire become enumerations only when they name a value.
+    QFETCH(QString, key);
+    QFETCH(QVariant, value);
+    QFETCH(QString, error);
+    const QVariantMap dat{{"action", "om.action.OPEN"}, {key, value}};
+    InvokeRequest request;
+    QString sender, why;
+    QCOMPARE(om::system::invokeprotocol::decodeRequest(dat, &request, &sender, &why), error.isEmpty());
+    QCOMPARE(why, error);
 }
 
 QTEST_GUILESS_MAIN(tst_InvokeService)

@@ -288,39 +288,39 @@ void tst_PaymentServiceInterface::receipts_data()
     // Each expected receipt: state, digitalGoodId, date, startDate, endDate,
     // initialPeriod, extras.
     const qint64 s = 1700000000;
+    // One receipt: a list that holds one list. Braces alone would copy the
+    // inner list instead with some compilers.
+    const auto one = [](const QVariantList &receipt) { return QVariantList{QVariant(receipt)}; };
     newRow("owned, every field",
            QByteArray("[{\"itemState\":\"0\",\"date\":\"1700000000\",\"digitalGoodID\":\"g1\","
                       "\"digitalGoodSKU\":\"s1\","
                       "\"licenseKey\":\"L\",\"metaData\":\"m\",\"purchaseID\":\"p1\",\"extras\":{"
                       "\"k\":\"v\"}}]"),
-           QVariantList{QVariantList{0, "g1", s * 1000, QVariant(), QVariant(), -1,
-                                     QVariantMap{{"k", "v"}}}});
+           one({0, "g1", s * 1000, QVariant(), QVariant(), -1, QVariantMap{{"k", "v"}}}));
     newRow("subscription with its period",
            QByteArray(
                "[{\"itemState\":\"1\",\"date\":\"1700000000000\",\"startDate\":\"1700000000\","
                "\"endDate\":\"1702592000\",\"initialPeriod\":\"30\",\"digitalGoodID\":\"sub\"}]"),
-           QVariantList{
-               QVariantList{1, "sub", s * 1000, s * 1000, 1702592000LL * 1000, 30, QVariantMap()}});
+           one({1, "sub", s * 1000, s * 1000, 1702592000LL * 1000, 30, QVariantMap()}));
     newRow("owned leaves its dates unread",
            QByteArray("[{\"itemState\":\"0\",\"date\":\"1\",\"startDate\":\"2\",\"endDate\":\"3\","
                       "\"initialPeriod\":\"9\"}]"),
-           QVariantList{QVariantList{0, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap()}});
+           one({0, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap()}));
     newRow("no state: Unknown, no dates needed", QByteArray("[{\"date\":\"5\"}]"),
-           QVariantList{QVariantList{5, "", 5000LL, QVariant(), QVariant(), -1, QVariantMap()}});
+           one({5, "", 5000LL, QVariant(), QVariant(), -1, QVariantMap()}));
     newRow("a state outside the names is a subscription state",
            QByteArray("[{\"itemState\":\"9\",\"date\":\"5\"},{\"itemState\":\"9\",\"date\":\"5\","
                       "\"startDate\":\"1\",\"endDate\":\"2\"}]"),
-           QVariantList{QVariantList{9, "", 5000LL, 1000LL, 2000LL, -1, QVariantMap()}});
+           one({9, "", 5000LL, 1000LL, 2000LL, -1, QVariantMap()}));
     newRow(
         "unreadable receipts are skipped",
         QByteArray(
             "[{\"itemState\":\"0\"},{\"itemState\":\"1\",\"date\":\"1\",\"startDate\":\"1\"},"
             "{\"date\":\"7\",\"digitalGoodID\":\"kept\"}]"),
-        QVariantList{QVariantList{5, "kept", 7000LL, QVariant(), QVariant(), -1, QVariantMap()}});
+        one({5, "kept", 7000LL, QVariant(), QVariant(), -1, QVariantMap()}));
     newRow("extras: the walk ends at the first element that is no text",
            QByteArray("[{\"date\":\"1\",\"extras\":{\"a\":\"1\",\"b\":2,\"c\":\"3\"}}]"),
-           QVariantList{
-               QVariantList{5, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap{{"a", "1"}}}});
+           one({5, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap{{"a", "1"}}}));
     newRow("an object of receipts", QByteArray("{\"x\":{\"date\":\"1\"},\"y\":{\"date\":\"2\"}}"),
            QVariantList{QVariantList{5, "", 1000LL, QVariant(), QVariant(), -1, QVariantMap()},
                         QVariantList{5, "", 2000LL, QVariant(), QVariant(), -1, QVariantMap()}});

@@ -1,7 +1,9 @@
 #include "childprocess.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
 #include <QProcess>
 #include <QTemporaryFile>
 
@@ -78,11 +80,11 @@ bool copyShared(const QString &from, const QString &to, QString *error)
 
 } // namespace
 
-int runInChild(const std::function<int()> &body, bool asNobody)
+namespace {
+
+pid_t startChild(const std::function<int()> &body, bool asNobody)
 {
     const pid_t pid = ::fork();
-    if (pid < 0)
-        return -1;
     if (pid == 0) {
         if (asNobody && ::getuid() == 0) {
             if (::setgroups(0, nullptr) != 0 || ::setgid(NobodyId) != 0 || ::setuid(NobodyId) != 0)
@@ -90,14 +92,46 @@ int runInChild(const std::function<int()> &body, bool asNobody)
         }
         ::_exit(body() & 0xff);
     }
+    return pid;
+}
+
+int exitCodeOf(pid_t pid, int status, pid_t ended)
+{
+    if (ended != pid || !WIFEXITED(status))
+        return -1;
+    return WEXITSTATUS(status);
+}
+
+} // namespace
+
+int runInChild(const std::function<int()> &body, bool asNobody)
+{
+    const pid_t pid = startChild(body, asNobody);
+    if (pid < 0)
+        return -1;
     int status = 0;
     pid_t ended;
     do {
         ended = ::waitpid(pid, &status, 0);
     } while (ended < 0 && errno == EINTR);
-    if (ended != pid || !WIFEXITED(status))
+    return exitCodeOf(pid, status, ended);
+}
+
+int runInChildWithEvents(const std::function<int()> &body, bool asNobody)
+{
+    const pid_t pid = startChild(body, asNobody);
+    if (pid < 0)
         return -1;
-    return WEXITSTATUS(status);
+    int status = 0;
+    pid_t ended;
+    for (;;) {
+        ended = ::waitpid(pid, &status, WNOHANG);
+        if (ended != 0 && !(ended < 0 && errno == EINTR))
+            break;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        QThread::usleep(500);
+    }
+    return exitCodeOf(pid, status, ended);
 }
 
 bool canDropPrivileges()

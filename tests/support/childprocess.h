@@ -25,6 +25,12 @@ constexpr unsigned NobodyId = 65534;
 int runInChild(const std::function<int()> &body, bool asNobody = false);
 
 /**
+ * runInChild(), while this thread's Qt event loop keeps running, so that a
+ * service on the test's own thread answers what the child asks of it.
+ */
+int runInChildWithEvents(const std::function<int()> &body, bool asNobody = false);
+
+/**
  * Whether this process can drop to another user: it runs as root and the
  * system lets it become uid and gid 65534 (a user namespace may not).
  */

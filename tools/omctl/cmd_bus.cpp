@@ -75,10 +75,15 @@ int write(const Invocation &call)
     }
     if (text.isEmpty())
         return call.usage(QStringLiteral("write takes an object path and at least one attribute"));
-    const QString path = args.first();
+    QString path = args.first();
     om::PpsOpenMode::Types mode = om::PpsOpenMode::Publish;
-    if (call.isSet(QStringLiteral("create")))
+    if (call.isSet(QStringLiteral("create"))) {
         mode |= om::PpsOpenMode::Create;
+        // omctl ends right after it wrote: an object that went with its
+        // last client would be gone before anyone read it.
+        path += path.contains(QLatin1Char('?')) ? QStringLiteral(",persistent")
+                                                : QStringLiteral("?persistent");
+    }
     om::PpsObject pps(path);
     if (!pps.open(mode))
         return fail(path, reason(pps.error()));
@@ -119,7 +124,8 @@ OMCTL_COMMAND(
                     "json a nested map or list, c text with C escapes.\n"
                     "-name removes an attribute from a plain object.\n"
                     "Example: omctl write /pps/services/navigator/state isDeviceLocked::notLocked"),
-     {{QStringLiteral("create"), QStringLiteral("Make a plain object that does not exist yet.")}},
+     {{QStringLiteral("create"), QStringLiteral("Make a plain object that does not exist yet; it stays when omctl "
+                                    "ends (only the device's owner may).")}},
      write,
      true});
 

@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <deque>
 #include <fcntl.h>
 #include <functional>
@@ -28,6 +29,7 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/timerfd.h>
+#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -944,7 +946,12 @@ int ids_register_notifier(ids_provider_t *provider, int type, int flags, const c
 
 int ids_set_option(ids_option_t option, const char *value)
 {
-    if (!value || option < IDS_OPT_GUI_ALLOWED || option > IDS_OPT_VERBOSITY)
+    // The option as the number it holds: a caller may pass any, and only a
+    // number the enumeration names may be read as one.
+    std::underlying_type<ids_option_t>::type raw;
+    std::memcpy(&raw, &option, sizeof raw);
+    const long long number = raw;
+    if (!value || number < IDS_OPT_GUI_ALLOWED || number > IDS_OPT_VERBOSITY)
         return fail(EINVAL);
     QString text;
     if (!isUtf8(value, &text))

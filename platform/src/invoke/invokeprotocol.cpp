@@ -1,5 +1,10 @@
 #include "invokeprotocol_p.h"
 
+#include <QMetaEnum>
+
+#include <climits>
+#include <utility>
+
 namespace om {
 namespace system {
 namespace invokeprotocol {
@@ -62,6 +67,21 @@ bool decodeRequest(const QVariantMap &dat, InvokeRequest *request, QString *send
     for (const QString &key : {keyFileTransferMode(), keyPerimeter(), keyTargetTypes()}) {
         if (dat.contains(key) && !isNumber(dat.value(key))) {
             *error = QStringLiteral("\"%1\" is not a number").arg(key);
+            return false;
+        }
+    }
+    // A number that names no value of its enumeration would be undefined
+    // once cast to it.
+    const std::pair<QString, QMetaEnum> enumerations[] = {
+        {keyFileTransferMode(), QMetaEnum::fromType<FileTransferMode::Type>()},
+        {keyPerimeter(), QMetaEnum::fromType<SecurityPerimeter::Type>()}};
+    for (const auto &enumeration : enumerations) {
+        if (!dat.contains(enumeration.first))
+            continue;
+        const qint64 value = dat.value(enumeration.first).toLongLong();
+        if (value < INT_MIN || value > INT_MAX || !enumeration.second.valueToKey(int(value))) {
+            *error = QStringLiteral("\"%1\" has the unknown value %2")
+                         .arg(enumeration.first, dat.value(enumeration.first).toString());
             return false;
         }
     }

@@ -28,6 +28,8 @@ struct Environment
     QString root;
     QByteArray rootBytes;
     bool rootKnown = false;
+    // The root no one named: checked before every use (see usableRoot()).
+    bool fallback = false;
 
     QByteArray packageVariable;
     bool packageSet = false;
@@ -51,12 +53,15 @@ const Environment &rootOf()
         return e;
     e.ppsRoot = ppsRoot;
     e.runtime = runtime;
-    if (!ppsRoot.isEmpty())
+    e.fallback = false;
+    if (!ppsRoot.isEmpty()) {
         e.root = QDir::cleanPath(QString::fromLocal8Bit(ppsRoot));
-    else if (!runtime.isEmpty())
+    } else if (!runtime.isEmpty()) {
         e.root = QDir::cleanPath(QString::fromLocal8Bit(runtime)) + QLatin1String("/om-pps");
-    else
+    } else {
         e.root = QStringLiteral("/tmp/om-pps-%1").arg(::getuid());
+        e.fallback = true;
+    }
     e.rootBytes = fileName(e.root);
     e.rootKnown = true;
     return e;
@@ -94,6 +99,29 @@ QByteArray rootPath()
 {
     return rootOf().rootBytes;
 }
+
+namespace {
+
+// False, with *error ECONNREFUSED, if the root is the fallback under /tmp
+// and someone else could have made it: a bus there is nobody's to trust.
+bool usableRoot(int *error)
+{
+    const Environment &e = rootOf();
+    if (!e.fallback)
+        return true;
+    QString why;
+    if (trustedRoot(e.rootBytes, &why))
+        return true;
+    static bool warned = false;
+    if (!warned) {
+        warned = true;
+        qCWarning(lcBus).noquote() << why << "- not used as the bus root";
+    }
+    *error = ECONNREFUSED;
+    return false;
+}
+
+} // namespace
 
 QString packageName()
 {
@@ -139,6 +167,8 @@ ssize_t receive(int fd, int flags, QByteArray *data)
 
 int connectAndSend(const QByteArray &message, int *error)
 {
+    if (!usableRoot(error))
+        return -1;
     const SocketAddress address(rootPath() + '/' + socketName());
     if (address.error() != 0) {
         // No root directory: no broker.
@@ -215,6 +245,8 @@ int connectToServer(const QByteArray &objectPath, int mode, const QByteArray &pr
                     bool *notServed)
 {
     *notServed = false;
+    if (!usableRoot(error))
+        return -1;
     const QByteArray path = socketPath(mirrorPath(rootPath(), objectPath), mode);
     const SocketAddress address(path);
     if (address.error() != 0) {

@@ -22,6 +22,8 @@ bool parseOptions(const QByteArray &text, OpenOptions *options)
             options->create = true;
         } else if (part == "separate") {
             options->separate = true;
+        } else if (part == "persistent") {
+            options->persistent = true;
         } else if (part.startsWith("mode=")) {
             bool ok = false;
             const uint mode = part.mid(5).toUInt(&ok, 8);

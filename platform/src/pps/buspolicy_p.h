@@ -22,6 +22,7 @@ struct OpenOptions
     bool server = false;
     bool create = false;
     bool separate = false;
+    bool persistent = false; // a plain object that outlives its last client
     bool hasMode = false;
     mode_t mode = 0666;
 };

@@ -50,6 +50,10 @@ class SocketAddress
 {
 public:
     explicit SocketAddress(const QByteArray &path);
+    /** The socket file @p name in the directory open as @p directory,
+     *  reached as /proc/self/fd/<directory>/<name>: no link on the way to
+     *  it is followed again. The descriptor stays the caller's. */
+    SocketAddress(int directory, const QByteArray &name);
     ~SocketAddress();
     SocketAddress(const SocketAddress &) = delete;
     SocketAddress &operator=(const SocketAddress &) = delete;
@@ -66,6 +70,24 @@ private:
     int m_directory = -1;
     int m_error = 0;
 };
+
+/**
+ * Opens the bus root @p path (absolute) for a broker: each component is
+ * opened from "/" with O_NOFOLLOW, so that no symbolic link anywhere on the
+ * path is followed, and with @p create the missing ones are made with mode
+ * 0700. The root must be a directory of this process's user that no one
+ * else may write in. Returns an O_PATH descriptor of the root, or -1 with
+ * *why saying what is wrong with it.
+ */
+int openRoot(const QByteArray &path, bool create, QString *why);
+
+/**
+ * Whether a client may use @p path as the bus root without having been
+ * told to: a directory, not a symbolic link, of this process's user or of
+ * root, that no one else may write in. A root anyone could have made first
+ * (the fallback under /tmp) would let its maker play the device.
+ */
+bool trustedRoot(const QByteArray &path, QString *why);
 
 } // namespace bus
 } // namespace om

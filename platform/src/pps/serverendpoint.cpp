@@ -15,6 +15,7 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 namespace om {
 namespace bus {
@@ -34,6 +35,28 @@ constexpr quint64 WakeKey = ~quint64(0);
 bool wouldBlock(int error)
 {
     return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS;
+}
+
+// The supplementary groups of the peer of @p fd, as a JSON list.
+QByteArray peerGroups(int fd)
+{
+    std::vector<gid_t> groups(32);
+    socklen_t length = socklen_t(groups.size() * sizeof(gid_t));
+    if (::getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &length) < 0) {
+        if (errno != ERANGE)
+            return "[]";
+        groups.resize(length / sizeof(gid_t));
+        if (::getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &length) < 0)
+            return "[]";
+    }
+    groups.resize(length / sizeof(gid_t));
+    QByteArray text = "[";
+    for (size_t i = 0; i < groups.size(); ++i) {
+        if (i)
+            text += ',';
+        text += QByteArray::number(quint64(groups[i]));
+    }
+    return text + ']';
 }
 
 } // namespace
@@ -249,6 +272,7 @@ void ServerEndpoint::acceptClient(int access)
     client.pid = cred.pid;
     client.uid = cred.uid;
     client.gid = cred.gid;
+    client.groups = peerGroups(fd);
     client.reads = access & Read;
     client.writes = access & Write;
     watchInPoll(m_poll, EPOLL_CTL_ADD, fd, id, EPOLLIN | EPOLLRDHUP);
@@ -346,6 +370,8 @@ QByteArray ServerEndpoint::announcement(quint64 id, const Client &client,
     text += QByteArray::number(quint64(client.gid));
     text += "\npackage::";
     text += lineSafe(package);
+    text += "\ngroups:json:";
+    text += client.groups;
     text += '\n';
     return text;
 }

@@ -66,6 +66,10 @@ private:
         pid_t pid = 0;
         uid_t uid = 0;
         gid_t gid = 0;
+        // Its supplementary groups, "[1,2]", as the kernel had them when it
+        // connected: a service that reads a file the client names checks
+        // them.
+        QByteArray groups;
         bool announced = false; // its preface came, the server knows it
         bool reads = true;      // it came through a socket for reading
         bool writes = true;     // ... for writing

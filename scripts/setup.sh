@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Sets up a Debian 12 machine for libomplatform and builds it: installs the
 # Debian packages that are missing (with apt-get, as root or through sudo),
-# configures with CMake and builds. Idempotent: a second run only rebuilds
-# what changed.
+# configures with CMake and builds against Qt 5 (in OM_BUILD_DIR, default
+# build/). Idempotent: a second run only rebuilds what changed. The Qt 6
+# packages are installed too, for scripts/test.sh's second build.
 set -euo pipefail
 
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -10,7 +11,12 @@ build=${OM_BUILD_DIR:-$top/build}
 
 packages=(build-essential cmake ninja-build pkg-config qtbase5-dev qtdeclarative5-dev
           qtbase5-dev-tools dbus-daemon libcpp-httplib-dev libqt5websockets5-dev
-          chromium chromium-driver)
+          chromium chromium-driver
+          # Qt 6, and the QML modules a document's "import QtQml" needs there
+          qt6-base-dev qt6-declarative-dev qt6-websockets-dev qml6-module-qtqml
+          qml6-module-qtqml-workerscript qml6-module-qtqml-models
+          # the API reference and the manual pages
+          doxygen help2man)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

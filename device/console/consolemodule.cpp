@@ -376,11 +376,16 @@ bool ConsoleModule::file(const QString &name, QByteArray *content, QByteArray *t
     return true;
 }
 
-OM_DEVICE_OPTIONAL_MODULE(ConsoleModule, "console",
-                          "a web page that plays the device's user, live (127.0.0.1 only)",
-                          "console.port=N   port on 127.0.0.1 (default 0: any free port)\n"
-                          "console.pages=N  live pages open at once at most (default 128)\n"
-                          "console.web=DIR  serve the page's files from DIR instead of the\n"
-                          "                 built-in ones");
+OM_DEVICE_OPTIONAL_MODULE(
+    ConsoleModule, "console", "a web page that plays the device's user, live (127.0.0.1 only)",
+    {{QStringLiteral("console.port"), QStringLiteral("N"),
+      QStringLiteral("port on 127.0.0.1 (default 0: any free port)"),
+      Setting::wholeNumber(0, 65535)},
+     {QStringLiteral("console.pages"), QStringLiteral("N"),
+      QStringLiteral("live pages open at once at most (default 128)"),
+      Setting::wholeNumber(1, 100000)},
+     {QStringLiteral("console.web"), QStringLiteral("DIR"),
+      QStringLiteral("serve the page's files from DIR instead of the built-in ones"),
+      Setting::text()}});
 
 } // namespace omdevice

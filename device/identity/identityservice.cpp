@@ -721,8 +721,12 @@ QVariantList IdentityService::entriesOf(const QString &owner) const
 
 OM_DEVICE_MODULE(IdentityService, "identity",
                  "identity service: the account and its tokens, and data of applications",
-                 "identity.tokenTypes=A,B  token types a new device knows (default bearer,saml)\n"
-                 "identity.appliesTo=A,B   applies-to targets a new device knows\n"
-                 "                         (default urn:omb:demo,https://api.example.com)");
+                 {{QStringLiteral("identity.tokenTypes"), QStringLiteral("A,B"),
+                   QStringLiteral("token types a new device knows (default bearer,saml)"),
+                   Setting::nameList()},
+                  {QStringLiteral("identity.appliesTo"), QStringLiteral("A,B"),
+                   QStringLiteral("applies-to targets a new device knows\n"
+                                  "(default urn:omb:demo,https://api.example.com)"),
+                   Setting::nameList()}});
 
 } // namespace omdevice

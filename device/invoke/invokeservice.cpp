@@ -248,6 +248,8 @@ void InvokeService::listTargets(const Request &request)
 
 OM_DEVICE_MODULE(InvokeService, "invoke",
                  "invocation service: routes invocations to targets, among them the maps application",
-                 "invoke.history=N  how many recent invocations to keep (default 50)");
+                 {{QStringLiteral("invoke.history"), QStringLiteral("N"),
+                   QStringLiteral("how many recent invocations to keep (default 50)"),
+                   Setting::wholeNumber(1, 100000)}});
 
 } // namespace omdevice

@@ -407,7 +407,7 @@ bool NavigatorService::setFlag(const QString &key, const Request &request, Failu
 {
     const QVariantMap dat = request.map();
     const QVariant on = dat.value(protocol::keyOn());
-    if (on.type() != QVariant::Bool) {
+    if (on.userType() != QMetaType::Bool) {
         *failure = {EINVAL, QStringLiteral("\"on\" must be true or false")};
         return false;
     }

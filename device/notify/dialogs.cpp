@@ -77,6 +77,10 @@ void Dialogs::alert(const Request &request)
     dialog.shown = QDateTime::currentMSecsSinceEpoch();
     dialog.content = content;
     service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});
+    service()->publish(protocol::eventDialogShown(),
+                       {{KeyItemId, itemId},
+                        {protocol::keyApplication(), dialog.application},
+                        {protocol::keyContent(), content}});
     Q_EMIT dialogsChanged();
 }
 
@@ -98,9 +102,19 @@ void Dialogs::cancel(const Request &request)
 {
     auto it = m_dialogs.find(request.map().value(KeyItemId).toString());
     if (it != m_dialogs.end() && it->clientId == request.clientId()) {
-        m_dialogs.erase(it);
+        ended(it);
         Q_EMIT dialogsChanged();
     }
+}
+
+void Dialogs::ended(QMap<QString, Dialog>::iterator dialog, const QVariantMap &button)
+{
+    QVariantMap details{{KeyItemId, dialog->itemId},
+                        {protocol::keyApplication(), dialog->application}};
+    if (!button.isEmpty())
+        details.insert(protocol::keyButton(), button);
+    m_dialogs.erase(dialog);
+    service()->publish(protocol::eventDialogEnded(), details);
 }
 
 void Dialogs::clientClosed(int clientId)
@@ -108,7 +122,9 @@ void Dialogs::clientClosed(int clientId)
     bool any = false;
     for (auto it = m_dialogs.begin(); it != m_dialogs.end();) {
         if (it->clientId == clientId) {
-            it = m_dialogs.erase(it);
+            const auto next = std::next(it);
+            ended(it);
+            it = next;
             any = true;
         } else {
             ++it;
@@ -200,8 +216,8 @@ bool Dialogs::choose(const QString &dialogName, const QString &buttonName, QVari
         return false;
     }
     // The dialog leaves the screen with the user's choice.
-    m_dialogs.erase(found);
     *chosen = {{KeyItemId, dialog.itemId}, {KeyContext, context}, {KeyLabel, button.value(KeyLabel)}};
+    ended(found, *chosen);
     Q_EMIT dialogsChanged();
     return true;
 }

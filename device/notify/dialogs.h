@@ -54,6 +54,9 @@ private:
     void update(const Request &request);
     void cancel(const Request &request);
     void clientClosed(int clientId);
+    /** Takes @p dialog off the screen and tells the followers, with the
+     *  @p button chosen if the user chose one. */
+    void ended(QMap<QString, Dialog>::iterator dialog, const QVariantMap &button = QVariantMap());
     static QString checkContent(const QVariantMap &content);
 
     QMap<QString, Dialog> m_dialogs;

@@ -212,6 +212,7 @@ void Inbox::notify(const Request &request)
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     Application &app = m_applications[application];
     const auto known = app.sequences.constFind(itemId);
+    const bool isNew = known == app.sequences.cend();
     QVariantMap item;
     if (known != app.sequences.cend()) {
         item = m_order.at(*known);
@@ -254,6 +255,11 @@ void Inbox::notify(const Request &request)
     insert(item);
     service()->router()->answer(request, QVariantMap{{KeyItemId, itemId}});
     Q_EMIT itemsChanged();
+    service()->publish(protocol::eventPosted(),
+                       {{KeyApplication, application},
+                        {KeyItemId, itemId},
+                        {KeyAttributes, attributes},
+                        {QStringLiteral("new"), isNew}});
 }
 
 void Inbox::clear(const Request &request, bool remove)
@@ -315,6 +321,8 @@ bool Inbox::clear(const QString &application, const QString &itemId, bool remove
     if (app->order.empty() && app->dropped == 0)
         m_applications.erase(app);
     Q_EMIT itemsChanged();
+    service()->publish(remove ? protocol::eventRemoved() : protocol::eventCleared(),
+                       {{KeyApplication, application}, {KeyItemId, itemId}});
     return true;
 }
 

@@ -31,6 +31,14 @@ NotifyService::NotifyService(const DeviceContext &context, QObject *parent)
                new UserSide(this)};
 }
 
+void NotifyService::publish(const QString &event, QVariantMap details)
+{
+    if (!isFollowed())
+        return;
+    details.insert(om::notifyprotocol::keyEvent(), event);
+    Q_EMIT published(details);
+}
+
 bool NotifyService::start(QString *error)
 {
     if (!m_router->open(error))
@@ -44,7 +52,13 @@ bool NotifyService::start(QString *error)
 
 OM_DEVICE_MODULE(NotifyService, "notifications",
                  "notification service: inbox, dialogs and notification settings",
-                 "settings-control-mode=0600  mode of the object for changing global settings "
-                 "(0600: the device's user only)");
+                 {{QLatin1String(NotificationSettingsPart::ModeSetting), QStringLiteral("0600"),
+                   QStringLiteral("mode of the object for changing global settings "
+                                  "(0600: the device's user only)"),
+                   Setting::fileMode()},
+                  {QLatin1String(Inbox::CapSetting), QStringLiteral("N"),
+                   QStringLiteral("items the inbox keeps per application; beyond that the\n"
+                                  "oldest are dropped (default 1000)"),
+                   Setting::wholeNumber(1, 100000000)}});
 
 } // namespace omdevice

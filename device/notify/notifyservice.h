@@ -65,10 +65,22 @@ public:
      *  a message that cannot be decoded gets "err" alone. */
     static WireForm wireForm();
 
+    /** Whether anyone follows the service's events (omctl watch). */
+    bool isFollowed() const { return m_followers > 0; }
+    void setFollowers(int count) { m_followers = count; }
+    /** Tells the followers that @p event happened, with @p details; nothing
+     *  when nobody follows. */
+    void publish(const QString &event, QVariantMap details);
+
+Q_SIGNALS:
+    /** An event for the followers: "event" and its details. */
+    void published(const QVariantMap &event);
+
 private:
     DeviceContext m_context;
     RequestRouter *m_router;
     QList<NotifyPart *> m_parts;
+    int m_followers = 0;
 };
 
 } // namespace omdevice

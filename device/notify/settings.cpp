@@ -240,6 +240,9 @@ void NotificationSettingsPart::pushGlobal()
     const QVariantMap settings = settingsOf(Global, true);
     for (auto it = m_globalMonitors.cbegin(); it != m_globalMonitors.cend(); ++it)
         service()->control()->reply(it.key(), settingsChanged(it.value(), settings));
+    service()->publish(protocol::eventSettings(),
+                       {{protocol::keyScope(), protocol::globalName()},
+                        {protocol::keySettings(), settings}});
 }
 
 void NotificationSettingsPart::pushApplication(const QString &name)
@@ -252,6 +255,8 @@ void NotificationSettingsPart::pushApplication(const QString &name)
         if (followed != it.value().cend())
             service()->control()->reply(it.key(), settingsChanged(followed.value(), settings));
     }
+    service()->publish(protocol::eventSettings(),
+                       {{protocol::keyScope(), name}, {protocol::keySettings(), settings}});
 }
 
 QVariantMap NotificationSettingsPart::settingsChanged(const QString &id,

@@ -1,5 +1,7 @@
 #include "notify/userside.h"
 
+#include "control/controlprotocol_p.h"
+
 #include "notify/dialogs.h"
 #include "notify/inbox.h"
 #include "notify/notifyprotocol_p.h"
@@ -71,11 +73,32 @@ UserSide::UserSide(NotifyService *service)
         {protocol::inboxMessage(), Shape::OptionalMap, [this](const Request &r) { inbox(r); }},
         {protocol::dialogsMessage(), Shape::OptionalMap, [this](const Request &r) { dialogs(r); }},
         {protocol::chooseMessage(), Shape::Map, [this](const Request &r) { choose(r); }},
+        {protocol::followMessage(), Shape::Any, [this](const Request &r) { follow(r); }},
         {protocol::openMessage(), Shape::Map, [this](const Request &r) { open(r); }},
         {protocol::clearEffectsMessage(), Shape::Map,
          [this](const Request &r) { clear(r, false); }},
         {protocol::removeMessage(), Shape::Map, [this](const Request &r) { clear(r, true); }},
     });
+    connect(m_router->server(), &ControlServer::clientClosed, this, [this](int clientId) {
+        m_followers.remove(clientId);
+        this->service()->setFollowers(m_followers.size());
+    });
+    connect(service, &NotifyService::published, this, &UserSide::publish);
+}
+
+void UserSide::follow(const Request &request)
+{
+    m_followers.insert(request.clientId());
+    service()->setFollowers(m_followers.size());
+    m_router->answer(request);
+}
+
+void UserSide::publish(const QVariantMap &event)
+{
+    const QVariantMap message{{om::controlprotocol::keyMsg(), protocol::eventMessage()},
+                              {om::controlprotocol::keyDat(), event}};
+    for (int clientId : qAsConst(m_followers))
+        m_router->server()->reply(clientId, message);
 }
 
 bool UserSide::start(QString *error)

@@ -4,6 +4,8 @@
 #include "common/watchers.h"
 #include "notify/notifyservice.h"
 
+#include <QSet>
+
 namespace omdevice {
 
 /**
@@ -21,7 +23,11 @@ namespace omdevice {
  *   "clearEffects", "remove" dat {"application", "itemId"?}: as the
  *             application's "cancel" and "delete";
  *   "watch":  the client is told of every change of the inbox and the
- *             dialogs.
+ *             dialogs;
+ *   "follow"  from then on the client gets an "event" message, dat
+ *             {"event", ...}, for every item posted, cleared or removed,
+ *             every dialog shown or ended and every change of settings:
+ *             the change itself, where "watch" only says what changed.
  */
 class UserSide : public NotifyPart
 {
@@ -35,6 +41,8 @@ private:
     void inbox(const Request &request);
     void dialogs(const Request &request);
     void choose(const Request &request);
+    void follow(const Request &request);
+    void publish(const QVariantMap &event);
     void open(const Request &request);
     void clear(const Request &request, bool remove);
     /** Answers @p request with the page of @p entries that it asks for,
@@ -45,6 +53,7 @@ private:
     template <class Part> Part *partFor(const Request &request, const char *what) const;
 
     RequestRouter *m_router;
+    QSet<int> m_followers;
     Watchers m_watchers;
 };
 

@@ -15,7 +15,11 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -52,17 +56,26 @@ QString usage()
            "  --verbose         Log what the bus and the services do (the debug level of\n"
            "                    the om.device.* and om.bus logging categories).\n"
            "  --list-services   Print the service modules and exit.\n"
+           "  --version         Print the version and exit.\n"
            "  -h, --help        Print this help and exit.\n"
            "\n"
            "Service modules:\n";
-    for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all()) {
+    const QList<omdevice::ModuleInfo> modules = omdevice::ModuleRegistry::all();
+    int width = 0;
+    for (const omdevice::ModuleInfo &info : modules) {
+        for (const omdevice::Setting &setting : info.settings)
+            width = qMax(width, int(setting.key.size() + 1 + setting.valueName.size()) + 2);
+    }
+    for (const omdevice::ModuleInfo &info : modules) {
         out << "  " << info.name.leftJustified(18) << info.description
             << (info.optional ? QStringLiteral(" (off unless --%1)").arg(info.name) : QString())
             << "\n";
-        if (!info.settingsHelp.isEmpty()) {
-            const QStringList lines = info.settingsHelp.split(QLatin1Char('\n'));
-            for (const QString &line : lines)
-                out << "      --set " << line << "\n";
+        for (const omdevice::Setting &setting : info.settings) {
+            const QString head = setting.key + QLatin1Char('=') + setting.valueName;
+            const QStringList lines = setting.help.split(QLatin1Char('\n'));
+            out << "      --set " << head.leftJustified(width) << lines.first() << "\n";
+            for (const QString &line : lines.mid(1))
+                out << QString(12 + width, QLatin1Char(' ')) << line << "\n";
         }
     }
     out << "\nWhen all services are up, omdeviced prints a line beginning with\n"
@@ -71,10 +84,53 @@ QString usage()
     return text;
 }
 
+// Tells a service manager that started omdeviced with Type=notify (the
+// systemd user unit) that the device is up: "READY=1" to $NOTIFY_SOCKET.
+void notifyReady()
+{
+    const QByteArray path = qgetenv("NOTIFY_SOCKET");
+    if (path.isEmpty() || path.size() >= int(sizeof(sockaddr_un::sun_path)))
+        return;
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    if (address.sun_path[0] == '@')
+        address.sun_path[0] = '\0'; // an abstract socket
+    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return;
+    static const char ready[] = "READY=1";
+    ::sendto(fd, ready, sizeof(ready) - 1, MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&address),
+             socklen_t(offsetof(sockaddr_un, sun_path) + size_t(path.size())));
+    ::close(fd);
+}
+
 int fail(const QString &message, int code = 1)
 {
     std::fprintf(stderr, "omdeviced: %s\n", qPrintable(message));
     return code;
+}
+
+// The names of every service module, comma-separated.
+QString moduleNames()
+{
+    QStringList names;
+    for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all())
+        names.append(info.name);
+    return names.join(QStringLiteral(", "));
+}
+
+// The value of "--name=VALUE" in @p arg, which must not be empty; false,
+// after saying so, if @p arg is no such option or has no value.
+bool valueOf(const QString &arg, const QString &name, const QString &valueName, QString *value)
+{
+    const QString head = name + QLatin1Char('=');
+    if (!arg.startsWith(head) || arg.size() == head.size()) {
+        fail(QStringLiteral("%1 needs a value: %1=%2").arg(name, valueName), 2);
+        return false;
+    }
+    *value = arg.mid(head.size());
+    return true;
 }
 
 } // namespace
@@ -109,6 +165,10 @@ int main(int argc, char *argv[])
             std::fputs(qPrintable(usage()), stdout);
             return 0;
         }
+        if (arg == QLatin1String("--version")) {
+            std::printf("omdeviced %s (Qt %s)\n", OM_VERSION, qVersion());
+            return 0;
+        }
         if (arg == QLatin1String("--list-services")) {
             for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all())
                 std::printf("%s\t%s\n", qPrintable(info.name), qPrintable(info.description));
@@ -118,12 +178,15 @@ int main(int argc, char *argv[])
             // QT_LOGGING_RULES, if set, still wins.
             QLoggingCategory::setFilterRules(QStringLiteral("om.device.*.debug=true\n"
                                                             "om.bus.debug=true"));
-        } else if (arg.startsWith(QLatin1String("--services="))) {
-            services = arg.mid(11);
-        } else if (arg.startsWith(QLatin1String("--root="))) {
-            root = arg.mid(7);
-        } else if (arg.startsWith(QLatin1String("--data="))) {
-            dataDirectory = arg.mid(7);
+        } else if (arg.startsWith(QLatin1String("--services"))) {
+            if (!valueOf(arg, QStringLiteral("--services"), QStringLiteral("LIST"), &services))
+                return 2;
+        } else if (arg.startsWith(QLatin1String("--root"))) {
+            if (!valueOf(arg, QStringLiteral("--root"), QStringLiteral("DIR"), &root))
+                return 2;
+        } else if (arg.startsWith(QLatin1String("--data"))) {
+            if (!valueOf(arg, QStringLiteral("--data"), QStringLiteral("DIR"), &dataDirectory))
+                return 2;
         } else if (arg == QLatin1String("--set") || arg.startsWith(QLatin1String("--set="))) {
             QString setting;
             if (arg == QLatin1String("--set")) {
@@ -136,9 +199,21 @@ int main(int argc, char *argv[])
             const int eq = setting.indexOf(QLatin1Char('='));
             if (eq <= 0)
                 return fail(QStringLiteral("--set needs KEY=VALUE, not '%1'").arg(setting), 2);
+            const QString refused = omdevice::checkSetting(setting.left(eq), setting.mid(eq + 1));
+            if (!refused.isEmpty())
+                return fail(QStringLiteral("--set %1: %2").arg(setting, refused), 2);
             context.settings.insert(setting.left(eq), setting.mid(eq + 1));
         } else {
-            return fail(QStringLiteral("unknown argument '%1'; see --help").arg(arg), 2);
+            QStringList optional;
+            for (const omdevice::ModuleInfo &info : omdevice::ModuleRegistry::all()) {
+                if (info.optional)
+                    optional.append(QStringLiteral("--") + info.name);
+            }
+            return fail(QStringLiteral("unknown option '%1'; the options are --services=LIST, "
+                                       "%2, --root=DIR, --data=DIR, --set KEY=VALUE, --verbose, "
+                                       "--list-services, --version, --help")
+                            .arg(arg, optional.join(QStringLiteral(", "))),
+                        2);
         }
     }
 
@@ -163,7 +238,10 @@ int main(int argc, char *argv[])
         for (const QString &name : names) {
             const omdevice::ModuleInfo *info = omdevice::ModuleRegistry::find(name.trimmed());
             if (!info)
-                return fail(QStringLiteral("unknown service '%1'; --list-services names them").arg(name), 2);
+                return fail(QStringLiteral("--services: unknown service '%1'; the services are "
+                                           "%2, or 'all' or 'none' alone")
+                                .arg(name, moduleNames()),
+                            2);
             chosen.append(*info);
         }
     }
@@ -215,6 +293,7 @@ int main(int argc, char *argv[])
     std::printf("omdeviced: ready on %s (services: %s)\n", qPrintable(root),
                 names.isEmpty() ? "none" : qPrintable(names.join(QLatin1String(", "))));
     std::fflush(stdout);
+    notifyReady();
 
     const int code = app.exec();
     // Modules first, so that their connections close before the bus goes.

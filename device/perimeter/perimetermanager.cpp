@@ -398,6 +398,9 @@ void PerimeterManager::setRaw(const Request &request)
 }
 
 OM_DEVICE_MODULE(PerimeterManager, "perimeter", "perimeter manager: the enterprise data lock",
-                 "perimeter.state=N  raw data lock state at the first start (default 1, unlocked)");
+                 {{QStringLiteral("perimeter.state"), QStringLiteral("N"),
+                   QStringLiteral("raw data lock state at the first start (default 1, unlocked)"),
+                   Setting::wholeNumber(std::numeric_limits<qint32>::min(),
+                                        std::numeric_limits<qint32>::max())}});
 
 } // namespace omdevice

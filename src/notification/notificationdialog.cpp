@@ -5,6 +5,7 @@
 
 #include <om/platform/ommock/notificationppschannel.h>
 
+#include <QAbstractEventDispatcher>
 #include <QEventLoop>
 #include <QMutexLocker>
 #include <QUuid>
@@ -246,16 +247,18 @@ void NotificationDialogPrivate::qmlAppend(QQmlListProperty<SystemUiButton> *list
     dialog->appendButton(button);
 }
 
-int NotificationDialogPrivate::qmlCount(QQmlListProperty<SystemUiButton> *list)
+NotificationDialogPrivate::QmlListSize
+NotificationDialogPrivate::qmlCount(QQmlListProperty<SystemUiButton> *list)
 {
     auto *dialog = qobject_cast<NotificationDialog *>(list->object);
     return dialog ? dialog->buttonCount() : 0;
 }
 
-SystemUiButton *NotificationDialogPrivate::qmlAt(QQmlListProperty<SystemUiButton> *list, int index)
+SystemUiButton *NotificationDialogPrivate::qmlAt(QQmlListProperty<SystemUiButton> *list,
+                                                 QmlListSize index)
 {
     auto *dialog = qobject_cast<NotificationDialog *>(list->object);
-    return dialog ? dialog->buttonAt(index) : nullptr;
+    return dialog ? dialog->buttonAt(int(index)) : nullptr;
 }
 
 void NotificationDialogPrivate::qmlClear(QQmlListProperty<SystemUiButton> *list)
@@ -468,6 +471,13 @@ NotificationResult::Type NotificationDialog::exec()
     show();
     if (d->result == NotificationResult::Error)
         return d->result;
+    // No event dispatcher on this thread (no QCoreApplication): the user's
+    // choice could never arrive, and the loop would spin instead of wait.
+    if (!QAbstractEventDispatcher::instance()) {
+        d->cancel();
+        d->fail(NotificationError::Unknown);
+        return d->result;
+    }
     QPointer<NotificationDialog> alive(this);
     QPointer<QEventLoop> loop(d->eventLoop);
     loop->exec();

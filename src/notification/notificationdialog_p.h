@@ -8,6 +8,8 @@
 #include <QRecursiveMutex>
 #include <QVariantMap>
 
+#include <utility>
+
 class QEventLoop;
 
 namespace ommock {
@@ -36,9 +38,11 @@ public:
 
     static void qmlAppend(QQmlListProperty<om::system::SystemUiButton> *list,
                           om::system::SystemUiButton *button);
-    static int qmlCount(QQmlListProperty<om::system::SystemUiButton> *list);
+    // The list's sizes and indexes: int in Qt 5, qsizetype in Qt 6.
+    using QmlListSize = decltype(std::declval<QList<QObject *>>().size());
+    static QmlListSize qmlCount(QQmlListProperty<om::system::SystemUiButton> *list);
     static om::system::SystemUiButton *qmlAt(QQmlListProperty<om::system::SystemUiButton> *list,
-                                            int index);
+                                            QmlListSize index);
     static void qmlClear(QQmlListProperty<om::system::SystemUiButton> *list);
 
     NotificationDialog *const q_ptr;

@@ -4,6 +4,7 @@
 
 #include <om/ppsobject.h>
 
+#include <QAbstractEventDispatcher>
 #include <QEventLoop>
 #include <QTimer>
 
@@ -52,14 +53,19 @@ NotificationError::Type NotificationPpsChannel::sendAndWait(const QVariantMap &m
     if (!pps.write(text))
         return NotificationError::InvalidRequest;
 
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    QObject::connect(&pps, &om::PpsObject::readyRead, &loop, &QEventLoop::quit);
-    if (timeoutMs > 0)
-        timer.start(timeoutMs);
-    loop.exec();
+    // Without an event dispatcher on this thread (no QCoreApplication) a
+    // nested loop cannot wait, it would spin for ever: the answer is taken
+    // if it is there already, and otherwise counts as not come in time.
+    if (QAbstractEventDispatcher::instance()) {
+        QEventLoop loop;
+        QTimer timer;
+        timer.setSingleShot(true);
+        QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+        QObject::connect(&pps, &om::PpsObject::readyRead, &loop, &QEventLoop::quit);
+        if (timeoutMs > 0)
+            timer.start(timeoutMs);
+        loop.exec();
+    }
 
     // Whatever ended the wait, the first data that arrived is the answer.
     bool ok = false;

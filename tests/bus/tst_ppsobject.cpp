@@ -319,11 +319,16 @@ void tst_PpsObject::restartedServerSeesClientsAgain()
     QCOMPARE(restarted.clientInfo(restarted.last().clientId).value(QStringLiteral("pid")).toLongLong(),
              qint64(::getpid()));
 
-    // Nothing of this reached the reader but the answer.
-    QVERIFY(told.wait());
-    QCOMPARE(told.count(), 1);
+    // Nothing of this reached the reader but the answer. The reader may be
+    // told more than once while the answer waits unread (the answer can
+    // come while the test still waits for the server), so what counts is
+    // what there is to read.
+    QTRY_VERIFY(!told.isEmpty());
     QCOMPARE(decoded(client.read(&ok)).value(QStringLiteral("@control")).toMap().value(QStringLiteral("id")).toString(),
              QStringLiteral("9"));
+    QVERIFY(client.read(&ok).isEmpty());
+    QVERIFY(!ok);
+    QCOMPARE(client.error(), EAGAIN);
     client.close();
     QVERIFY(restarted.waitForClosed(1));
     QCOMPARE(restarted.openedCount(), 1);
@@ -503,7 +508,7 @@ void tst_PpsObject::eachObjectHearsOnlyItsOwnData()
         bool ok = false;
         QCOMPARE(resultOf(objects[target]->read(&ok)), names[target]);
         expected[target] = 1;
-        QCOMPARE((QList<int>{toldA.count(), toldB.count(), toldC.count()}), expected);
+        QCOMPARE((QList<int>{int(toldA.count()), int(toldB.count()), int(toldC.count())}), expected);
     }
 }
 

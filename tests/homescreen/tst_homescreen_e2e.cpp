@@ -86,7 +86,7 @@ private Q_SLOTS:
         QCOMPARE(capture.warnings(), QStringList());
         QVERIFY(homeShows("Wallpaper: " + sea));
 
-        QCOMPARE(omctl({"wallpaper-lock", "on"}), QString());
+        QCOMPARE(omctl({"wallpaper-lock", "on"}), QStringLiteral("Wallpaper lock: on\n"));
         QVERIFY(lockSpy.wait());
         QCOMPARE(lockSpy.at(0).at(0).value<WallpaperLockState::Type>(), WallpaperLockState::Locked);
         const QUrl forest = QUrl::fromLocalFile(image("forest.jpg"));
@@ -100,7 +100,7 @@ private Q_SLOTS:
                             .arg(QString::fromLocal8Bit(std::strerror(EPERM)))));
         QVERIFY(homeShows("Wallpaper: " + sea));
 
-        QCOMPARE(omctl({"wallpaper-lock", "off"}), QString());
+        QCOMPARE(omctl({"wallpaper-lock", "off"}), QStringLiteral("Wallpaper lock: off\n"));
         QVERIFY(lockSpy.wait());
         QVERIFY(home.setWallpaper(forest));
         QVERIFY(homeShows("Wallpaper: " + forest.toLocalFile()));
@@ -152,7 +152,8 @@ private Q_SLOTS:
             {"pinBlocked", DeviceLockState::PinBlocked},
             {"notLocked", DeviceLockState::Unlocked}};
         for (int i = 0; i < steps.size(); ++i) {
-            QCOMPARE(omctl({"lock", steps[i].first}), QString());
+            QCOMPARE(omctl({"lock", steps[i].first}),
+                     QStringLiteral("Lock state:     %1\n").arg(steps[i].first));
             QTRY_COMPARE(lockSpy.count(), i + 1);
             QCOMPARE(lockSpy.last().at(0).value<DeviceLockState::Type>(), steps[i].second);
             QCOMPARE(lockIntSpy.last().at(0).toInt(), int(steps[i].second));
@@ -163,7 +164,7 @@ private Q_SLOTS:
             QCOMPARE(oms_event_get_code(event), int(NAVIGATOR_DEVICE_LOCK_STATE));
             QCOMPARE(QString::fromUtf8(navigator_event_get_data(event)), steps[i].first);
         }
-        QCOMPARE(omctl({"bedside", "on"}), QString());
+        QCOMPARE(omctl({"-q", "bedside", "on"}), QString());
         QVERIFY(bedsideSpy.wait());
         QCOMPARE(bedsideSpy.at(0).at(0).toBool(), true);
         QVERIFY(homeShows("Bedside mode: on"));

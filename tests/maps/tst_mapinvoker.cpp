@@ -38,7 +38,7 @@ QString render(const QVariant &value)
     const int type = value.userType();
     if (type == QMetaType::QString)
         return value.toString().isNull() ? QStringLiteral("null") : '"' + value.toString() + '"';
-    if (const QMetaObject *meta = QMetaType::metaObjectForType(type)) {
+    if (const QMetaObject *meta = QMetaType(type).metaObject()) {
         const char *key = meta->enumerator(meta->indexOfEnumerator("Type")).valueToKey(value.toInt());
         return key ? QString::fromLatin1(key) : value.toString();
     }
@@ -71,7 +71,11 @@ public:
         const QMetaMethod method = m_signals.at(id);
         QStringList values;
         for (int i = 0; i < method.parameterCount(); ++i)
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+            values.append(render(QVariant(method.parameterMetaType(i), args[i + 1])));
+#else
             values.append(render(QVariant(method.parameterType(i), args[i + 1])));
+#endif
         records.append(QString::fromLatin1(method.name() + '(') + values.join(QLatin1String(", ")) + ')');
         return -1;
     }
@@ -113,6 +117,18 @@ public:
 } // namespace
 
 // MapInvoker, seen through its two subclasses.
+// A method's revision as declared: Qt 6 gives it encoded as a version,
+// with the declared number as its minor part.
+int revisionOf(const QMetaMethod &method)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return method.revision() ? QTypeRevision::fromEncodedVersion(method.revision()).minorVersion()
+                             : 0;
+#else
+    return method.revision();
+#endif
+}
+
 class tst_MapInvoker : public QObject
 {
     Q_OBJECT
@@ -374,12 +390,12 @@ void tst_MapInvoker::metaObject()
             QVERIFY2(p.isReadable() && p.isWritable() && p.isResettable() && p.isStored(), name);
             QCOMPARE(p.notifySignal().name(), name + "Changed");
             QCOMPARE(p.notifySignal().parameterType(0), p.userType());
-            QString revisions = QString::number(p.notifySignal().revision());
+            QString revisions = QString::number(revisionOf(p.notifySignal()));
             for (int m = 0; m < meta->methodCount(); ++m) {
                 const QMetaMethod method = meta->method(m);
                 if (method.methodType() == QMetaMethod::Slot
                     && (method.name() == "set" + capitalised || method.name() == "reset" + capitalised))
-                    revisions += QString::number(method.revision());
+                    revisions += QString::number(revisionOf(method));
             }
             declared << QStringLiteral("%1(%2)%3").arg(QString::fromLatin1(name),
                 QString::fromLatin1(p.notifySignal().parameterNames().value(0)), revisions);

@@ -1,4 +1,4 @@
-// The bus commands: ls, cat, watch, write.
+// The bus commands: ls, cat, write (watch is in cmd_watch.cpp).
 
 #include "command.h"
 #include "omctlclient.h"
@@ -12,15 +12,18 @@
 #include <optional>
 
 namespace omctl {
-namespace {
 
 void printText(const QByteArray &text)
 {
+    if (isQuiet())
+        return;
     std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
     if (!text.endsWith('\n'))
         std::fputc('\n', stdout);
     std::fflush(stdout);
 }
+
+namespace {
 
 int ls(const Invocation &call)
 {
@@ -51,37 +54,6 @@ int cat(const Invocation &call)
     else if (pps.error() != EAGAIN)
         return fail(path, reason(pps.error()));
     return Success;
-}
-
-int watch(const Invocation &call)
-{
-    if (call.args().size() != 1)
-        return call.usage(QStringLiteral("watch takes one object path"));
-    const std::optional<int> count = call.positive(QStringLiteral("count"), -1);
-    if (!count)
-        return Usage;
-    const QString path = call.args().first();
-    om::PpsObject pps(path);
-    if (!pps.open(om::PpsOpenMode::Subscribe))
-        return fail(path, reason(pps.error()));
-    int result = Success;
-    int seen = 0;
-    QObject::connect(&pps, &om::PpsObject::readyRead, [&]() {
-        bool ok = false;
-        const QByteArray text = pps.read(&ok);
-        if (!ok) {
-            if (pps.error() == EAGAIN)
-                return;
-            result = fail(path, reason(pps.error()));
-            QCoreApplication::exit(result);
-            return;
-        }
-        printText(text);
-        if (*count > 0 && ++seen >= *count)
-            QCoreApplication::exit(Success);
-    });
-    const int code = QCoreApplication::exec();
-    return code != Success ? code : result;
 }
 
 int write(const Invocation &call)
@@ -117,6 +89,14 @@ int write(const Invocation &call)
         return fail(path, reason(pps.error()));
     if (!pps.write(text))
         return fail(path, reason(pps.error()));
+    // The new state, if the object is one that keeps it.
+    om::PpsObject state(path);
+    if (state.open(om::PpsOpenMode::Subscribe)) {
+        bool ok = false;
+        const QByteArray content = state.read(&ok);
+        if (ok && !isQuiet())
+            std::fwrite(content.constData(), 1, size_t(content.size()), stdout);
+    }
     return Success;
 }
 
@@ -135,15 +115,6 @@ OMCTL_COMMAND({QStringLiteral("cat"),
                QStringLiteral("A control object has no attributes of its own and prints nothing."),
                {},
                cat});
-
-OMCTL_COMMAND(
-    {QStringLiteral("watch"),
-     QStringLiteral("<object>"),
-     QStringLiteral("Print an object's content, then each update as it arrives."),
-     QStringLiteral("Runs until interrupted, or until N updates have been printed.\n"
-                    "On a control object it prints what the server sends to all clients."),
-     {{QStringLiteral("count"), QStringLiteral("Stop after N updates."), QStringLiteral("N")}},
-     watch});
 
 OMCTL_COMMAND(
     {QStringLiteral("write"),

@@ -15,28 +15,6 @@ namespace protocol = om::navigatorprotocol;
 const QString simulatorPath = protocol::userSidePath();
 const QStringList lockStates = protocol::lockStates();
 
-int lock(const Invocation &call)
-{
-    if (call.args().size() != 1 || !lockStates.contains(call.args().first()))
-        return call.usage(
-            QStringLiteral("lock takes one of %1").arg(lockStates.join(QLatin1String(", "))));
-    return call.perform(simulatorPath, protocol::setLockStateMessage(),
-                        {{protocol::keyState(), call.args().first()}});
-}
-
-// A command that turns something on or off with one request.
-std::function<int(const Invocation &)> switchCommand(const QString &msg)
-{
-    return [msg](const Invocation &call) {
-        const QString value = call.args().value(0);
-        if (call.args().size() != 1 ||
-            (value != QLatin1String("on") && value != QLatin1String("off")))
-            return call.usage(QStringLiteral("%1 takes on or off").arg(call.command().name));
-        return call.perform(simulatorPath, msg,
-                            {{protocol::keyOn(), value == QLatin1String("on")}});
-    };
-}
-
 QString onOff(const QVariant &value)
 {
     return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
@@ -45,6 +23,53 @@ QString onOff(const QVariant &value)
 void row(const QString &name, const QString &value)
 {
     out((name + QLatin1Char(':')).leftJustified(16) + value);
+}
+
+// After a change: the navigator's state as it now is, the row named
+// @p name of what "home" shows.
+int printState(const Invocation &call, const QString &name)
+{
+    if (isQuiet())
+        return Success;
+    const auto answer = call.request(simulatorPath, protocol::homeMessage());
+    if (!answer)
+        return Failure;
+    if (name == QLatin1String("Lock state"))
+        row(name, answer->value(protocol::keyLockState()).toString());
+    else if (name == QLatin1String("Bedside mode"))
+        row(name, onOff(answer->value(protocol::keyBedsideMode())));
+    else
+        row(name, onOff(answer->value(protocol::keyHomeWallpaperLocked())));
+    return Success;
+}
+
+int lock(const Invocation &call)
+{
+    if (call.args().size() != 1 || !lockStates.contains(call.args().first()))
+        return call.usage(
+            QStringLiteral("lock takes one of %1, not '%2'")
+                .arg(lockStates.join(QLatin1String(", ")), call.args().join(QLatin1Char(' '))));
+    if (call.perform(simulatorPath, protocol::setLockStateMessage(),
+                     {{protocol::keyState(), call.args().first()}}) != Success)
+        return Failure;
+    return printState(call, QStringLiteral("Lock state"));
+}
+
+// A command that turns something on or off with one request.
+// Prints the new state, as @p shown names it in "home".
+std::function<int(const Invocation &)> switchCommand(const QString &msg, const QString &shown)
+{
+    return [msg, shown](const Invocation &call) -> int {
+        const QString value = call.args().value(0);
+        if (call.args().size() != 1 ||
+            (value != QLatin1String("on") && value != QLatin1String("off")))
+            return call.usage(QStringLiteral("%1 takes on or off, not '%2'")
+                                  .arg(call.command().name, call.args().join(QLatin1Char(' '))));
+        if (call.perform(simulatorPath, msg, {{protocol::keyOn(), value == QLatin1String("on")}}) !=
+            Success)
+            return Failure;
+        return printState(call, shown);
+    };
 }
 
 int home(const Invocation &call)
@@ -102,7 +127,7 @@ OMCTL_COMMAND({QStringLiteral("bedside"),
                QStringLiteral("Turn bedside mode on or off."),
                QString(),
                {},
-               switchCommand(protocol::setBedsideModeMessage())});
+               switchCommand(protocol::setBedsideModeMessage(), QStringLiteral("Bedside mode"))});
 
 OMCTL_COMMAND(
     {QStringLiteral("wallpaper-lock"),
@@ -110,7 +135,7 @@ OMCTL_COMMAND(
      QStringLiteral("Lock or unlock the wallpaper."),
      QStringLiteral("While the wallpaper is locked the navigator refuses new wallpapers."),
      {},
-     switchCommand(protocol::setWallpaperLockMessage())});
+     switchCommand(protocol::setWallpaperLockMessage(), QStringLiteral("Wallpaper lock"))});
 
 OMCTL_COMMAND({QStringLiteral("home"),
                QString(),

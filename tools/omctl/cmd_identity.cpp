@@ -224,8 +224,10 @@ int data(const Invocation &inv)
         protocol::readBytes(*dat, protocol::keyValue(), &value);
         if (base64)
             value = value.toBase64();
-        std::fwrite(value.constData(), 1, size_t(value.size()), stdout);
-        std::fputc('\n', stdout);
+        if (!isQuiet()) {
+            std::fwrite(value.constData(), 1, size_t(value.size()), stdout);
+            std::fputc('\n', stdout);
+        }
         return Success;
     }
     if (action == QLatin1String("set")) {
@@ -238,9 +240,15 @@ int data(const Invocation &inv)
             value = *decoded;
         }
         request.insert(protocol::keyValue(), protocol::encodeBytes(value));
-        return inv.perform(protocol::simulatorPath(), protocol::simSetData(), request);
+        if (!inv.request(protocol::simulatorPath(), protocol::simSetData(), request))
+            return Failure;
+        out(QStringLiteral("%1: %2 bytes stored").arg(positional.at(0)).arg(value.size()));
+        return Success;
     }
-    return inv.perform(protocol::simulatorPath(), protocol::simDeleteData(), request);
+    if (!inv.request(protocol::simulatorPath(), protocol::simDeleteData(), request))
+        return Failure;
+    out(QStringLiteral("%1: deleted").arg(positional.at(0)));
+    return Success;
 }
 
 int offline(const Invocation &inv)

@@ -40,24 +40,30 @@ QString synopsis(const Command &command)
 
 void printHelp()
 {
-    std::printf("Usage: omctl <command> [arguments]\n\n"
+    std::printf("Usage: omctl [-q] <command> [arguments]\n\n"
                 "Reads and writes the device's bus objects and plays the user's side of the\n"
                 "simulated device. The bus is found through OM_PPS_ROOT (default\n"
                 "$XDG_RUNTIME_DIR/om-pps, else /tmp/om-pps-<uid>), as for applications.\n\n"
                 "Commands:\n");
     for (const Command &command : CommandRegistry::all())
         std::printf("  %s\n      %s\n", qPrintable(synopsis(command)), qPrintable(command.summary));
-    std::printf("\n'omctl help <command>' tells more of one command.\n"
+    std::printf("\nOptions of every command:\n"
+                "  -q, --quiet  Print nothing on success; errors still go to standard error.\n"
+                "  -h, --help   Show the command's help.\n"
+                "Alone: omctl --version prints the version, omctl --help this help.\n"
+                "\n'omctl help <command>' tells more of one command.\n"
                 "Exit status: 0 success, 1 the operation failed, 2 bad usage.\n");
 }
 
 const QCommandLineOption HelpOption({QStringLiteral("h"), QStringLiteral("help")},
                                     QStringLiteral("Show this help."));
+const QCommandLineOption QuietOption({QStringLiteral("q"), QStringLiteral("quiet")},
+                                     QStringLiteral("Print nothing on success."));
 
-// Every option of @p command, and the help option.
+// Every option of @p command, and the options every command has.
 QList<QCommandLineOption> optionsOf(const Command &command)
 {
-    return command.options + QList<QCommandLineOption>{HelpOption};
+    return command.options + QList<QCommandLineOption>{QuietOption, HelpOption};
 }
 
 void printCommandHelp(const Command &command)
@@ -122,6 +128,48 @@ QStringList verbatim(const QList<QCommandLineOption> &options, const QStringList
     return named + QStringList{QStringLiteral("--")} + positional;
 }
 
+// The option as typed: "--name", or "-n" for a name of one letter.
+QString dashed(const QString &name)
+{
+    return (name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + name;
+}
+
+// The parser's complaint in omctl's words: the option, and what is valid
+// instead (the options the command takes, or the kind of value).
+QString parseError(const QCommandLineParser &parser, const QList<QCommandLineOption> &options)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty()) {
+        QStringList valid;
+        for (const QCommandLineOption &option : options)
+            valid.append(dashed(option.names().constLast()));
+        return QStringLiteral("unknown option '%1'; the options are %2")
+            .arg(dashed(unknown.first()), valid.join(QStringLiteral(", ")));
+    }
+    // "Missing value after '--name'." is the parser's only other complaint.
+    const QString text = parser.errorText();
+    const int open = text.indexOf(QLatin1Char('\''));
+    const int close = text.lastIndexOf(QLatin1Char('\''));
+    if (open >= 0 && close > open) {
+        const QString typed = text.mid(open + 1, close - open - 1);
+        const QString name = typed.mid(typed.startsWith(QLatin1String("--")) ? 2 : 1);
+        for (const QCommandLineOption &option : options) {
+            if (option.names().contains(name))
+                return QStringLiteral("%1 needs a value: %1 %2").arg(typed, option.valueName());
+        }
+    }
+    return text;
+}
+
+int unknownCommand(const QString &name)
+{
+    QStringList names;
+    for (const Command &command : CommandRegistry::all())
+        names.append(command.name);
+    return usage(QStringLiteral("unknown command '%1'; the commands are %2")
+                     .arg(name, names.join(QStringLiteral(", "))));
+}
+
 int runCommand(const Command &command, const QStringList &args)
 {
     QCommandLineParser parser;
@@ -131,11 +179,13 @@ int runCommand(const Command &command, const QStringList &args)
     // The parser looks for the program's name in front.
     line.prepend(QStringLiteral("omctl ") + command.name);
     if (!parser.parse(line))
-        return usage(QStringLiteral("%1: %2").arg(command.name, parser.errorText()));
+        return usage(QStringLiteral("%1: %2").arg(command.name, parseError(parser, options)));
     if (parser.isSet(HelpOption)) {
         printCommandHelp(command);
         return Success;
     }
+    if (parser.isSet(QuietOption))
+        setQuiet(true);
     QVariantMap given;
     for (const QCommandLineOption &option : command.options) {
         const QString name = option.names().constLast();
@@ -156,14 +206,35 @@ int main(int argc, char *argv[])
 {
     ::signal(SIGPIPE, SIG_IGN);
     QCoreApplication app(argc, argv);
-    const QStringList args = app.arguments().mid(1);
+    QStringList args = app.arguments().mid(1);
+    // Options of omctl itself stand before the command.
+    while (!args.isEmpty() && (args.first() == QLatin1String("-q") ||
+                               args.first() == QLatin1String("--quiet"))) {
+        omctl::setQuiet(true);
+        args.removeFirst();
+    }
     if (args.isEmpty())
         return omctl::usage(QStringLiteral("no command given"));
     const QString name = args.first();
+    if (name == QLatin1String("--version")) {
+        std::printf("omctl %s (Qt %s)\n", OM_VERSION, qVersion());
+        return omctl::Success;
+    }
+    if (name == QLatin1String("--commands")) {
+        // For shell completion: the command names, one a line.
+        for (const omctl::Command &command : omctl::CommandRegistry::all())
+            std::printf("%s\n", qPrintable(command.name));
+        return omctl::Success;
+    }
     if (name == QLatin1String("-h") || name == QLatin1String("--help")) {
         omctl::printHelp();
         return omctl::Success;
     }
+    if (name.startsWith(QLatin1Char('-')))
+        return omctl::usage(
+            QStringLiteral("unknown option '%1'; before the command omctl takes -q, --version "
+                           "and --help")
+                .arg(name));
     if (name == QLatin1String("help")) {
         if (args.size() < 2) {
             omctl::printHelp();
@@ -171,12 +242,12 @@ int main(int argc, char *argv[])
         }
         const omctl::Command *command = omctl::CommandRegistry::find(args.at(1));
         if (!command)
-            return omctl::usage(QStringLiteral("unknown command '%1'").arg(args.at(1)));
+            return omctl::unknownCommand(args.at(1));
         omctl::printCommandHelp(*command);
         return omctl::Success;
     }
     const omctl::Command *command = omctl::CommandRegistry::find(name);
     if (!command)
-        return omctl::usage(QStringLiteral("unknown command '%1'").arg(name));
+        return omctl::unknownCommand(name);
     return omctl::runCommand(*command, args.mid(1));
 }

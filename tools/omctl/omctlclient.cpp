@@ -116,8 +116,24 @@ QString reason(int error)
     }
 }
 
+namespace {
+bool quietly = false;
+}
+
+bool isQuiet()
+{
+    return quietly;
+}
+
+void setQuiet(bool quiet)
+{
+    quietly = quiet;
+}
+
 void out(const QString &line)
 {
+    if (quietly)
+        return;
     std::fputs(qPrintable(line), stdout);
     std::fputc('\n', stdout);
 }

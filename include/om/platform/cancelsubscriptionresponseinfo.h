@@ -24,7 +24,7 @@ public:
     QString purchaseId() const;
 
 private:
-    Q_DECLARE_PRIVATE_D(d, CancelSubscriptionResponseInfo)
+    OM_DECLARE_SHARED_PRIVATE(CancelSubscriptionResponseInfo)
 };
 
 } // namespace platform

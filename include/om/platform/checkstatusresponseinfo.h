@@ -24,7 +24,7 @@ public:
     bool active() const;
 
 private:
-    Q_DECLARE_PRIVATE_D(d, CheckStatusResponseInfo)
+    OM_DECLARE_SHARED_PRIVATE(CheckStatusResponseInfo)
 };
 
 } // namespace platform

@@ -23,7 +23,7 @@ protected:
     explicit DigitalGoodResponse(DigitalGoodResponsePrivate &dd);
 
 private:
-    Q_DECLARE_PRIVATE_D(d, DigitalGoodResponse)
+    OM_DECLARE_SHARED_PRIVATE(DigitalGoodResponse)
 };
 
 } // namespace platform

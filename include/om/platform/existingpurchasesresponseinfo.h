@@ -26,7 +26,7 @@ public:
     QList<PurchaseReceipt> purchases() const;
 
 private:
-    Q_DECLARE_PRIVATE_D(d, ExistingPurchasesResponseInfo)
+    OM_DECLARE_SHARED_PRIVATE(ExistingPurchasesResponseInfo)
 };
 
 } // namespace platform

@@ -7,6 +7,20 @@
 #include <QSharedDataPointer>
 #include <QString>
 
+/**
+ * Q_DECLARE_PRIVATE_D for the response values, whose record is held by a
+ * QSharedDataPointer. Qt 6 wants a d pointer whose get() cannot throw, which
+ * a pointer that detaches is not; the accessors are the same as Qt 5's.
+ * @internal
+ */
+#define OM_DECLARE_SHARED_PRIVATE(Class)                                                           \
+    inline Class##Private *d_func() { return reinterpret_cast<Class##Private *>(d.data()); }       \
+    inline const Class##Private *d_func() const                                                    \
+    {                                                                                              \
+        return reinterpret_cast<const Class##Private *>(d.constData());                            \
+    }                                                                                              \
+    friend class Class##Private;
+
 namespace om {
 namespace platform {
 
@@ -40,7 +54,7 @@ protected:
     QSharedDataPointer<PaymentServiceResponsePrivate> d;
 
 private:
-    Q_DECLARE_PRIVATE_D(d, PaymentServiceResponse)
+    OM_DECLARE_SHARED_PRIVATE(PaymentServiceResponse)
 };
 
 } // namespace platform

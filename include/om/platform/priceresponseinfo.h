@@ -27,7 +27,7 @@ protected:
     explicit PriceResponseInfo(PriceResponseInfoPrivate &dd);
 
 private:
-    Q_DECLARE_PRIVATE_D(d, PriceResponseInfo)
+    OM_DECLARE_SHARED_PRIVATE(PriceResponseInfo)
 };
 
 } // namespace platform

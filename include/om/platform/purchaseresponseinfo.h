@@ -28,7 +28,7 @@ public:
     QString purchaseMetadata() const;
 
 private:
-    Q_DECLARE_PRIVATE_D(d, PurchaseResponseInfo)
+    OM_DECLARE_SHARED_PRIVATE(PurchaseResponseInfo)
 };
 
 } // namespace platform

@@ -28,7 +28,7 @@ public:
     QString renewalPeriod() const;
 
 private:
-    Q_DECLARE_PRIVATE_D(d, SubscriptionTermsResponseInfo)
+    OM_DECLARE_SHARED_PRIVATE(SubscriptionTermsResponseInfo)
 };
 
 } // namespace platform

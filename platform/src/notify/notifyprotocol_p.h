@@ -58,6 +58,18 @@ inline QString updateStateMessage() { return QStringLiteral("updateState"); }
 inline QString inboxMessage() { return QStringLiteral("inbox"); }
 inline QString dialogsMessage() { return QStringLiteral("dialogs"); }
 inline QString chooseMessage() { return QStringLiteral("choose"); }
+// Following the service: after "follow" the user's side writes "event"
+// messages, dat {"event": one of the names below, and what it concerns}.
+inline QString followMessage() { return QStringLiteral("follow"); }
+inline QString eventMessage() { return QStringLiteral("event"); }
+inline QString keyEvent() { return QStringLiteral("event"); }
+inline QString eventPosted() { return QStringLiteral("posted"); }
+inline QString eventCleared() { return QStringLiteral("cleared"); }
+inline QString eventRemoved() { return QStringLiteral("removed"); }
+inline QString eventDialogShown() { return QStringLiteral("dialogShown"); }
+inline QString eventDialogEnded() { return QStringLiteral("dialogEnded"); }
+inline QString eventSettings() { return QStringLiteral("settings"); }
+inline QString keyScope() { return QStringLiteral("scope"); }
 inline QString openMessage() { return QStringLiteral("open"); }
 inline QString clearEffectsMessage() { return QStringLiteral("clearEffects"); }
 inline QString removeMessage() { return QStringLiteral("remove"); }

@@ -86,7 +86,7 @@ NavigatorEvent *navigatorEvent(oms_event_t *event)
 
 QByteArray textOf(const QVariant &value)
 {
-    if (value.type() == QVariant::Map || value.type() == QVariant::List)
+    if (value.userType() == QMetaType::QVariantMap || value.userType() == QMetaType::QVariantList)
         return QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact);
     return value.toString().toUtf8();
 }

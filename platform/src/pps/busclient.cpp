@@ -187,6 +187,7 @@ int connectAndSend(const QByteArray &message, int *error)
     if (address.error() != 0) {
         // No root directory: no broker.
         *error = address.error() == ENOENT ? ECONNREFUSED : address.error();
+        qCInfo(lcBus, "no bus broker at %s; start omdeviced", qPrintable(rootDirectory()));
         return -1;
     }
     const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
@@ -198,6 +199,11 @@ int connectAndSend(const QByteArray &message, int *error)
         // A missing socket and a dead one both mean: no broker.
         *error = (errno == ENOENT || errno == ECONNREFUSED) ? ECONNREFUSED : errno;
         ::close(fd);
+        if (*error == ECONNREFUSED)
+            qCInfo(lcBus, "no bus broker at %s; start omdeviced", qPrintable(rootDirectory()));
+        else
+            qCInfo(lcBus, "cannot reach the bus broker at %s: %s", qPrintable(rootDirectory()),
+                   std::strerror(*error));
         return -1;
     }
     if (message.isEmpty()) {

@@ -7,6 +7,7 @@
 #include "ppscodec_p.h"
 #include "serverendpoint_p.h"
 
+#include <QCoreApplication>
 #include <QEvent>
 #include <QFile>
 #include <QPointer>
@@ -343,6 +344,13 @@ QString PpsObject::path() const
 bool PpsObject::open(PpsOpenMode::Types mode)
 {
     Q_D(PpsObject);
+    static bool toldOfNoApplication = false;
+    if (!QCoreApplication::instance() && !toldOfNoApplication) {
+        toldOfNoApplication = true;
+        qCWarning(bus::lcBus, "om::PpsObject: no QCoreApplication: answers and signals of the "
+                              "device's services come through the Qt event loop, and calls that "
+                              "wait for them fail at once; create a QCoreApplication first");
+    }
     if (d->kind != PpsObjectPrivate::Closed) {
         d->error = EBUSY;
         return false;
@@ -397,6 +405,9 @@ bool PpsObject::open(PpsOpenMode::Types mode)
                 d->startWatching(this);
             QByteArray content;
             if (!bus::receiveAnswer(fd, &content, &err)) {
+                qCInfo(bus::lcBus, "cannot open %s: %s", qPrintable(d->objectPath),
+                       err == ENOENT ? "no such object (is its service running?)"
+                                     : std::strerror(err));
                 d->stopWatching();
                 ::close(fd);
                 d->fd = -1;

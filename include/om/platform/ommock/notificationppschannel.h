@@ -38,6 +38,8 @@ public:
      * running a nested event loop for at most @p timeoutMs milliseconds (no
      * bound if 0 or less). The decoded answer goes to @p response; the
      * answer is not examined. Other events of the application run meanwhile.
+     * A thread without an event dispatcher (no QCoreApplication) cannot wait:
+     * there only an answer that is there already counts.
      */
     static om::platform::NotificationError::Type sendAndWait(const QVariantMap &message,
                                                              QVariantMap &response, int timeoutMs);

@@ -6,6 +6,7 @@
 #include <om/system/invokerequest.h>
 #include <om/system/invoketargetreply.h>
 
+#include <QCoreApplication>
 #include <QMetaEnum>
 #include <QSocketNotifier>
 
@@ -363,9 +364,13 @@ void PaymentServiceInterfaceImpl::readInvocation(pps_decoder_t *decoder) const
     QMap<QString, QVariant> metadata;
     if (readStringMap(decoder, "metadata", &metadata))
         request.setMetadata(metadata);
-    // Neither kept nor waited for: the reply deletes itself when it is done.
+    // Neither kept nor waited for: the reply deletes itself when it is done,
+    // or goes with the application if that ends first.
     om::system::InvokeTargetReply *reply = manager.invoke(request);
     QObject::connect(reply, &om::system::InvokeReply::finished, reply, &QObject::deleteLater);
+    QCoreApplication *application = QCoreApplication::instance();
+    if (application && application->thread() == reply->thread())
+        reply->setParent(application);
 }
 
 QSharedPointer<PurchaseReceipt>

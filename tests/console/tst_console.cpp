@@ -22,6 +22,14 @@ using omdevice::ConsoleModule;
 using omtest::ControlClient;
 using omtest::HttpProbe;
 
+#if defined(__SANITIZE_ADDRESS__)
+#define OM_TEST_UNDER_ASAN
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define OM_TEST_UNDER_ASAN
+#endif
+#endif
+
 namespace {
 
 const QString NotifyControl = QStringLiteral("/pps/services/notify/control");
@@ -372,8 +380,12 @@ void tst_Console::slowPagesDoNotHoldUpTheDevice()
     // One state per topic, the inbox's at most its newest 200 items.
     QVERIFY(held < 1024 * 1024);
     // Queues per page would hold a hundred times a thousand states of the
-    // inbox: gigabytes.
+    // inbox: gigabytes. Under AddressSanitizer freed memory stays in its
+    // quarantine, so resident memory says nothing there; the hub's own
+    // count above still does.
+#ifndef OM_TEST_UNDER_ASAN
     QVERIFY2(grown < 256 * 1024, qPrintable(QString::number(grown)));
+#endif
 }
 
 QTEST_GUILESS_MAIN(tst_Console)

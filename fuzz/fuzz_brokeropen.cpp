@@ -60,7 +60,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (::send(fd, data, size, MSG_NOSIGNAL) != ssize_t(size))
         std::abort();
     pollfd p{fd, POLLIN, 0};
-    if (::poll(&p, 1, 20000) != 1) {
+    // libFuzzer's alarm for slow inputs interrupts the wait now and then.
+    int ready;
+    do
+        ready = ::poll(&p, 1, 20000);
+    while (ready < 0 && errno == EINTR);
+    if (ready != 1) {
         std::fprintf(stderr, "fuzz_brokeropen: the broker left a client waiting\n");
         std::abort();
     }
